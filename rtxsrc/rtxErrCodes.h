@@ -1,0 +1,135 @@
+// Symbolic names of the run-time's statuses. The numbers are fixed: they are
+// what callers see and they index the text tables positionally.
+#ifndef RTXERRCODES_H
+#define RTXERRCODES_H
+
+#define RT_OK 0
+#define RT_OK_FRAG 2  // PER length: a fragment with more to follow
+
+// Core table, -1 .. -81.
+#define RTERR_BUFOVFLW -1
+#define RTERR_ENDOFBUF -2
+#define RTERR_IDNOTFOU -3
+#define RTERR_INVENUM -4
+#define RTERR_SETDUPL -5
+#define RTERR_SETMISRQ -6
+#define RTERR_NOTINSET -7
+#define RTERR_SEQOVFLW -8
+#define RTERR_INVOPT -9
+#define RTERR_NOMEM -10
+#define RTERR_INVHEXS -11
+#define RTERR_INVREAL -12
+#define RTERR_STROVFLW -13
+#define RTERR_BADVALUE -14
+#define RTERR_TOODEEP -15
+#define RTERR_CONSVIO -16
+#define RTERR_ENDOFFILE -17
+#define RTERR_INVUTF8 -18
+#define RTERR_OUTOFBND -19
+#define RTERR_INVPARAM -20
+#define RTERR_INVFORMAT -21
+#define RTERR_NOTINIT -22
+#define RTERR_TOOBIG -23
+#define RTERR_INVCHAR -24
+#define RTERR_XMLSTATE -25
+#define RTERR_XMLPARSE -26
+#define RTERR_SEQORDER -27
+#define RTERR_FILNOTFOU -28
+#define RTERR_READERR -29
+#define RTERR_WRITEERR -30
+#define RTERR_INVBASE64 -31
+#define RTERR_INVSOCKET -32
+#define RTERR_INVATTR -33
+#define RTERR_REGEXP -34
+#define RTERR_PATMATCH -35
+#define RTERR_ATTRMISRQ -36
+#define RTERR_HOSTNOTFOU -37
+#define RTERR_HTTPERR -38
+#define RTERR_SOAPERR -39
+#define RTERR_UNEXPELEM -41
+#define RTERR_INVOCCUR -42
+#define RTERR_INVMSGBUF -43
+#define RTERR_DECELEMFAIL -44
+#define RTERR_DECATTRFAIL -45
+#define RTERR_STRMINUSE -46
+#define RTERR_NULLPTR -47
+#define RTERR_FAILED -48
+#define RTERR_ATTRFIXEDVAL -49
+#define RTERR_MULTIPLE -50
+#define RTERR_NOTYPEINFO -51
+#define RTERR_ADDRINUSE -52
+#define RTERR_CONNRESET -53
+#define RTERR_UNREACHABLE -54
+#define RTERR_NOCONN -55
+#define RTERR_CONNREFUSED -56
+#define RTERR_INVSOCKOPT -57
+#define RTERR_SOAPFAULT -58
+#define RTERR_MARKNOTSUP -59
+#define RTERR_NOTSUPP -60
+#define RTERR_UNBAL -61
+#define RTERR_EXPNAME -62
+#define RTERR_UNICODE -63
+#define RTERR_INVBOOL -64
+#define RTERR_INVNULL -65
+#define RTERR_INVLEN -66
+#define RTERR_UNKNOWNIE -67
+#define RTERR_NOTALIGNED -68
+#define RTERR_EXTRDATA -69
+#define RTERR_INVMAC -70
+#define RTERR_NOSECPARAMS -71
+#define RTERR_COPYFAIL -72
+#define RTERR_PARSEFAIL -73
+#define RTERR_VALCMPFAIL -74
+#define RTERR_BUFCMPFAIL -75
+#define RTERR_UNUSEDBITS -76
+#define RTERR_NODECODER -78
+#define RTERR_WOULDBLOCK -79
+#define RTERR_NOTDATA -80
+#define RTERR_MBEDTLS -81
+
+// ASN.1 table, -100 .. -119.
+#define ASN_E_INVOBJID -100
+#define ASN_E_INVLEN -101
+#define ASN_E_BADTAG -102
+#define ASN_E_INVBINS -103
+#define ASN_E_INVINDEX -104
+#define ASN_E_INVTCVAL -105
+#define ASN_E_CONCMODF -106
+#define ASN_E_ILLSTATE -107
+#define ASN_E_NOTPDU -108
+#define ASN_E_ELEMSUNRES -109
+#define ASN_E_PERMISMATCH -110
+#define ASN_E_UNDEFTAG -111
+#define ASN_E_BADALIGN -112
+#define ASN_E_PDUNOTFOU -113
+#define ASN_E_NOTCANON -114
+#define ASN_E_INVVAL -115
+#define ASN_E_INVLENFORM -116
+#define ASN_E_NOTMINLEN -117
+#define ASN_E_NOTPRIM -118
+#define ASN_E_NOTFRAG -119
+
+// XML table, -200 .. -220.
+#define XML_E_GENERR -200
+#define XML_E_INVSYMBOL -201
+#define XML_E_TAGMISMATCH -202
+#define XML_E_DUPLATTR -203
+#define XML_E_BADCHARREF -204
+#define XML_E_INVMODE -205
+#define XML_E_UNEXPEOF -206
+#define XML_E_NOMATCH -207
+#define XML_E_ELEMMISRQ -208
+#define XML_E_ELEMSMISRQ -209
+#define XML_E_TOOFEWELEMS -210
+#define XML_E_UNEXPSTARTTAG -211
+#define XML_E_UNEXPENDTAG -212
+#define XML_E_IDNOTFOU -213
+#define XML_E_INVTYPEINFO -214
+#define XML_E_NSURINOTFOU -215
+#define XML_E_KEYNOTFOU -216
+#define XML_E_DUPLKEY -217
+#define XML_E_FLDABSENT -218
+#define XML_E_DUPLFLD -219
+#define XML_E_NOTEMPTY -220
+
+#endif
