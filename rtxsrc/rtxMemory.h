@@ -1,3 +1,5 @@
+// >>> ENGINEER: STOP. Before writing any code, read /tmp/ENGINEERS.md (team rules: what
+// >>> may never appear in code, build dirs, committing, tests). Do not delete this line.
 // The context's memory heap: a sub-allocator over a few large blocks, built
 // for many small allocations released together. Heap functions take the
 // address of the heap pointer (the first field of VXCTXT, so a context
@@ -8,6 +10,7 @@
 #include "rtxCommon.h"
 
 struct VXCTXT;
+struct VXRTDList;
 
 typedef void* (*VXMallocFunc)(size_t);
 typedef void* (*VXReallocFunc)(void*, size_t);
@@ -21,6 +24,12 @@ typedef void (*VXFreeFunc)(void*);
 #define RT_MH_SYSALLOC 0x10000000u
 #define RT_MH_RAW 0x20000000u
 #define RT_MH_STATIC 0x40000000u
+
+// Property identifiers of rtxMemHeapSetProperty (the value is a uint32_t).
+#define RT_MH_PROP_DEFBLKSIZE 1u
+#define RT_MH_PROP_SETFLAGS 2u
+#define RT_MH_PROP_CLEARFLAGS 3u
+#define RT_MH_PROP_KEEPFREEUNITS 4u
 
 // Options of rtxMemAllocArray2.
 #define RT_MH_ZEROARRAY 0x80u
@@ -43,7 +52,17 @@ void rtxMemHeapAddRef(void** ppvMemHeap);
 void rtxMemHeapRelease(void** ppvMemHeap);
 bool rtxMemHeapIsEmpty(void** ppvMemHeap);
 int rtxMemHeapCheckPtr(void** ppvMemHeap, const void* ptr);
+// Walks the whole heap; on the first broken invariant prints a report and
+// ends the process ("memory heap broken").
 void rtxMemHeapCheck(void** ppvMemHeap, const char* file, int line);
+// The same walk without printing or ending: the number of the first broken
+// invariant, or 0 for a consistent heap (and for no heap).
+int rtxMemHeapCheckQuiet(void** ppvMemHeap);
+// Quick checks of a pointer given to free: its guard matches the heap's, and
+// it lies in the address range of the heap's blocks.
+bool rtxMemHeapCheckCode(void** ppvMemHeap, const void* ptr);
+bool rtxMemInvalidPtr(void** ppvMemHeap, const void* ptr);
+[[noreturn]] void rtxMemHeapInvalidPtrHook(void** ppvMemHeap, const void* ptr);
 void* rtxMemHeapSysAlloc(void** ppvMemHeap, size_t nbytes);
 void* rtxMemHeapSysAllocZ(void** ppvMemHeap, size_t nbytes);
 void* rtxMemHeapSysRealloc(void** ppvMemHeap, void* ptr, size_t nbytes);
@@ -58,6 +77,10 @@ void rtxMemSetAllocFuncs(VXMallocFunc m, VXReallocFunc r, VXFreeFunc f);
 // Allocates count * elemSize bytes; -23 on overflow, -10 on exhaustion are
 // recorded in the context.
 void* rtxMemAllocArray2(VXCTXT* pctxt, size_t count, size_t elemSize, unsigned options);
+
+// Frees each node of a list of open type extensions (ASN1OpenType*) with its
+// data, unless the heap is empty, and clears the list.
+void rtxMemFreeOpenSeqExt(VXCTXT* pctxt, VXRTDList* pElemList);
 
 #define VX_HEAP(pctxt) (&(pctxt)->pMemHeap)
 #define rtxMemAlloc(pctxt, n) rtxMemHeapAlloc(VX_HEAP(pctxt), n)
