@@ -1,0 +1,171 @@
+#include "rtxTxtRead.h"
+
+#include "rtxError.h"
+#include "rtxReadBytes.h"
+
+namespace {
+
+inline bool isWhitespace(uint8_t c) {
+   return c == ' ' || (c >= 0x09 && c <= 0x0D);
+}
+inline bool isDigit(uint8_t c) {
+   return c >= '0' && c <= '9';
+}
+inline bool isEndOfInput(int stat) {
+   return stat == RTERR_ENDOFBUF || stat == RTERR_ENDOFFILE;
+}
+
+// Steps back over the byte just read.
+void unreadByte(VXCTXT* pctxt) {
+   VX_ASSERT(pctxt->buffer.byteIndex > 0);
+   pctxt->buffer.byteIndex--;
+}
+
+int passOn(VXCTXT* pctxt, int stat) {
+   VX_LOG_ERR(pctxt, stat);
+   return stat;
+}
+
+int raise(VXCTXT* pctxt, int stat) {
+   VX_LOG_ERRNEW(pctxt, stat);
+   return stat;
+}
+
+// White space skipped, the first byte read.
+int readFirstByte(VXCTXT* pctxt, uint8_t* pc) {
+   int stat = rtxTxtSkipWhitespace(pctxt);
+   if (stat < 0) return passOn(pctxt, stat);
+   stat = rtxReadBytes(pctxt, pc, 1);
+   return stat < 0 ? passOn(pctxt, stat) : 0;
+}
+
+// Accumulates the digits that start with `c`, the bytes read already. Each
+// step tests value > limit / 10 and value * 10 > bound - digit, so that no
+// intermediate result exceeds `bound`. The byte after the digits is put
+// back; the end of a buffer ends the number.
+template <class U>
+int readDigits(VXCTXT* pctxt, uint8_t c, U bound, U* pvalue) {
+   const U limit = bound / 10;
+   U value = 0;
+   for (;;) {
+      U digit = (U)(c - '0');
+      if (value > limit || value * 10 > bound - digit) return raise(pctxt, RTERR_TOOBIG);
+      value = value * 10 + digit;
+      int stat = rtxReadBytes(pctxt, &c, 1);
+      if (stat == RTERR_ENDOFBUF) break;
+      if (stat < 0) return passOn(pctxt, stat);
+      if (!isDigit(c)) {
+         unreadByte(pctxt);
+         break;
+      }
+   }
+   *pvalue = value;
+   return 0;
+}
+
+template <class U>
+int readUnsigned(VXCTXT* pctxt, U* pvalue) {
+   *pvalue = 0;
+   uint8_t c;
+   int stat = readFirstByte(pctxt, &c);
+   if (stat != 0) return stat;
+   if (c == '+') {
+      stat = rtxReadBytes(pctxt, &c, 1);
+      if (stat < 0) return passOn(pctxt, stat);
+   }
+   // No digit at all is not an error here: the value is 0 and the byte is
+   // left for the caller's next step to judge.
+   if (!isDigit(c)) {
+      unreadByte(pctxt);
+      return 0;
+   }
+   return readDigits<U>(pctxt, c, (U) ~(U)0, pvalue);
+}
+
+// The 32-bit reader, then a check against [lo, hi].
+template <class T, class R, class V>
+int readNarrow(VXCTXT* pctxt, T* pvalue, int (*reader)(VXCTXT*, V*), R lo, R hi) {
+   V value;
+   int stat = reader(pctxt, &value);
+   if (stat != 0) return stat;
+   if ((R)value < lo || (R)value > hi) return raise(pctxt, RTERR_TOOBIG);
+   *pvalue = (T)value;
+   return 0;
+}
+
+}  // namespace
+
+int rtxTxtSkipWhitespace(VXCTXT* pctxt) {
+   for (;;) {
+      uint8_t c;
+      int stat = rtxReadBytes(pctxt, &c, 1);
+      if (isEndOfInput(stat)) return 0;
+      if (stat < 0) return passOn(pctxt, stat);
+      if (!isWhitespace(c)) {
+         unreadByte(pctxt);
+         return 0;
+      }
+   }
+}
+
+int rtxTxtPeekChar(VXCTXT* pctxt, char* pch, bool skipWs) {
+   if (skipWs) {
+      int stat = rtxTxtSkipWhitespace(pctxt);
+      if (stat < 0) return passOn(pctxt, stat);
+   }
+   uint8_t c;
+   int stat = rtxReadBytes(pctxt, &c, 1);
+   if (isEndOfInput(stat)) return raise(pctxt, RTERR_ENDOFBUF);
+   if (stat < 0) return passOn(pctxt, stat);
+   unreadByte(pctxt);
+   if (pch != nullptr) *pch = (char)c;
+   return 0;
+}
+
+char rtxTxtPeekChar2(VXCTXT* pctxt, bool skipWs) {
+   char c = 0;
+   return rtxTxtPeekChar(pctxt, &c, skipWs) == 0 ? c : 0;
+}
+
+int rtxTxtReadInt32(VXCTXT* pctxt, int32_t* pvalue) {
+   uint8_t c;
+   int stat = readFirstByte(pctxt, &c);
+   if (stat != 0) return stat;
+   bool minus = false;
+   if (c == '-' || c == '+') {
+      minus = (c == '-');
+      stat = rtxReadBytes(pctxt, &c, 1);
+      if (stat < 0) return passOn(pctxt, stat);
+   }
+   if (!isDigit(c)) return raise(pctxt, RTERR_INVCHAR);
+   uint32_t magnitude;
+   stat = readDigits<uint32_t>(pctxt, c, minus ? 0x80000000u : 0x7FFFFFFFu, &magnitude);
+   if (stat != 0) return stat;
+   *pvalue = minus ? (int32_t)(-(int64_t)magnitude) : (int32_t)magnitude;
+   return 0;
+}
+
+int rtxTxtReadUInt32(VXCTXT* pctxt, uint32_t* pvalue) {
+   return readUnsigned<uint32_t>(pctxt, pvalue);
+}
+
+int rtxTxtReadUInt64(VXCTXT* pctxt, uint64_t* pvalue) {
+   return readUnsigned<uint64_t>(pctxt, pvalue);
+}
+
+int rtxTxtReadInt16(VXCTXT* pctxt, int16_t* pvalue) {
+   return readNarrow<int16_t, int32_t, int32_t>(pctxt, pvalue, rtxTxtReadInt32, INT16_MIN,
+                                                INT16_MAX);
+}
+
+int rtxTxtReadInt8(VXCTXT* pctxt, int8_t* pvalue) {
+   return readNarrow<int8_t, int32_t, int32_t>(pctxt, pvalue, rtxTxtReadInt32, INT8_MIN, INT8_MAX);
+}
+
+int rtxTxtReadUInt16(VXCTXT* pctxt, uint16_t* pvalue) {
+   return readNarrow<uint16_t, uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32, 0u, UINT16_MAX);
+}
+
+int rtxTxtReadUInt8(VXCTXT* pctxt, uint8_t* pvalue) {
+   return readNarrow<uint8_t, uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32, 0u, UINT8_MAX);
+}
