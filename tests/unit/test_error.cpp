@@ -1,0 +1,565 @@
+// Error records, the report and the status text tables.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "asn1ErrorHandler.h"
+#include "rtxError.h"
+#include "rtxMemory.h"
+
+namespace {
+
+class ErrorTest : public ::testing::Test {
+protected:
+   void SetUp() override {
+      ASSERT_EQ(0, rtxInitContext(&ctx));
+      rtErrASN1Init();
+      rtErrXmlInit();
+   }
+   void TearDown() override { rtxFreeContext(&ctx); }
+
+   VXRTErrInfo* last() { return static_cast<VXRTErrInfo*>(ctx.errInfo.tail->data); }
+
+   std::string report() {
+      char* text = rtxErrGetText(&ctx, nullptr, nullptr);
+      EXPECT_NE(nullptr, text);
+      std::string result = text != nullptr ? text : "";
+      rtxMemFreePtr(&ctx, text);
+      return result;
+   }
+
+   // The message of a record holding status and the collected parameters.
+   std::string message(int status) {
+      rtxErrSetData(&ctx, status, "t", 1);
+      char buffer[200];
+      char* text = rtxErrFmtMsg(last(), buffer, sizeof(buffer));
+      return text != nullptr ? text : "(null)";
+   }
+
+   VXCTXT ctx;
+};
+
+TEST_F(ErrorTest, DifferentStatusesMakeMultipleErrors) {
+   EXPECT_EQ(-2, rtxErrSetData(&ctx, -2, "a", 1));
+   EXPECT_EQ(-50, rtxErrSetData(&ctx, -3, "b", 2));
+   EXPECT_EQ(2u, rtxErrGetErrorCnt(&ctx));
+   // The caller passes -50 up: a third record with status -50.
+   EXPECT_EQ(-50, rtxErrSetData(&ctx, -50, "c", 3));
+   EXPECT_EQ(3u, rtxErrGetErrorCnt(&ctx));
+   EXPECT_EQ(-2, rtxErrGetFirstError(&ctx));
+   EXPECT_EQ(-50, rtxErrGetLastError(&ctx));
+   EXPECT_EQ(-50, rtxErrGetStatus(&ctx));
+}
+
+TEST_F(ErrorTest, SameStatusStaysInOneRecordAndGainsPositions) {
+   rtxErrSetData(&ctx, -2, "rtxsrc/inner", 10);
+   EXPECT_EQ(-2, rtxErrSetData(&ctx, -2, "rtxsrc/outer", 20));
+   EXPECT_EQ(-2, rtxErrSetData(&ctx, -2, "", 30));  // empty path: no position
+   ASSERT_EQ(1u, rtxErrGetErrorCnt(&ctx));
+   ASSERT_EQ(2, last()->stackCount);
+   EXPECT_STREQ("rtxsrc/inner", last()->stack[0].module);
+   EXPECT_EQ(20, last()->stack[1].lineno);
+   EXPECT_EQ("ERROR: Status -2\nUnexpected end of buffer on decode\nStack trace:\n"
+             "  Module: rtxsrc/outer Line 20\n  Module: rtxsrc/inner Line 10\n",
+             report());
+}
+
+TEST_F(ErrorTest, PositionsStopAtEight) {
+   for (int line = 1; line <= 11; line++) {
+      EXPECT_EQ(-2, rtxErrSetData(&ctx, -2, "m", line));
+   }
+   ASSERT_EQ(1u, rtxErrGetErrorCnt(&ctx));
+   EXPECT_EQ(8, last()->stackCount);
+   EXPECT_EQ(8, last()->stack[7].lineno);
+   std::string text = report();
+   EXPECT_NE(std::string::npos, text.find("Stack trace:\n  Module: m Line 8\n"));
+   EXPECT_EQ(std::string::npos, text.find("Line 9\n"));
+}
+
+TEST_F(ErrorTest, NoPositionsWhileContextIsBeingFreed) {
+   rtxCtxtSetFlag(&ctx, VXCTXT_FLAG_FREEING);
+   EXPECT_EQ(-2, rtxErrSetData(&ctx, -2, "m", 1));
+   EXPECT_EQ(0, last()->stackCount);
+   rtxCtxtClearFlag(&ctx, VXCTXT_FLAG_FREEING);
+}
+
+TEST_F(ErrorTest, ReportOfOneError) {
+   rtxErrSetData(&ctx, -2, "rtxsrc/rtxReadBytes", 67);
+   size_t size = 0;
+   char* text = rtxErrGetText(&ctx, nullptr, &size);
+   ASSERT_NE(nullptr, text);
+   EXPECT_STREQ("ERROR: Status -2\n"
+                "Unexpected end of buffer on decode\n"
+                "Stack trace:\n"
+                "  Module: rtxsrc/rtxReadBytes Line 67\n",
+                text);
+   EXPECT_EQ(200u + 100u * 3u, size);
+}
+
+TEST_F(ErrorTest, MultipleErrorsRepeatThePreviousMessage) {
+   rtxErrSetData(&ctx, -2, "a", 1);
+   rtxErrAddStrParm(&ctx, "speed");
+   rtxErrAddIntParm(&ctx, 300);
+   EXPECT_EQ(-50, rtxErrSetData(&ctx, -16, "b", 2));
+   EXPECT_EQ(-50, rtxErrSetData(&ctx, -50, "c", 3));
+   EXPECT_EQ("ERROR: Status -2\nUnexpected end of buffer on decode\n"
+             "Stack trace:\n  Module: a Line 1\n"
+             "ERROR: Status -16\nValue constraint violation: field speed, value 300\n"
+             "Stack trace:\n  Module: b Line 2\n"
+             "ERROR: Status -50\nValue constraint violation: field speed, value 300\n"
+             "Stack trace:\n  Module: c Line 3\n",
+             report());
+}
+
+TEST_F(ErrorTest, ElementNameInReport) {
+   rtxCtxtPushElemName(&ctx, "CAM");
+   rtxCtxtPushElemName(&ctx, "cam");
+   rtxErrSetData(&ctx, -4, "x", 5);
+   EXPECT_EQ("ERROR: Status -4\nEnumerated value ? not in defined set\n"
+             "Element name: CAM.cam\nStack trace:\n  Module: x Line 5\n",
+             report());
+   size_t size = 0;
+   rtxMemFreePtr(&ctx, rtxErrGetText(&ctx, nullptr, &size));
+   EXPECT_EQ(200u + 100u * 3u + strlen("CAM.cam") + 20u, size);
+}
+
+TEST_F(ErrorTest, PlaceholderRules) {
+   EXPECT_EQ("Feature not supported: ?", message(-60));
+   rtxErrReset(&ctx);
+   rtxErrAddIntParm(&ctx, 42);
+   EXPECT_EQ("Unknown information element received, ID = %d 42", message(-67));
+   rtxErrReset(&ctx);
+   rtxErrAddStrParm(&ctx, "x");
+   rtxErrAddStrParm(&ctx, "y");
+   EXPECT_EQ("Unexpected end of buffer on decode x y", message(-2));
+   rtxErrReset(&ctx);
+   rtxErrAddStrParm(&ctx, "a");
+   EXPECT_EQ("Unexpected identifier encountered: expected = a, parsed = ?", message(-3));
+   rtxErrReset(&ctx);
+   EXPECT_EQ("unrecognized completion status", message(-40));
+}
+
+TEST_F(ErrorTest, FormattingRespectsTheBufferSize) {
+   rtxErrAddStrParm(&ctx, "abcdef");
+   rtxErrAddStrParm(&ctx, "0123456789");
+   rtxErrSetData(&ctx, -60, "t", 1);
+   char buffer[48];
+   memset(buffer, 'Z', sizeof(buffer));
+   // The template ends inside the parameter.
+   EXPECT_STREQ("Feature not su", rtxErrFmtMsgText(last(), "Feature not supported: %s", buffer, 15));
+   EXPECT_EQ('Z', buffer[15]);
+   // The unused parameter does not fit behind the text and is left out.
+   EXPECT_STREQ("Feature not supported: abcdef",
+                rtxErrFmtMsgText(last(), "Feature not supported: %s", buffer, 35));
+   EXPECT_STREQ("Feature not supported: abcdef 0123456789",
+                rtxErrFmtMsgText(last(), "Feature not supported: %s", buffer, 41));
+   EXPECT_EQ(nullptr, rtxErrFmtMsg(last(), buffer, 0));
+   EXPECT_EQ(nullptr, rtxErrFmtMsg(nullptr, buffer, sizeof(buffer)));
+}
+
+TEST_F(ErrorTest, ValueTooBigCarriesTheElementName) {
+   rtxErrSetNewData(&ctx, -23, "t", 1);
+   ASSERT_EQ(1, last()->parmCount);
+   EXPECT_STREQ("?", last()->parms[0]);
+   EXPECT_EQ(nullptr, last()->elemName);
+   EXPECT_EQ("ERROR: Status -23\nValue will not fit in target variable: element '?'\n"
+             "Stack trace:\n  Module: t Line 1\n",
+             report());
+   rtxErrReset(&ctx);
+   rtxCtxtPushElemName(&ctx, "DENM");
+   rtxCtxtPushElemName(&ctx, "management");
+   rtxCtxtPushElemName(&ctx, "validityDuration");
+   EXPECT_EQ(-23, rtxErrSetData(&ctx, -23, "t", 2));
+   ASSERT_EQ(1, last()->parmCount);
+   EXPECT_STREQ("DENM.management.validityDuration", last()->parms[0]);
+   EXPECT_STREQ("DENM.management.validityDuration", last()->elemName);
+}
+
+TEST_F(ErrorTest, NonFatalRecordDoesNotCount) {
+   rtxErrSetData(&ctx, -2, "t", 1);
+   rtxErrSetNonFatal(&ctx);
+   EXPECT_EQ(0, rtxErrGetStatus(&ctx));
+   EXPECT_EQ(-2, rtxErrGetLastError(&ctx));
+   // One fatal record besides it is not "multiple errors".
+   EXPECT_EQ(-5, rtxErrSetData(&ctx, -5, "t", 2));
+   EXPECT_EQ(2u, rtxErrGetErrorCnt(&ctx));
+}
+
+TEST_F(ErrorTest, EmptyListReadsAsSuccess) {
+   EXPECT_EQ(0, rtxErrGetStatus(&ctx));
+   EXPECT_EQ(0, rtxErrGetFirstError(&ctx));
+   EXPECT_EQ(0, rtxErrGetLastError(&ctx));
+   EXPECT_EQ("", report());
+}
+
+TEST_F(ErrorTest, SmallGivenBufferStopsAtAWholePiece) {
+   rtxErrSetData(&ctx, -2, "rtxsrc/rtxReadBytes", 67);
+   char buffer[128];
+   memset(buffer, 'Z', sizeof(buffer));
+   size_t size = 30;
+   EXPECT_EQ(buffer, rtxErrGetText(&ctx, buffer, &size));
+   EXPECT_STREQ("ERROR: Status -2\n", buffer);
+   EXPECT_EQ('Z', buffer[29]);
+   EXPECT_EQ(30u, size);
+   // Room for the message but not for the position line.
+   std::string whole = report();
+   std::string cut = whole.substr(0, whole.find("  Module"));
+   EXPECT_STREQ(cut.c_str(), rtxErrGetTextBuf(&ctx, buffer, cut.size() + 1));
+}
+
+TEST_F(ErrorTest, ParametersBeyondFiveAreDropped) {
+   const char* words[] = {"p1", "p2", "p3", "p4", "p5"};
+   for (const char* word : words) EXPECT_EQ(1, rtxErrAddStrParm(&ctx, word));
+   EXPECT_EQ(0, rtxErrAddStrParm(&ctx, "p6"));
+   EXPECT_EQ(0, rtxErrAddIntParm(&ctx, 6));
+   EXPECT_EQ("Unexpected end of buffer on decode p1 p2 p3 p4 p5", message(-2));
+   EXPECT_EQ(0, ctx.reservedErr.parmCount);
+   // Collected anew for the next record.
+   EXPECT_EQ(1, rtxErrAddStrParm(&ctx, "q"));
+   EXPECT_EQ("Feature not supported: q", message(-60));
+}
+
+TEST_F(ErrorTest, ParameterConversions) {
+   rtxErrAddInt64Parm(&ctx, INT64_MIN);
+   rtxErrAddUInt64Parm(&ctx, UINT64_MAX);
+   rtxErrAddDoubleParm(&ctx, 1.5);
+   rtxErrAddStrParm(&ctx, nullptr);
+   rtxErrAddStrnParm(&ctx, "abcdef", 3);
+   EXPECT_EQ("Unexpected end of buffer on decode -9223372036854775808 18446744073709551615 "
+             "1.500000E+00 (null) abc",
+             message(-2));
+   rtxErrReset(&ctx);
+   rtxErrAddSizeParm(&ctx, 7);
+   rtxErrAddUIntParm(&ctx, 4294967295u);
+   EXPECT_EQ("Value constraint violation: field 7, value 4294967295", message(-16));
+   rtxErrReset(&ctx);
+   EXPECT_EQ(-9, rtxErrInvUIntOpt(&ctx, 12));
+   EXPECT_EQ("Element with identifier 12 is an invalid option in choice", message(-9));
+}
+
+TEST_F(ErrorTest, ResetClearsRecordsNamesAndCollectedParameters) {
+   rtxCtxtPushElemName(&ctx, "CAM");
+   rtxErrAddStrParm(&ctx, "pending");
+   rtxErrSetData(&ctx, -2, "t", 1);
+   rtxErrAddStrParm(&ctx, "pending");
+   rtxErrReset(&ctx);
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+   EXPECT_EQ(0u, ctx.elemNameStack.count);
+   EXPECT_EQ(0, ctx.reservedErr.parmCount);
+   EXPECT_EQ(0, rtxErrGetStatus(&ctx));
+   EXPECT_EQ("Feature not supported: ?", message(-60));
+}
+
+TEST_F(ErrorTest, ResetLastErrorsTakesBackTheTail) {
+   rtxErrSetData(&ctx, -2, "t", 1);
+   rtxErrAddStrParm(&ctx, "x");
+   rtxErrSetData(&ctx, -3, "t", 2);
+   rtxErrSetData(&ctx, -50, "t", 3);
+   rtxErrResetLastErrors(&ctx, 2);
+   EXPECT_EQ(1u, rtxErrGetErrorCnt(&ctx));
+   EXPECT_EQ(-2, rtxErrGetStatus(&ctx));
+   EXPECT_EQ(-2, rtxErrGetLastError(&ctx));
+   rtxErrResetLastErrors(&ctx, 5);
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+   EXPECT_EQ(-5, rtxErrSetData(&ctx, -5, "t", 4));
+}
+
+TEST_F(ErrorTest, CopyAndAppendBetweenContexts) {
+   VXCTXT other;
+   ASSERT_EQ(0, rtxInitContext(&other));
+   rtxCtxtPushElemName(&ctx, "SREM");
+   rtxErrAddStrParm(&ctx, "speed");
+   rtxErrAddStrParm(&ctx, "9");
+   rtxErrSetData(&ctx, -16, "a", 1);
+   rtxErrSetData(&ctx, -16, "b", 2);
+   rtxErrSetData(&other, -2, "c", 3);
+
+   EXPECT_EQ(0, rtxErrAppend(&other, &ctx));
+   EXPECT_EQ(2u, rtxErrGetErrorCnt(&other));
+   EXPECT_EQ(-50, rtxErrGetStatus(&other));
+
+   EXPECT_EQ(0, rtxErrCopy(&other, &ctx));
+   EXPECT_EQ(1u, rtxErrGetErrorCnt(&other));
+   std::string original = report();
+   rtxErrReset(&ctx);  // the copy owns its texts
+   char* copied = rtxErrGetText(&other, nullptr, nullptr);
+   ASSERT_NE(nullptr, copied);
+   EXPECT_EQ(original, copied);
+   EXPECT_NE(std::string::npos, original.find("Element name: SREM\n"));
+
+   EXPECT_EQ(0, rtxErrAppend(&other, &other));  // doubles, and ends
+   EXPECT_EQ(2u, rtxErrGetErrorCnt(&other));
+   rtxFreeContext(&other);
+}
+
+TEST_F(ErrorTest, MessageTextsWithoutStatusLines) {
+   rtxErrSetData(&ctx, -2, "t", 1);
+   rtxCtxtPushElemName(&ctx, "IVIM");
+   rtxErrSetData(&ctx, -5, "t", 2);
+   char buffer[200];
+   EXPECT_STREQ("Unexpected end of buffer on decode\n"
+                "Duplicate element in container object (SEQUENCE, SET, etc.)",
+                rtxErrGetMsgTextBuf(&ctx, buffer, sizeof(buffer)));
+   EXPECT_STREQ("Unexpected end of buffer on decode\nElement: IVIM\n"
+                "Duplicate element in container object (SEQUENCE, SET, etc.)",
+                rtxErrGetMsgText(&ctx));
+}
+
+TEST_F(ErrorTest, PrintWritesTheReportToStandardOutput) {
+   rtxCtxtPushElemName(&ctx, "MAPEM");
+   rtxErrSetData(&ctx, -2, "rtxsrc/rtxReadBytes", 67);
+   rtxErrSetData(&ctx, -2, "rtpersrc/pu_common", 9);
+   ::testing::internal::CaptureStdout();
+   rtxErrPrint(&ctx);
+   EXPECT_EQ("ERROR: Status -2\nUnexpected end of buffer on decode\nElement name: MAPEM\n"
+             "Stack trace:\n  Module: rtpersrc/pu_common, Line 9\n"
+             "  Module: rtxsrc/rtxReadBytes, Line 67\n",
+             ::testing::internal::GetCapturedStdout());
+}
+
+TEST(ErrorAssertion, PrintsAndExits) {
+   EXPECT_EXIT(
+      {
+         dup2(2, 1);  // the message goes to standard output
+         rtxErrAssertionFailed("pctxt->buffer.byteIndex > 0", 12, "rtxsrc/rtxTxtRead");
+      },
+      ::testing::ExitedWithCode(255),
+      "Run-time assertion 'pctxt->buffer.byteIndex > 0' failed\\.  Line 12, File "
+      "rtxsrc/rtxTxtRead");
+}
+
+bool g_failMalloc = false;
+void* flakyMalloc(size_t n) { return g_failMalloc ? nullptr : malloc(n); }
+
+TEST(ErrorExhaustion, ReservedRecordStandsInForNoMemory) {
+   VXCTXT c;
+   ASSERT_EQ(0, rtxInitContextExt(&c, flakyMalloc, realloc, free));
+   g_failMalloc = true;
+   EXPECT_EQ(0, rtxErrAddStrParm(&c, "lost"));
+   // The reserved record is not fatal: the status reads 0, the report has -10.
+   EXPECT_EQ(0, rtxErrSetNewData(&c, -10, "m", 1));
+   EXPECT_EQ(1u, rtxErrGetErrorCnt(&c));
+   EXPECT_EQ(-10, rtxErrGetLastError(&c));
+   EXPECT_EQ(-10, rtxErrSetData(&c, -2, "m", 2));     // no record for another status
+   EXPECT_EQ(-10, rtxErrSetNewData(&c, -10, "m", 3));  // the reserve is taken
+   EXPECT_EQ(1u, rtxErrGetErrorCnt(&c));
+   char buffer[200];
+   size_t size = sizeof(buffer);
+   EXPECT_STREQ("ERROR: Status -10\nNo dynamic memory available\nStack trace:\n"
+                "  Module: m Line 1\n",
+                rtxErrGetText(&c, buffer, &size));
+   EXPECT_EQ(nullptr, rtxErrGetText(&c, nullptr, nullptr));
+   g_failMalloc = false;
+   rtxErrReset(&c);
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&c));
+   EXPECT_EQ(-2, rtxErrSetData(&c, -2, "m", 4));
+   rtxFreeContext(&c);
+}
+
+struct StatusText {
+   int status;
+   const char* text;
+};
+
+// Every template by its number, as the tables must hold them.
+const StatusText kAllTemplates[] = {
+    {-1, "Encode buffer overflow"},
+    {-2, "Unexpected end of buffer on decode"},
+    {-3, "Unexpected identifier encountered: expected = %s, parsed = %s"},
+    {-4, "Enumerated value %s not in defined set"},
+    {-5, "Duplicate element in container object (SEQUENCE, SET, etc.)"},
+    {-6, "Missing required element %s in container object (SEQUENCE, SET, etc.)"},
+    {-7, "Element index %s not within bounds of ASN.1 SET or XSD all type"},
+    {-8, "Max elements defined for repeating field exceeded"},
+    {-9, "Element with identifier %s is an invalid option in choice"},
+    {-10, "No dynamic memory available"},
+    {-11, "Invalid hex string"},
+    {-12, "Invalid real value"},
+    {-13, "Max items in sized character or binary string field exceeded"},
+    {-14, "Invalid value specification"},
+    {-15, "Nesting level too deep"},
+    {-16, "Value constraint violation: field %s, value %s"},
+    {-17, "Unexpected end of file detected"},
+    {-18, "Invalid UTF-8 character at index %s"},
+    {-19, "Array index out of bounds"},
+    {-20, "Invalid parameter passed to function or method"},
+    {-21, "Invalid value format"},
+    {-22, "Context is not initialized"},
+    {-23, "Value will not fit in target variable: element '%s'"},
+    {-24, "Character is not within the defined character set"},
+    {-25, "Invalid XML state for attempted operation"},
+    {-26, "Error condition returned from XML parser:\n%s"},
+    {-27, "Sequence elements not in correct order"},
+    {-28, "File not found or can't be opened"},
+    {-29, "Read error"},
+    {-30, "Write error"},
+    {-31, "Invalid Base64 string"},
+    {-32, "Socket error"},
+    {-33, "Attribute \"%s.%s\" not defined"},
+    {-34, "Regexp error: %s: %s"},
+    {-35, "Pattern match violation: field %s, value %s"},
+    {-36, "Missing required attribute \"%s\""},
+    {-37, "Host name could not be resolved"},
+    {-38, "HTTP error: %s"},
+    {-39, "SOAP error. Code: %s, Reason:\n%s"},
+    {-41, "Unexpected element \"%s\" found"},
+    {-42, "Invalid number of occurences of element %s (%s)"},
+    {-43, "Invalid message buffer"},
+    {-44, "Decode \"%s\" for element \"%s.%s\" failed"},
+    {-45, "Decode of attribute \"%s.%s\" failed"},
+    {-46, "Current stream must be closed before opening a new stream"},
+    {-47, "Unexpected null pointer value: %s"},
+    {-48, "General failure: %s"},
+    {-49, "Attribute '%s' value '%s' does not match defined fixed value"},
+    {-50, "Multiple errors; see context error list for details on each error"},
+    {-51, "Derived type could not be decoded due to missing type info"},
+    {-52, "Address is already in use"},
+    {-53, "Remote connection was reset"},
+    {-54, "Host was unreachable due to network or host failure"},
+    {-55, "Socket is not connected"},
+    {-56, "Connection refused"},
+    {-57, "Invalid socket option"},
+    {-58, "SOAP fault message"},
+    {-59, "Mark is not supported on this type of stream"},
+    {-60, "Feature not supported: %s"},
+    {-61, "Unbalanced structure detected"},
+    {-62, "Expected name in name/value pair but encountered value instead"},
+    {-63, "Invalid Unicode character encountered"},
+    {-64, "Invalid Boolean value keyword encountered"},
+    {-65, "Invalid null or nil value keyword encountered"},
+    {-66, "Invalid field length detected"},
+    {-67, "Unknown information element received, ID = %d"},
+    {-68, "Element expected to start on byte boundary"},
+    {-69, "Extraneous data exists in buffer after decode complete"},
+    {-70, "Invalid Message Authentication Code; expected = %s; computed = %s"},
+    {-71, "No security parameters were provided to decrypt/validate message"},
+    {-72, "Copy operation failed"},
+    {-73, "Unable to parse message '%s'"},
+    {-74, "Values not equal: element '%s', value1 '%s', value2 '%s'"},
+    {-75, "Buffers not equal: element '%s', diffs = '%s'"},
+    {-76, "Bit string value contains unused bits that have not been set to zero"},
+    {-78, "No decoder generated for type found in encoding"},
+    {-79, "Socket would have blocked"},
+    {-80, "CDR or message file contains no data records"},
+    {-81, "Error returned from MBEDTLS function %d, status = %d"},
+    {-100, "Invalid object identifier"},
+    {-101, "Invalid field length detected"},
+    {-102, "Invalid tag value"},
+    {-103, "Invalid binary string value"},
+    {-104, "Invalid index for table constraint identifier"},
+    {-105, "Invalid value for relational table constraint fixed type field"},
+    {-106, "List error: concurrent modification attempt while iterating"},
+    {-107, "List error: illegal state for attempted operation"},
+    {-108, "Attempt to invoke encode or decode method on a non-PDU type"},
+    {-109, "Element type could not be resolved"},
+    {-110, "PER encoding for element does not match configured value"},
+    {-111, "Element with tag %s not defined in SEQUENCE"},
+    {-112, "Encoding has bad alignment"},
+    {-113, "PDU type for message could not be determined"},
+    {-114, "Encoding is not canonical: %s"},
+    {-115, "Value is not valid for the given type"},
+    {-116, "Length form is invalid for given encoding rules"},
+    {-117, "Length is not encoded with minimal octets"},
+    {-118, "Given encoding rules require primitive form"},
+    {-119, "Value is not correctly fragmented as required by encoding rules"},
+    {-200, "General error"},
+    {-201, "Invalid symbol '%s' detected in XML stream"},
+    {-202, "Start/end XML tags mismatch: expected '%s', parsed '%s'"},
+    {-203, "Duplicate attribute found"},
+    {-204, "Bad character reference '%s;' found"},
+    {-205, "Invalid data mode"},
+    {-206, "Unexpected end-of-file (document) found"},
+    {-207, "Current tag is not matched to specified one"},
+    {-208, "Required element '%s' missed"},
+    {-209, "One or more required element missed"},
+    {-210, "minOccurs is not reached"},
+    {-211, "Unexpected start tag <%s> found"},
+    {-212, "Unexpected end tag </%s> found"},
+    {-213, "Unexpected identifier encountered:\n   expected = '%s':%s,\n   parsed = '%s':%s"},
+    {-214, "Unknown xsi:type '%s':%s"},
+    {-215, "Namespace URI for prefix '%s' not found"},
+    {-216, "Key not found in '%s', fields: %s %s %s %s"},
+    {-217, "Duplicate key found in '%s', fields: %s %s %s %s"},
+    {-218, "Field #%s absent in some key of '%s'"},
+    {-219, "Key has duplicate field #%s in '%s'"},
+    {-220, "Element is not empty, as is required."},
+};
+
+TEST_F(ErrorTest, EveryTemplateIsFoundByItsNumber) {
+   for (const StatusText& entry : kAllTemplates) {
+      const char* tmpl = rtxErrGetTemplate(entry.status);
+      ASSERT_NE(nullptr, tmpl) << entry.status;
+      EXPECT_STREQ(entry.text, tmpl) << entry.status;
+   }
+   EXPECT_EQ(79u + 20u + 21u, sizeof(kAllTemplates) / sizeof(kAllTemplates[0]));
+}
+
+TEST_F(ErrorTest, StatusesWithoutTemplate) {
+   const int unknown[] = {-40, -77, -82, -99, -120, -199, -221, -299, -300, -1000, INT16_MIN};
+   for (int status : unknown) {
+      EXPECT_EQ(nullptr, rtxErrGetTemplate(status)) << status;
+      rtxErrReset(&ctx);
+      EXPECT_EQ("unrecognized completion status", message(status)) << status;
+   }
+   VXRTErrInfo record = {};
+   char buffer[64];
+   record.status = 0;
+   EXPECT_STREQ("normal completion status", rtxErrFmtMsg(&record, buffer, sizeof(buffer)));
+   record.status = 5;
+   EXPECT_STREQ("normal completion status", rtxErrFmtMsg(&record, buffer, sizeof(buffer)));
+   // -50 formats nothing: the buffer keeps what it held.
+   record.status = -50;
+   strcpy(buffer, "previous");
+   EXPECT_STREQ("previous", rtxErrFmtMsg(&record, buffer, sizeof(buffer)));
+}
+
+TEST(ErrorTables, RegistrationIsIdempotentAndLimited) {
+   rtxErrInit();
+   rtErrASN1Init();
+   rtErrXmlInit();
+   rtxErrInit();  // registered already: nothing changes
+   EXPECT_STREQ("Encode buffer overflow", rtxErrGetTemplate(-1));
+   static const char* const tableA[] = {"first %s", "second", nullptr};
+   static const char* const tableB[] = {"other", nullptr};
+   static const char* const tableC[] = {"late", nullptr};
+   EXPECT_EQ(1, rtxErrAddErrorTableEntry(tableA, -400, -500));
+   EXPECT_EQ(0, rtxErrAddErrorTableEntry(tableA, -400, -500));
+   EXPECT_STREQ("second", rtxErrGetTemplate(-401));
+   EXPECT_EQ(nullptr, rtxErrGetTemplate(-402));  // behind the last template
+   EXPECT_EQ(1, rtxErrAddErrorTableEntry(tableB, -600, -700));
+   EXPECT_EQ(0, rtxErrAddErrorTableEntry(tableC, -800, -900));  // five stand
+   EXPECT_EQ(nullptr, rtxErrGetTemplate(-800));
+   EXPECT_STREQ("other", rtxErrGetTemplate(-600));
+}
+
+class CountingHandler : public Asn1ErrorHandler {
+public:
+   int error(VXCTXT*, VexilCB* pCCB, int stat) override {
+      calls++;
+      lastStat = stat;
+      lastLen = pCCB != nullptr ? pCCB->len : 99;
+      return 0;
+   }
+   int calls = 0;
+   int lastStat = 0;
+   uint64_t lastLen = 0;
+};
+
+TEST_F(ErrorTest, ErrorHandlerDecidesOnFaults) {
+   EXPECT_EQ(-6, Asn1ErrorHandler::invoke(&ctx, nullptr, -6));
+   CountingHandler handler;
+   ASSERT_EQ(0, Asn1ErrorHandler::setErrorHandler(&ctx, &handler));
+   ASSERT_NE(nullptr, ctx.pASN1Info);
+   EXPECT_EQ(0, Asn1ErrorHandler::invoke(&ctx, nullptr, -4));
+   EXPECT_EQ(-4, handler.lastStat);
+   EXPECT_EQ(99u, handler.lastLen);
+   const uint8_t bytes[4] = {};
+   EXPECT_EQ(0, Asn1ErrorHandler::invoke(&ctx, bytes, 3, -6));
+   EXPECT_EQ(3u, handler.lastLen);
+   EXPECT_EQ(2, handler.calls);
+   ASSERT_EQ(0, Asn1ErrorHandler::setErrorHandler(&ctx, nullptr));
+   EXPECT_EQ(-6, Asn1ErrorHandler::invoke(&ctx, bytes, 3, -6));
+}
+
+}  // namespace
