@@ -1,0 +1,111 @@
+// Streams: reading from or writing to something other than the context's
+// buffer. The record hangs off the context (pStream) and is a table of
+// functions plus counters; each kind of stream installs its functions.
+#ifndef RTXSTREAM_H
+#define RTXSTREAM_H
+
+#include "rtxContext.h"
+#include "rtxReadBytes.h"
+
+struct VXRTMEMBUF;
+
+// The functions of one kind of stream. Counts are byte counts; results are
+// a count (read, write), 0, or a negative status.
+typedef long (*VXRTStreamReadProc)(VXRTSTREAM* pStream, uint8_t* pbuffer, size_t bufSize);
+typedef long (*VXRTStreamWriteProc)(VXRTSTREAM* pStream, const uint8_t* data, size_t numocts);
+typedef int (*VXRTStreamFlushProc)(VXRTSTREAM* pStream);
+typedef int (*VXRTStreamCloseProc)(VXRTSTREAM* pStream);
+typedef int (*VXRTStreamSkipProc)(VXRTSTREAM* pStream, size_t skipBytes);
+typedef int (*VXRTStreamMarkProc)(VXRTSTREAM* pStream, size_t readAheadLimit);
+typedef int (*VXRTStreamResetProc)(VXRTSTREAM* pStream);
+typedef int (*VXRTStreamGetPosProc)(VXRTSTREAM* pStream, size_t* ppos);
+typedef int (*VXRTStreamSetPosProc)(VXRTSTREAM* pStream, size_t pos);
+
+struct VXRTSTREAM {
+   VXRTStreamReadProc read;
+   VXRTStreamWriteProc write;
+   VXRTStreamFlushProc flush;
+   VXRTStreamCloseProc close;
+   VXRTStreamSkipProc skip;
+   VXRTStreamMarkProc mark;
+   VXRTStreamResetProc reset;
+   VXRTStreamGetPosProc getPos;
+   VXRTStreamSetPosProc setPos;
+   void* extra;                    // data of this kind of stream
+   uint64_t bufSize;               // context buffer capacity in context-buffer mode
+   uint64_t readAheadLimit;        // limit given to mark
+   uint64_t ioBytes;               // bytes before the start of the context buffer
+   uint64_t markedBytesProcessed;  // ioBytes at the mark, or the marked index
+   uint64_t bytesProcessed;        // bytes handed to the reader / taken from the writer
+   uint64_t readAheadCount;        // bytes read since the mark
+   uint64_t inputLimit;            // total number of bytes that may be read
+   uint32_t id;                    // kind, VXRT_STREAM_ID_*
+   VXRTMEMBUF* pCaptureBuf;        // collects all input, null if none
+   uint16_t flags;                 // VXRT_STREAM_*
+};
+
+// Kinds of stream.
+#define VXRT_STREAM_ID_FILE 1u
+#define VXRT_STREAM_ID_SOCKET 2u
+#define VXRT_STREAM_ID_MEMORY 3u
+#define VXRT_STREAM_ID_BUFFERED 4u
+#define VXRT_STREAM_ID_DIRECTBUF 5u
+#define VXRT_STREAM_ID_CTXTBUF 6u
+
+// Stream flags.
+#define VXRT_STREAM_INPUT 0x0001u
+#define VXRT_STREAM_OUTPUT 0x0002u
+#define VXRT_STREAM_HEXTEXT 0x0800u
+#define VXRT_STREAM_POSMARKED 0x1000u  // a context buffer index is held for a mark
+#define VXRT_STREAM_MARKED 0x2000u     // mark supported, or a mark stands
+#define VXRT_STREAM_BASE64 0x4000u
+#define VXRT_STREAM_CTXTBUF 0x8000u    // reads go through the context's buffer
+
+// Size of the context buffer in context-buffer mode, and the largest
+// shortfall that is loaded through it rather than read straight.
+#define VXRT_STREAM_CTXTBUFSIZE 1024u
+
+// Whether the context reads through its stream: a stream is attached and
+// the context is not told to work on its buffer alone.
+VX_INLINE bool rtxCtxtHasLiveStream(const VXCTXT* pctxt)
+{
+   return pctxt->pStream != nullptr && (pctxt->flags & VXCTXT_FLAG_BUFONLY) == 0;
+}
+
+// Closes an existing stream and allocates a fresh, zeroed record.
+int rtxStreamInit(VXCTXT* pctxt);
+
+// Makes the caller's bytes the context's buffer, without copying, and
+// installs the memory stream functions. flags: VXRT_STREAM_INPUT or
+// VXRT_STREAM_OUTPUT, optionally VXRT_STREAM_HEXTEXT. -20 for null or empty data.
+int rtxStreamMemoryAttach(VXCTXT* pctxt, const uint8_t* pMemBuf, size_t bufSize, uint16_t flags);
+
+long rtxStreamRead(VXCTXT* pctxt, uint8_t* pbuffer, size_t bufSize);
+long rtxStreamReadDirect(VXCTXT* pctxt, uint8_t* pbuffer, size_t bufSize);
+int rtxStreamSkip(VXCTXT* pctxt, size_t skipBytes);
+int rtxStreamMark(VXCTXT* pctxt, size_t readAheadLimit);
+int rtxStreamReset(VXCTXT* pctxt);
+bool rtxStreamMarkSupported(VXCTXT* pctxt);
+int rtxStreamFlush(VXCTXT* pctxt);
+int rtxStreamClose(VXCTXT* pctxt);
+int rtxStreamRelease(VXCTXT* pctxt);
+int rtxStreamWrite(VXCTXT* pctxt, const uint8_t* data, size_t numocts);
+
+bool rtxStreamIsOpened(VXCTXT* pctxt);
+bool rtxStreamIsReadable(VXCTXT* pctxt);
+bool rtxStreamIsWritable(VXCTXT* pctxt);
+int rtxStreamGetIOBytes(VXCTXT* pctxt, size_t* pvalue);
+int rtxStreamGetPos(VXCTXT* pctxt, size_t* ppos);
+int rtxStreamSetPos(VXCTXT* pctxt, size_t pos);
+
+// Capture of all input into a memory buffer (null stops capturing).
+int rtxStreamSetCapture(VXCTXT* pctxt, VXRTMEMBUF* pmembuf);
+VXRTMEMBUF* rtxStreamGetCapture(VXCTXT* pctxt);
+
+// Context-buffer mode: reads go through a 1024-byte buffer of the context.
+int rtxStreamInitCtxtBuf(VXCTXT* pctxt);
+int rtxStreamRemoveCtxtBuf(VXCTXT* pctxt);
+// Makes `nbytes` bytes available at the cursor, loading from the stream.
+int rtxStreamLoadInputBuffer(VXCTXT* pctxt, size_t nbytes);
+
+#endif
