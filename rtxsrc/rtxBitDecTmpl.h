@@ -1,0 +1,68 @@
+// Reading of up to 16, 32 or 64 bits at the bit cursor: one inline template
+// for the three widths. The fast path (the bits lie in the buffer) makes no
+// call; only the end of the buffer goes out of line.
+#ifndef RTXBITDECTMPL_H
+#define RTXBITDECTMPL_H
+
+#include "rtxContext.h"
+
+// Out of line, in rtxBitDecode: make nbytes available from byteIndex (a
+// stream may load them) or record -2; and record -23 for a count too large.
+int rtxDecNeedBytes(VXCTXT* pctxt, uint64_t nbytes);
+int rtxDecCountTooBig(VXCTXT* pctxt);
+
+// Reads nbits (0..Limit) high bit first into *pvalue (null: skip). The
+// accumulator is 32 bits wide on purpose: with more than 32 bits only the
+// last 32 read remain.
+template <typename T, unsigned Limit>
+VX_INLINE int rtxDecBitsTmpl(VXCTXT* pctxt, T* pvalue, unsigned nbits)
+{
+   if (nbits == 0) {
+      if (pvalue) *pvalue = 0;
+      return 0;
+   }
+   if (VX_UNLIKELY(nbits > Limit)) return rtxDecCountTooBig(pctxt);
+
+   VXRTBuffer& b = pctxt->buffer;
+   unsigned off = (unsigned)b.bitOffset;
+   uint32_t acc;
+   if (nbits <= off) {
+      if (VX_UNLIKELY(b.byteIndex >= b.size)) {
+         int stat = rtxDecNeedBytes(pctxt, 1);
+         if (stat != 0) return stat;
+      }
+      off -= nbits;
+      acc = ((uint32_t)b.data[b.byteIndex] >> off) & ((1u << nbits) - 1u);
+      if (off == 0) {
+         off = 8;
+         b.byteIndex++;
+      }
+   }
+   else {
+      uint64_t need = (nbits - off + 15) / 8;
+      if (VX_UNLIKELY(b.byteIndex >= b.size || need > b.size - b.byteIndex)) {
+         int stat = rtxDecNeedBytes(pctxt, need);
+         if (stat != 0) return stat;
+      }
+      const uint8_t* p = b.data + b.byteIndex;
+      acc = *p++ & ((1u << off) - 1u);
+      nbits -= off;
+      while (nbits >= 8) {
+         acc = (acc << 8) | *p++;
+         nbits -= 8;
+      }
+      if (nbits != 0) {
+         acc = (acc << nbits) | ((uint32_t)*p >> (8 - nbits));
+         off = 8 - nbits;
+      }
+      else {
+         off = 8;
+      }
+      b.byteIndex = (uint64_t)(p - b.data);
+   }
+   b.bitOffset = (int16_t)off;
+   if (pvalue) *pvalue = (T)acc;
+   return 0;
+}
+
+#endif
