@@ -1,0 +1,1100 @@
+"""UPER back end: `asn1PE_<T>` and `asn1PD_<T>` for every type.
+
+Writes per module `<stem>Per.h` (declarations), `<stem>Enc.cpp` (encoders)
+and `<stem>Dec.cpp` (decoders), plus `itsgen_per.h` with the few helpers
+that every unit shares (unknown extension additions, open types with a
+table constraint, the constraint-violation scan of top-level decoders).
+
+The functions are straight-line code: widths, offsets and bounds are
+written as literals. There is one rule per construct below; a type is
+coded by the rule of its kind, never by its name. Components whose type is
+written in place without a type of its own are coded inline in the parent
+by the same rule.
+
+Status conventions of the emitted code: a failure noticed by a primitive
+(read past the end, no memory, bad length) is passed on with VX_LOG_ERR,
+which adds this position to the record; the statuses the per-type rules
+produce themselves (-16 for sizes and decoded ranges, -9 for selectors,
+-4 for enumerations) are returned bare, and a status coming back from
+another per-type function is passed on unchanged. A positive 2 from a
+length (a fragmented count) is returned as it is: callers take it for a
+failure.
+"""
+from . import control, layout, naming
+from .cwriter import Writer, c_string, header_banner
+
+COMMON_HEADER = "itsgen_per.h"
+EV = "Asn1NamedEventHandler"
+EV64 = "Asn1NamedEventHandler64"
+PLAIN_KINDS = ("INTEGER", "ENUMERATED", "BOOLEAN", "STRING")
+
+
+# -- small helpers ------------------------------------------------------------
+
+def bitlen(n):
+    return int(n).bit_length()
+
+
+def ulit(n):
+    """An unsigned literal."""
+    return "%dU" % n if n < (1 << 32) else "%dULL" % n
+
+
+def byval(t):
+    """Whether asn1PE_T takes the value itself (numbers, strings) rather
+    than a pointer to the record."""
+    return t.base.kind in PLAIN_KINDS
+
+
+def enc_sig(t):
+    arg = "%s value" % t.record if byval(t) else "%s* pvalue" % t.record
+    return "int asn1PE_%s(VXCTXT* pctxt, %s)" % (t.cname, arg)
+
+
+def dec_sig(t):
+    return "int asn1PD_%s(VXCTXT* pctxt, %s* pvalue)" % (t.cname, t.record)
+
+
+def fail_log(w, cond="stat != 0"):
+    w("if (%s) return VX_LOG_ERR(pctxt, stat);" % cond)
+
+
+def fail_pass(w):
+    w("if (stat != 0) return stat;")
+
+
+def fail_length(w):
+    """After a length decoder: a negative status gets this position, a
+    positive 2 (fragment) goes up bare as a failure."""
+    w("if (stat != 0) return stat < 0 ? VX_LOG_ERR(pctxt, stat) : stat;")
+
+
+def is_pdu(t):
+    """Types that no other type uses end their decoder with the scan for
+    a constraint violation recorded on the way."""
+    return t.owned and t.refs == 0
+
+
+def construct(w, t, ptr):
+    """Constructs a zeroed heap record of type t at ptr."""
+    b = t.base
+    if layout.is_list(b):
+        w("rtxDListInit(%s);" % ptr)
+    elif b.owned and layout.is_struct(b) and layout.has_ctor(b):
+        w("new (%s) %s();" % (ptr, b.record))
+
+
+def alloc_record(w, t, lv, ctype):
+    """lv = a new zeroed, constructed record of type t (pointer type ctype)."""
+    w("%s = (%s)rtxMemAllocZ(pctxt, sizeof(*%s));" % (lv, ctype, lv))
+    w("if (%s == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);" % lv)
+    construct(w, t, lv)
+
+
+# -- encoders ------------------------------------------------------------------
+
+def enc_value(w, t, v, parent=None):
+    """Statements encoding the value lvalue v of type t (a component,
+    alternative or element); a failure returns."""
+    if t.owned:
+        arg = v if byval(t) else "&" + v
+        w("stat = asn1PE_%s(pctxt, %s);" % (t.cname, arg))
+        fail_pass(w)
+        return
+    with _scope(w):
+        enc_body(w, t, v, parent)
+
+
+class _scope:
+    """A `{ ... }` block that keeps the temporaries of an inline value local."""
+
+    def __init__(self, w):
+        self.w = w
+
+    def __enter__(self):
+        self.w("{")
+        self.w.indent()
+        return self.w
+
+    def __exit__(self, *exc):
+        self.w.dedent()
+        self.w("}")
+        return False
+
+
+def int_adjusted(v, lo):
+    if lo == 0:
+        return "(uint64_t)(%s)" % v
+    if lo > 0:
+        return "(uint64_t)(%s) - %s" % (v, ulit(lo))
+    return "(uint64_t)((int64_t)(%s) - (%dLL))" % (v, lo)
+
+
+def enc_int_root(w, t, v):
+    width = bitlen(t.hi - t.lo)
+    if width:
+        w("pe_bits64(pctxt, %s, %d);" % (int_adjusted(v, t.lo), width))
+
+
+def enc_body(w, t, v, parent):
+    k = t.kind
+    if k == "INTEGER":
+        if t.ext:
+            # Extension bit, then the root field or the unconstrained number.
+            outside = "%s > %s" % (v, ulit(t.hi))
+            if t.lo > 0:
+                outside = "%s < %s || %s" % (v, ulit(t.lo), outside)
+            with w.block("if (%s)" % outside):
+                w("rtxEncBit(pctxt, 1);")
+                w("stat = pe_UnconsUInt32Unaligned(pctxt, %s);" % v)
+                fail_log(w)
+            with w.block("else"):
+                w("rtxEncBit(pctxt, 0);")
+                enc_int_root(w, t, v)
+        else:
+            enc_int_root(w, t, v)
+    elif k == "BOOLEAN":
+        w("rtxEncBit(pctxt, (unsigned)(%s));" % v)
+    elif k == "NULL":
+        pass
+    elif k == "ENUMERATED":
+        n = len(t.items)
+        with w.block("if (%s > %s)" % (v, ulit(n - 1))):
+            w("stat = Asn1ErrorHandler::invoke(pctxt, (VexilCB*)0, RTERR_INVENUM);")
+            fail_pass(w)
+        if t.ext:
+            w("rtxEncBit(pctxt, 0);")
+        if bitlen(n - 1):
+            w("pe_bits64(pctxt, %s, %d);" % (v, bitlen(n - 1)))
+    elif k == "BITSTRING":
+        enc_bitstring(w, t, v)
+    elif k == "OCTETSTRING":
+        f = layout.octstr_form(t)
+        if f == "bytes":
+            w("stat = rtxEncBitsFromByteArray(pctxt, %s.data, %d);" % (v, t.size.hi * 8))
+        elif f == "var":
+            w("pu_setSizeConstraint(pctxt, %d, %d, 0, 0);" % (t.size.lo, t.size.hi))
+            w("stat = pe_OctetString(pctxt, %s.numocts, %s.data);" % (v, v))
+        else:
+            w("stat = pe_OctetString(pctxt, %s.numocts, %s.data);" % (v, v))
+        fail_log(w)
+    elif k == "STRING":
+        enc_string(w, t, v)
+    elif k == "SEQUENCE":
+        enc_sequence(w, t, v)
+    elif k == "CHOICE":
+        enc_choice(w, t, v)
+    elif k == "SEQOF":
+        enc_seqof(w, t, v)
+    elif k == "OPEN":
+        enc_open(w, t, v)
+    else:
+        raise AssertionError(k)
+
+
+def trim_named_bits(w, t, v, cap):
+    """Named bits: trailing zero bits are not sent. The record's count is
+    replaced by the index of the last 1 bit + 1, never below the lower
+    bound; the record being encoded changes on purpose."""
+    lo = t.size.lo
+    w("int last = rtxLastBitSet(%s.data, %s.numbits < %d ? %s.numbits : %d);" % (v, v, cap, v, cap))
+    w("%s.numbits = (uint8_t)(last + 1 > %d ? last + 1 : %d);" % (v, lo, lo))
+
+
+def enc_bitstring(w, t, v):
+    f = layout.bitstr_form(t)
+    s = t.size
+    if f == "bytes":
+        w("stat = rtxEncBitsFromByteArray(pctxt, %s.data, %d);" % (v, s.hi))
+    elif f == "bitstr32":
+        w("stat = pe_BitString32(pctxt, &%s, %d, %d);" % (v, s.lo, s.hi))
+    elif f == "var":
+        cap = naming.nbytes(s.hi) * 8
+        w("pu_setSizeConstraint(pctxt, %d, %d, 0, 0);" % (s.lo, s.hi))
+        if t.bits:
+            trim_named_bits(w, t, v, cap)
+        w("stat = pe_BitString(pctxt, %s.numbits < %d ? %s.numbits : %d, %s.data);" % (v, cap, v, cap, v))
+    else:
+        cap = naming.nbytes(s.lo) * 8
+        w("pu_setSizeConstraint(pctxt, %d, %d, 0, 0xFFFFFFFFU);" % (s.lo, s.lo))
+        with w.block("if (%s.extdata != 0 && %s.numbits > %d)" % (v, v, s.lo)):
+            w("stat = pe_BitStringExt(pctxt, %s.numbits, %s.data, %d, %s.extdata);"
+              % (v, v, cap // 8, v))
+        with w.block("else"):
+            if t.bits:
+                trim_named_bits(w, t, v, cap)
+            w("stat = pe_BitString(pctxt, %s.numbits < %d ? %s.numbits : %d, %s.data);"
+              % (v, cap, v, cap, v))
+    fail_log(w)
+
+
+def enc_string(w, t, v):
+    s = t.size
+    if t.strtype == "UTF8String":
+        w("stat = pe_VarWidthCharString(pctxt, %s);" % v)
+    elif s is None or s.hi is None:
+        w("stat = uperEncConstrString(pctxt, %s, 0, 7, 7);" % v)
+    elif s.lo == s.hi and not s.ext:
+        # Fixed size: the characters alone, no length and no length test.
+        w("if (%s == 0) return RTERR_CONSVIO;" % v)
+        w("stat = pe_ConstrainedStringData(pctxt, %s, 0, 7, 7, %d);" % (v, s.hi))
+    else:
+        w("size_t len = %s != 0 ? strlen(%s) : 0;" % (v, v))
+        w("if (len < %d || len > %d) return RTERR_CONSVIO;" % (s.lo, s.hi))
+        w("stat = rtxEncBitsFromSize(pctxt, (uint64_t)len - %d, %d);" % (s.lo, bitlen(s.hi - s.lo)))
+        fail_log(w)
+        w("stat = pe_ConstrainedStringData(pctxt, %s, 0, 7, 7, len);" % v)
+    fail_log(w)
+
+
+def present(v, c):
+    return "%s.m.%sPresent" % (v, c.cid)
+
+
+def comp_lv(v, c):
+    return "%s.%s" % (v, c.cid)
+
+
+def enc_sequence(w, t, v):
+    if t.ext:
+        w("rtxEncBit(pctxt, %s.extElem1.count != 0);" % v)
+    for c in t.optionals:
+        w("rtxEncBit(pctxt, %s);" % present(v, c))
+    for c in t.comps:
+        if c.optional:
+            with w.block("if (%s)" % present(v, c)):
+                enc_value(w, c.type, comp_lv(v, c), v)
+        else:
+            enc_value(w, c.type, comp_lv(v, c), v)
+    if t.ext:
+        with w.block("if (%s.extElem1.count != 0)" % v):
+            w("stat = uperGenEncExt(pctxt, &%s.extElem1);" % v)
+            fail_pass(w)
+
+
+def alt_lv(v, c):
+    """The lvalue of a CHOICE alternative: in the union by value, or behind
+    the union's pointer (a character string is its own pointer)."""
+    if layout.choice_by_value(c.type) or layout.is_string(c.type):
+        return "%s.u.%s" % (v, c.cid)
+    return "(*%s.u.%s)" % (v, c.cid)
+
+
+def by_pointer(c):
+    return not (layout.choice_by_value(c.type) or layout.is_string(c.type)
+                or c.type.base.kind == "NULL")
+
+
+def enc_choice(w, t, v):
+    n = len(t.comps)
+    if t.ext:
+        w("rtxEncBit(pctxt, %s.t > %d);" % (v, n))
+        with w.block("if (%s.t > %d)" % (v, n)):
+            # An alternative this schema does not know: its index past the
+            # root and its octets as they came.
+            w("if (%s.u.extElem1 == 0) return RTERR_INVOPT;" % v)
+            w("stat = pe_SmallNonNegWholeNumber(pctxt, %s.t - %d);" % (v, n + 1))
+            fail_log(w)
+            w("stat = pe_OpenType(pctxt, %s.u.extElem1->numocts, %s.u.extElem1->data);" % (v, v))
+            fail_log(w)
+            w("return 0;")
+    w("if (%s.t < 1 || %s.t > %d) return RTERR_INVOPT;" % (v, v, n))
+    if bitlen(n - 1):
+        w("rtxEncBits(pctxt, %s.t - 1, %d);" % (v, bitlen(n - 1)))
+    with w.block("switch (%s.t)" % v):
+        for i, c in enumerate(t.comps):
+            w("case %d:" % (i + 1))
+            w.indent()
+            if c.type.base.kind != "NULL":
+                if by_pointer(c):
+                    w("if (%s.u.%s == 0) return RTERR_INVOPT;" % (v, c.cid))
+                enc_value(w, c.type, alt_lv(v, c), v)
+            w("break;")
+            w.dedent()
+        w("default:")
+        w("   break;")
+
+
+def size_test(v, s, count):
+    conds = []
+    if s.lo > 0:
+        conds.append("%s < %d" % (count, s.lo))
+    conds.append("%s > %d" % (count, s.hi))
+    return " || ".join(conds)
+
+
+def enc_count(w, t, v, count):
+    """The count of a SEQUENCE OF: closed sizes refuse a count outside with
+    a bare -16; extensible ones send it through the extension bit."""
+    s = t.size
+    width = bitlen(s.hi - s.lo)
+    if s.ext:
+        with w.block("if (%s)" % size_test(v, s, count)):
+            w("rtxEncBit(pctxt, 1);")
+            w("stat = pe_UnconsLength(pctxt, %s);" % count)
+            w("if (stat < 0) return VX_LOG_ERR(pctxt, stat);")
+            # A count that would need fragments is not supported.
+            w("if ((uint64_t)stat != (uint64_t)%s) return RTERR_CONSVIO;" % count)
+        with w.block("else"):
+            w("rtxEncBit(pctxt, 0);")
+            if width:
+                w("rtxEncBitsFromSize(pctxt, (uint64_t)%s - %d, %d);" % (count, s.lo, width))
+    else:
+        w("if (%s) return RTERR_CONSVIO;" % size_test(v, s, count))
+        if width:
+            w("rtxEncBitsFromSize(pctxt, (uint64_t)%s - %d, %d);" % (count, s.lo, width))
+
+
+def enc_seqof(w, t, v):
+    e = t.elem
+    if t.form == "list":
+        enc_count(w, t, v, "%s.count" % v)
+        et = layout.field_ctype(e)
+        w("VXRTDListNode* node = %s.head;" % v)
+        with w.block("for (uint64_t i = 0; i < %s.count && node != 0; i++, node = node->next)" % v):
+            enc_value(w, e, "(*(%s*)node->data)" % et)
+    else:
+        enc_count(w, t, v, "%s.n" % v)
+        if t.form == "dynamic-array":
+            w("if (%s.n != 0 && %s.elem == 0) return RTERR_INVPARAM;" % (v, v))
+        with w.block("for (uint64_t i = 0; i < %s.n; i++)" % v):
+            enc_value(w, e, "%s.elem[i]" % v)
+
+
+def enc_open(w, t, v):
+    if not t.rows:
+        w("stat = pe_OpenType(pctxt, %s.numocts, %s.data);" % (v, v))
+        fail_log(w)
+        return
+    # Table constraint: a known value is encoded into a buffer of its own
+    # and then written as an open type; a raw one goes out as it came.
+    w("VXCTXT saved;")
+    w("const uint8_t* data = 0;")
+    w("uint64_t numocts = 0;")
+    w("uint8_t* own = 0;")
+    with w.block("switch (%s.t)" % v):
+        w("case 0:")
+        w.indent()
+        with w.block("if (%s.u.openType != 0)" % v):
+            w("numocts = %s.u.openType->numocts;" % v)
+            w("data = %s.u.openType->data;" % v)
+        w("break;")
+        w.dedent()
+        for r in t.rows:
+            w("case %d:" % r.t)
+            w.indent()
+            lv = "%s.u.%s" % (v, r.key_cid)
+            w("if (%s == 0) return RTERR_INVOPT;" % lv)
+            w("stat = uperGenOpenBegin(pctxt, &saved);")
+            fail_pass(w)
+            w("stat = asn1PE_%s(pctxt, %s);" % (r.type.cname, lv))
+            w("own = pctxt->buffer.data;")
+            w("numocts = pu_getMsgLen(pctxt);")
+            w("rtxCopyContext(pctxt, &saved);")
+            with w.block("if (stat != 0)"):
+                w("rtxMemFreePtr(pctxt, own);")
+                w("return stat;")
+            w("data = own;")
+            w("break;")
+            w.dedent()
+        w("default:")
+        w("   return RTERR_INVOPT;")
+    w("stat = pe_OpenType(pctxt, numocts, data);")
+    w("if (own != 0) rtxMemFreePtr(pctxt, own);")
+    fail_log(w)
+
+
+# -- decoders -------------------------------------------------------------------
+
+def dec_value(w, t, lv, parent=None):
+    """Statements decoding a value of type t into lvalue lv."""
+    if t.owned:
+        w("stat = asn1PD_%s(pctxt, &%s);" % (t.cname, lv))
+        fail_pass(w)
+        return
+    with _scope(w):
+        dec_body(w, t, lv, parent)
+
+
+def dec_int_root(w, t, lv, ct):
+    """The root field of an INTEGER into lv (record field type ct); the
+    value event is the caller's."""
+    lo, hi = t.lo, t.hi
+    width = bitlen(hi - lo)
+    full = ((hi - lo + 1) & (hi - lo)) == 0
+    if ct == "uint64_t" or ct == "int64_t":
+        w("stat = pd_ConsUInt64(pctxt, (uint64_t*)&%s, %s, %s);" % (lv, ulit(lo), ulit(hi)))
+        fail_log(w)
+        return
+    if width == 0:
+        w("%s = %d;" % (lv, lo))
+        return
+    reader = {"uint8_t": "rtxDecBitsToByte", "uint16_t": "rtxDecBitsToUInt16",
+              "uint32_t": "rtxDecBits"}[ct]
+    w("stat = %s(pctxt, &%s, %d);" % (reader, lv, width))
+    fail_log(w)
+    if not full:
+        w("if (%s > %s) return RTERR_CONSVIO;" % (lv, ulit(hi - lo)))
+    if lo > 0:
+        w("%s = (%s)(%s + %s);" % (lv, ct, lv, ulit(lo)))
+
+
+def dec_body(w, t, lv, parent):
+    k = t.kind
+    if k == "INTEGER":
+        dec_integer(w, t, lv)
+    elif k == "BOOLEAN":
+        # The read status is not looked at: a missing bit leaves the value
+        # as it was, and the next read reports the end of the message.
+        w("rtxDecBit(pctxt, &%s);" % lv)
+        w("%s::invokeBoolValue(pctxt, %s != 0);" % (EV, lv))
+    elif k == "NULL":
+        w("%s::invokeNullValue(pctxt);" % EV)
+    elif k == "ENUMERATED":
+        dec_enum(w, t, lv)
+    elif k == "BITSTRING":
+        dec_bitstring(w, t, lv)
+    elif k == "OCTETSTRING":
+        dec_octstring(w, t, lv)
+    elif k == "STRING":
+        dec_string(w, t, lv)
+    elif k == "SEQUENCE":
+        dec_sequence(w, t, lv)
+    elif k == "CHOICE":
+        dec_choice(w, t, lv)
+    elif k == "SEQOF":
+        dec_seqof(w, t, lv)
+    elif k == "OPEN":
+        dec_open(w, t, lv, parent)
+    else:
+        raise AssertionError(k)
+
+
+def dec_integer(w, t, lv):
+    ct = naming.int_ctype(t.lo, t.hi, t.ext)
+    if t.ext:
+        w("uint8_t ext = 0;")
+        w("rtxDecBit(pctxt, &ext);")
+        with w.block("if (ext)"):
+            w("uint8_t len = 0;")
+            w("stat = rtxDecBitsToByte(pctxt, &len, 8);")
+            fail_log(w)
+            w("stat = rtxDecUInt32(pctxt, &%s, len);" % lv)
+            fail_log(w)
+        with w.block("else"):
+            dec_int_root(w, t, lv, ct)
+        w("%s::invokeUIntValue(pctxt, %s);" % (EV, lv))
+    elif t.lo < 0:
+        # Negative lower bound: the field plus the bound, cut to the record's
+        # width, without an upper bound test; the event comes in any case.
+        width = bitlen(t.hi - t.lo)
+        w("uint32_t tmp = 0;")
+        w("stat = rtxDecBits(pctxt, &tmp, %d);" % width)
+        w("if (stat == 0) %s = (%s)(int32_t)(tmp + %s);" % (lv, ct, ulit(t.lo & 0xFFFFFFFF)))
+        w("%s::invokeIntValue(pctxt, %s);" % (EV, lv))
+        fail_log(w)
+    else:
+        dec_int_root(w, t, lv, ct)
+        if ct == "uint64_t":
+            w("%s::invokeUInt64Value(pctxt, %s);" % (EV, lv))
+        else:
+            w("%s::invokeUIntValue(pctxt, %s);" % (EV, lv))
+
+
+def dec_enum(w, t, lv):
+    n = len(t.items)
+    width = bitlen(n - 1)
+
+    def root():
+        if width:
+            w("stat = rtxDecBits(pctxt, &%s, %d);" % (lv, width))
+            fail_log(w)
+        else:
+            w("%s = 0;" % lv)
+
+    if t.ext:
+        w("uint8_t ext = 0;")
+        w("stat = rtxDecBit(pctxt, &ext);")
+        fail_log(w)
+        with w.block("if (ext)"):
+            # A value of a newer version: skipped, and marked unknown.
+            w("stat = pd_SmallNonNegWholeNumber(pctxt, 0);")
+            fail_log(w)
+            w("%s = 0x7FFFFFFFU;" % lv)
+        with w.block("else"):
+            root()
+    else:
+        root()
+    w("%s::invokeEnumValue(pctxt, %s, %s_ToString((int32_t)%s));" % (EV, lv, t.record, lv))
+
+
+def dec_bitstring(w, t, lv):
+    f = layout.bitstr_form(t)
+    s = t.size
+    if f == "bytes":
+        w("stat = rtxDecBitsToByteArray(pctxt, %s.data, sizeof(%s.data), %d);" % (lv, lv, s.hi))
+        w("%s::invokeBitStrValue(pctxt, %d, %s.data);" % (EV64, s.hi, lv))
+        fail_log(w)
+    elif f == "bitstr32":
+        w("stat = rtxDecBitsToByteArray(pctxt, %s.data, sizeof(%s.data), %d);" % (lv, lv, s.hi))
+        fail_log(w)
+        w("%s.numbits = %d;" % (lv, s.hi))
+        w("%s::invokeBitStrValue(pctxt, %d, %s.data);" % (EV64, s.hi, lv))
+    elif f == "var":
+        w("uint64_t numbits = 0;")
+        w("pu_setSizeConstraint(pctxt, %d, %d, 0, 0);" % (s.lo, s.hi))
+        w("stat = pd_BitString64(pctxt, &numbits, %s.data, sizeof(%s.data));" % (lv, lv))
+        fail_log(w)
+        w("%s.numbits = (%s)numbits;" % (lv, naming.count_ctype(s.hi)))
+        w("%s::invokeBitStrValue(pctxt, %s.numbits, %s.data);" % (EV64, lv, lv))
+    else:
+        root = naming.nbytes(s.lo)
+        with w.block("if (%s.extdata != 0)" % lv):
+            w("rtxMemFreePtr(pctxt, %s.extdata);" % lv)
+            w("%s.extdata = 0;" % lv)
+        w("uint64_t numbits = 0;")
+        w("pu_setSizeConstraint(pctxt, %d, %d, 0, 0xFFFFFFFFU);" % (s.lo, s.lo))
+        w("stat = pd_Length64(pctxt, &numbits);")
+        fail_length(w)
+        with w.block("if (numbits <= %d)" % (root * 8)):
+            w("stat = rtxDecBitsToByteArray(pctxt, %s.data, %d, numbits);" % (lv, root))
+            fail_log(w)
+        with w.block("else"):
+            # The root bits into the record, the rest into a zeroed block.
+            w("stat = rtxDecBitsToByteArray(pctxt, %s.data, %d, %d);" % (lv, root, root * 8))
+            fail_log(w)
+            w("uint64_t more = numbits - %d;" % (root * 8))
+            w("if (more > uperGenBitsLeft(pctxt)) return VX_LOG_ERR(pctxt, RTERR_ENDOFBUF);")
+            w("%s.extdata = (uint8_t*)rtxMemAllocZ(pctxt, more / 8 + 1);" % lv)
+            w("if (%s.extdata == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);" % lv)
+            w("stat = rtxDecBitsToByteArray(pctxt, %s.extdata, more / 8 + 1, more);" % lv)
+            fail_log(w)
+        w("%s.numbits = (uint8_t)numbits;" % lv)
+        w("%s::invokeBitStrValue(pctxt, numbits, %s.data);" % (EV64, lv))
+
+
+def dec_octstring(w, t, lv):
+    f = layout.octstr_form(t)
+    s = t.size
+    if f == "bytes":
+        w("stat = rtxDecBitsToByteArray(pctxt, %s.data, sizeof(%s.data), %d);" % (lv, lv, s.hi * 8))
+        w("%s::invokeOctStrValue(pctxt, %d, %s.data);" % (EV64, s.hi, lv))
+        fail_log(w)
+    elif f == "var":
+        w("uint32_t count = 0;")
+        w("stat = rtxDecBits(pctxt, &count, %d);" % bitlen(s.hi - s.lo))
+        fail_log(w)
+        w("count += %d;" % s.lo)
+        w("if (count > %d) return RTERR_CONSVIO;" % s.hi)
+        w("%s.numocts = (%s)count;" % (lv, naming.count_ctype(s.hi)))
+        w("stat = rtxDecBitsToByteArray(pctxt, %s.data, sizeof(%s.data), (uint64_t)count * 8);"
+          % (lv, lv))
+        fail_log(w)
+        w("%s::invokeOctStrValue(pctxt, count, %s.data);" % (EV64, lv))
+    else:
+        w("stat = pd_DynOctetString64(pctxt, &%s);" % lv)
+        fail_log(w)
+        w("%s::invokeOctStrValue(pctxt, %s.numocts, %s.data);" % (EV64, lv, lv))
+
+
+def dec_string(w, t, lv):
+    s = t.size
+    if t.strtype == "UTF8String":
+        w("stat = pd_VarWidthCharString(pctxt, &%s);" % lv)
+        fail_log(w)
+        if s is not None and s.hi is not None:
+            # The size counts characters, which the octet count of the wire
+            # does not bound: tested after decoding.
+            w("size_t nchars = rtxUTF8Len(%s);" % lv)
+            w("if (nchars < %d || nchars > %d) return RTERR_CONSVIO;" % (s.lo, s.hi))
+        w("%s::invokeCharStrValue(pctxt, %s);" % (EV, lv))
+    elif s is None or s.hi is None:
+        w("stat = uperDecConstrString(pctxt, &%s, 0, 7, 7);" % lv)
+        fail_log(w)
+        w("%s::invokeCharStrValue(pctxt, %s);" % (EV, lv))
+    elif s.lo == s.hi and not s.ext:
+        w("stat = pd_DynConstrainedStringData(pctxt, &%s, %d, 0, 7, 7);" % (lv, s.hi))
+        fail_log(w)
+    else:
+        w("uint64_t count = 0;")
+        w("stat = pd_ConsLength64(pctxt, &count, %d, %d);" % (bitlen(s.hi - s.lo), s.lo))
+        fail_log(w)
+        w("stat = pd_DynConstrainedStringData(pctxt, &%s, count, 0, 7, 7);" % lv)
+        fail_log(w)
+
+
+def bracket(w, name, index="-1"):
+    """Start and end events around the decoding written inside the block."""
+    return _Events(w, name, index)
+
+
+class _Events:
+    def __init__(self, w, name, index):
+        self.w, self.name, self.index = w, name, index
+
+    def __enter__(self):
+        self.w("%s::invokeStartElement(pctxt, %s, %s);" % (EV64, c_string(self.name), self.index))
+        return self.w
+
+    def __exit__(self, exc, *rest):
+        if exc is None:
+            self.w("%s::invokeEndElement(pctxt, %s, %s);" % (EV64, c_string(self.name), self.index))
+        return False
+
+
+def dec_sequence(w, t, lv):
+    opts = t.optionals
+    if t.ext:
+        w("uint8_t extbit = 0;")
+        w("rtxDecBit(pctxt, &extbit);")
+    if opts:
+        w("memset(&%s.m, 0, sizeof(%s.m));" % (lv, lv))
+    if t.ext:
+        w("rtxDListInit(&%s.extElem1);" % lv)
+    if opts:
+        w("uint8_t optbits[%d];" % len(opts))
+        for i in range(len(opts)):
+            w("stat = rtxDecBit(pctxt, &optbits[%d]);" % i)
+            fail_log(w)
+    for c in t.comps:
+        if c.optional:
+            with w.block("if (optbits[%d])" % c.opt_index):
+                with bracket(w, c.name):
+                    w("%s.m.%sPresent = 1;" % (lv, c.cid))
+                    dec_value(w, c.type, comp_lv(lv, c), lv)
+        else:
+            with bracket(w, c.name):
+                dec_value(w, c.type, comp_lv(lv, c), lv)
+    if t.ext:
+        with w.block("if (extbit)"):
+            w("stat = uperGenDecExt(pctxt, &%s.extElem1);" % lv)
+            fail_pass(w)
+
+
+def dec_choice(w, t, lv):
+    n = len(t.comps)
+    if t.ext:
+        w("uint8_t extbit = 0;")
+        w("rtxDecBit(pctxt, &extbit);")
+        with w.block("if (extbit)"):
+            # Unknown alternative: its index is kept in t (past the root) and
+            # its octets in an open type, so that it is written back unchanged.
+            w("uint32_t index = 0;")
+            w("stat = pd_SmallNonNegWholeNumber(pctxt, &index);")
+            fail_log(w)
+            w("%s.t = index + %d;" % (lv, n + 1))
+            w("const uint8_t* data = 0;")
+            w("uint64_t numocts = 0;")
+            w("stat = pd_OpenType(pctxt, &data, &numocts);")
+            fail_log(w)
+            w("%s.u.extElem1 = rtxMemAllocTypeZ(pctxt, ASN1OpenType);" % lv)
+            w("if (%s.u.extElem1 == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);" % lv)
+            w("%s.u.extElem1->numocts = numocts;" % lv)
+            w("%s.u.extElem1->data = data;" % lv)
+            w("return 0;")
+    width = bitlen(n - 1)
+    w("uint32_t index = 0;")
+    if width == 1:
+        w("uint8_t bit = 0;")
+        w("stat = rtxDecBit(pctxt, &bit);")
+        fail_log(w)
+        w("index = bit;")
+    elif width:
+        w("stat = rtxDecBits(pctxt, &index, %d);" % width)
+        fail_log(w)
+    if (1 << width) != n:
+        w("if (index >= %d) return RTERR_INVOPT;" % n)
+    w("%s.t = index + 1;" % lv)
+    with w.block("switch (index)"):
+        for i, c in enumerate(t.comps):
+            w("case %d: {" % i)
+            w.indent()
+            with bracket(w, c.name):
+                if c.type.base.kind == "NULL":
+                    w("%s::invokeNullValue(pctxt);" % EV)
+                else:
+                    if by_pointer(c):
+                        alloc_record(w, c.type, "%s.u.%s" % (lv, c.cid), layout.ptr_ctype(c.type))
+                    dec_value(w, c.type, alt_lv(lv, c), lv)
+            w("break;")
+            w.dedent()
+            w("}")
+        w("default:")
+        w("   return RTERR_INVOPT;")
+
+
+def dec_count_constraint(w, t):
+    s = t.size
+    w("pu_setSizeConstraint(pctxt, %d, %d, 0, %s);" % (s.lo, s.hi, "0xFFFFFFFFU" if s.ext else "0"))
+
+
+def dec_seqof(w, t, lv):
+    e = t.elem
+    s = t.size
+    et = layout.field_ctype(e)
+    if t.form == "list":
+        dec_count_constraint(w, t)
+        w("uint64_t count = 0;")
+        w("stat = pd_Length64(pctxt, &count);")
+        fail_length(w)
+        w("rtxDListInit(&%s);" % lv)
+        with w.block("for (uint64_t i = 0; i < count; i++)"):
+            with bracket(w, "elem", "(int64_t)i"):
+                w("%s* elem = (%s*)rtxMemAllocZ(pctxt, sizeof(%s));" % (et, et, et))
+                w("VXRTDListNode* node = (VXRTDListNode*)rtxMemAlloc(pctxt, sizeof(VXRTDListNode));")
+                w("if (elem == 0 || node == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);")
+                construct(w, e, "elem")
+                w("node->data = elem;")
+                w("rtxDListAppendNode(&%s, node);" % lv)
+                dec_value(w, e, "(*elem)")
+        return
+    if t.form == "inline-array":
+        # The count is read and tested here, with the element name and the
+        # size as parameters of the -16.
+        w("uint8_t count = 0;")
+        width = bitlen(s.hi - s.lo)
+        if width:
+            w("stat = rtxDecBitsToByte(pctxt, &count, %d);" % width)
+            fail_log(w)
+        w("count = (uint8_t)(count + %d);" % s.lo)
+        with w.block("if (%s)" % size_test(lv, s, "count")):
+            w("rtxErrAddElemNameParm(pctxt);")
+            w("rtxErrAddUIntParm(pctxt, count);")
+            w("return VX_LOG_ERR(pctxt, RTERR_CONSVIO);")
+    else:
+        dec_count_constraint(w, t)
+        w("uint64_t count = 0;")
+        w("stat = pd_Length64(pctxt, &count);")
+        fail_length(w)
+        w("%s.n = 0;" % lv)
+        w("%s.elem = 0;" % lv)
+        with w.block("if (count != 0)"):
+            w("%s.elem = (%s*)rtxMemAllocArray2(pctxt, count, sizeof(%s), 0);" % (lv, et, et))
+            with w.block("if (%s.elem == 0)" % lv):
+                w("stat = rtxErrGetStatus(pctxt);")
+                w("return stat != 0 ? stat : RTERR_NOMEM;")
+    w("%s.n = count;" % lv)
+    with w.block("for (uint64_t i = 0; i < count; i++)"):
+        with bracket(w, "elem", "(int64_t)i"):
+            # After a failed element the count covers what was decoded.
+            w("%s.n = i + 1;" % lv)
+            dec_value(w, e, "%s.elem[i]" % lv)
+    w("%s.n = count;" % lv)
+
+
+def dec_open(w, t, lv, parent):
+    if not t.rows:
+        w("stat = pd_OpenType(pctxt, &%s.data, &%s.numocts);" % (lv, lv))
+        fail_log(w)
+        w("%s::invokeOpenTypeValue(pctxt, %s.numocts, %s.data);" % (EV64, lv, lv))
+        return
+    key = "%s.%s" % (parent, t.key_comp.cid)
+    w("uint64_t len = 0, start = 0;")
+    w("stat = uperGenOpenLength(pctxt, &len, &start);")
+    fail_pass(w)
+    with w.block("switch (%s)" % key):
+        for r in t.rows:
+            w("case %d: {" % r.key)
+            w.indent()
+            w("%s::invokeStartElement(pctxt, %s, -1);" % (EV64, c_string(r.tag)))
+            w("%s.t = %d;" % (lv, r.t))
+            ulv = "%s.u.%s" % (lv, r.key_cid)
+            alloc_record(w, r.type, ulv, layout.ptr_ctype(r.type))
+            w("stat = asn1PD_%s(pctxt, %s);" % (r.type.cname, ulv))
+            fail_pass(w)
+            w("%s::invokeEndElement(pctxt, %s, -1);" % (EV64, c_string(r.tag)))
+            w("break;")
+            w.dedent()
+            w("}")
+        w("default:")
+        w.indent()
+        w("%s.t = 0;" % lv)
+        w("stat = uperGenDecRawOpenType(pctxt, len, &%s.u.openType);" % lv)
+        fail_pass(w)
+        w("break;")
+        w.dedent()
+    w("stat = uperGenOpenEnd(pctxt, start, len);")
+    fail_pass(w)
+
+
+# -- functions ----------------------------------------------------------------------
+
+def write_encoder(w, t):
+    with w.block(enc_sig(t)):
+        if t.kind == "ALIAS":
+            w("return asn1PE_%s(pctxt, %s);" % (t.target.cname, "value" if byval(t) else "pvalue"))
+        else:
+            w("int stat = 0;")
+            enc_body(w, t, "value" if byval(t) else "(*pvalue)", None)
+            w("(void)stat;")
+            w("return 0;")
+    w()
+
+
+def write_decoder(w, t):
+    with w.block(dec_sig(t)):
+        w("int stat = 0;")
+        if t.kind == "ALIAS":
+            w("stat = asn1PD_%s(pctxt, pvalue);" % t.target.cname)
+            fail_pass(w)
+        else:
+            dec_body(w, t, "(*pvalue)", None)
+        if is_pdu(t):
+            w("return uperGenConsVioPending(pctxt);")
+        else:
+            w("(void)stat;")
+            w("return 0;")
+    w()
+
+
+def guard(stem, suffix):
+    return "ITSGEN_" + "".join(c if c.isalnum() else "_" for c in stem).upper() + "_" + suffix
+
+
+def emit_decls(mod):
+    w = Writer()
+    for line in header_banner(mod.stem, "UPER encoder and decoder declarations").splitlines():
+        w(line)
+    g = guard(mod.stem, "PER_H")
+    w("#ifndef " + g)
+    w("#define " + g)
+    w()
+    w('#include "%s.h"' % mod.stem)
+    w()
+    for t in mod.types:
+        w(enc_sig(t) + ";")
+        w(dec_sig(t) + ";")
+    w()
+    w("#endif")
+    return w.text()
+
+
+def unit_head(w, mod, what):
+    for line in header_banner(mod.stem, what).splitlines():
+        w(line)
+    w('#include "%sPer.h"' % mod.stem)
+    w()
+    w('#include "%s"' % COMMON_HEADER)
+    for d in sorted(mod.deps - {mod}, key=lambda m: m.stem):
+        w('#include "%sPer.h"' % d.stem)
+    w()
+
+
+def emit_encoders(mod):
+    w = Writer()
+    unit_head(w, mod, "UPER encoders")
+    for t in mod.types:
+        write_encoder(w, t)
+    return w.text()
+
+
+def emit_decoders(mod):
+    w = Writer()
+    unit_head(w, mod, "UPER decoders")
+    for t in mod.types:
+        write_decoder(w, t)
+    return w.text()
+
+
+COMMON_TEXT = r'''// itsgen_per.h: helpers shared by the generated UPER codecs.
+// Written by the itscodec schema compiler (codegen/); do not edit.
+#ifndef ITSGEN_PER_H
+#define ITSGEN_PER_H
+
+#include <cstring>
+#include <new>
+
+#include "asn1ErrorHandler.h"
+#include "asn1EventHandler.h"
+#include "asn1per.h"
+#include "rtxBitString.h"
+#include "rtxDList.h"
+#include "rtxError.h"
+#include "rtxMemory.h"
+#include "rtxUTF8.h"
+
+// Bits between the cursor and the end of the message (no limit on a live
+// stream). Counts read from the wire are compared with it before they size
+// an allocation.
+inline uint64_t uperGenBitsLeft(const VXCTXT* pctxt)
+{
+   const VXRTBuffer& b = pctxt->buffer;
+   if (pctxt->pStream != 0) return UINT64_MAX;
+   if (b.byteIndex >= b.size) return 0;
+   return (b.size - b.byteIndex) * 8 - (8 - (uint64_t)b.bitOffset);
+}
+
+// Unknown extension additions of a SEQUENCE whose extension bit is set: the
+// count, one presence bit per node and the octets of the present ones,
+// exactly as they came.
+inline int uperGenEncExt(VXCTXT* pctxt, const ASN1TSeqExt* ext)
+{
+   int stat = pe_SmallLength(pctxt, ext->count);
+   if (stat < 0) return VX_LOG_ERR(pctxt, stat);
+   stat = pe_OpenTypeExtBits(pctxt, ext);
+   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   stat = pe_OpenTypeExt(pctxt, ext);
+   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   return 0;
+}
+
+// Reads the additions after a set extension bit into ext: one node per
+// addition in wire order, an ASN1OpenType for a present one, null for an
+// absent one.
+inline int uperGenDecExt(VXCTXT* pctxt, ASN1TSeqExt* ext)
+{
+   uint32_t count = 0;
+   int stat = pd_SmallLength(pctxt, &count);
+   if (stat != 0) return stat < 0 ? VX_LOG_ERR(pctxt, stat) : stat;
+   if (count > uperGenBitsLeft(pctxt)) return VX_LOG_ERR(pctxt, RTERR_ENDOFBUF);
+   uint8_t* flags = (uint8_t*)rtxMemAlloc(pctxt, count != 0 ? count : 1);
+   if (flags == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);
+   for (uint32_t i = 0; i < count; i++) {
+      stat = rtxDecBit(pctxt, &flags[i]);
+      if (stat != 0) {
+         rtxMemFreePtr(pctxt, flags);
+         return VX_LOG_ERR(pctxt, stat);
+      }
+   }
+   for (uint32_t i = 0; i < count && stat == 0; i++) {
+      ASN1OpenType* item = 0;
+      if (flags[i]) {
+         const uint8_t* data = 0;
+         uint64_t numocts = 0;
+         stat = pd_OpenType(pctxt, &data, &numocts);
+         if (stat != 0) {
+            stat = VX_LOG_ERR(pctxt, stat);
+            break;
+         }
+         item = rtxMemAllocTypeZ(pctxt, ASN1OpenType);
+         if (item == 0) {
+            stat = VX_LOG_ERR(pctxt, RTERR_NOMEM);
+            break;
+         }
+         item->numocts = numocts;
+         item->data = data;
+      }
+      if (rtxDListAppend(pctxt, ext, item) == 0) stat = VX_LOG_ERR(pctxt, RTERR_NOMEM);
+   }
+   rtxMemFreePtr(pctxt, flags);
+   return stat;
+}
+
+// The end of a top-level decoder: a constraint violation recorded anywhere
+// on the way fails the message, even when every step returned 0.
+inline int uperGenConsVioPending(VXCTXT* pctxt)
+{
+   for (const VXRTDListNode* node = pctxt->errInfo.head; node != 0; node = node->next) {
+      const VXRTErrInfo* info = (const VXRTErrInfo*)node->data;
+      if (info != 0 && info->status == RTERR_CONSVIO) return RTERR_CONSVIO;
+   }
+   return 0;
+}
+
+// Open types with a table constraint, encoding: the known value is written
+// into a fresh buffer of its own; *saved keeps the caller's buffer, given
+// back with rtxCopyContext(pctxt, saved).
+inline int uperGenOpenBegin(VXCTXT* pctxt, VXCTXT* saved)
+{
+   rtxCopyContext(saved, pctxt);
+   pctxt->pStream = 0;
+   // The caller's buffer is not released when the new one is set up.
+   pctxt->flags &= ~VXCTXT_FLAG_SYSBUF;
+   int stat = rtxInitContextBuffer(pctxt, 0, 0);
+   if (stat != 0) {
+      rtxCopyContext(pctxt, saved);
+      return VX_LOG_ERR(pctxt, stat);
+   }
+   return 0;
+}
+
+// Decoding: the length of the value in octets and the bit position where
+// the value starts. A fragmented length is not supported (-60).
+inline int uperGenOpenLength(VXCTXT* pctxt, uint64_t* plen, uint64_t* pstart)
+{
+   uint32_t len = 0;
+   int stat = pd_UnconsLength(pctxt, &len);
+   if (stat < 0) return VX_LOG_ERR(pctxt, stat);
+   if (stat == 2) return RTERR_NOTSUPP;
+   *plen = len;
+   *pstart = pu_getMsgLenBits(pctxt);
+   return 0;
+}
+
+// After a known value: bits it left unused (a longer value of a newer
+// version) are skipped; reading past the declared length is -101.
+inline int uperGenOpenEnd(VXCTXT* pctxt, uint64_t start, uint64_t len)
+{
+   uint64_t used = pu_getMsgLenBits(pctxt) - start;
+   uint64_t expected = len * 8;
+   if (used > expected) return VX_LOG_ERR(pctxt, ASN_E_INVLEN);
+   if (used < expected) {
+      int stat = rtxMoveBitCursor(pctxt, (int32_t)(expected - used));
+      if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   }
+   return 0;
+}
+
+// A value of a key without a known type: len octets kept as they are.
+inline int uperGenDecRawOpenType(VXCTXT* pctxt, uint64_t len, ASN1OpenType** pout)
+{
+   ASN1OpenType* item = rtxMemAllocTypeZ(pctxt, ASN1OpenType);
+   if (item == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);
+   uint8_t* data = (uint8_t*)rtxMemAlloc(pctxt, len != 0 ? len : 1);
+   if (data == 0) {
+      rtxMemFreePtr(pctxt, item);
+      return VX_LOG_ERR(pctxt, RTERR_NOMEM);
+   }
+   int stat = rtxDecBitsToByteArray(pctxt, data, len != 0 ? len : 1, len * 8);
+   if (stat != 0) {
+      rtxMemFreePtr(pctxt, data);
+      rtxMemFreePtr(pctxt, item);
+      return VX_LOG_ERR(pctxt, stat);
+   }
+   item->numocts = len;
+   item->data = data;
+   *pout = item;
+   Asn1NamedEventHandler::invokeOpenTypeValue(pctxt, (uint32_t)len, data);
+   return 0;
+}
+
+#endif
+'''
+
+
+def emit(model):
+    """{file name: text} of the UPER back end."""
+    out = {COMMON_HEADER: COMMON_TEXT}
+    for mod in model.order:
+        out[mod.stem + "Per.h"] = emit_decls(mod)
+        out[mod.stem + "Enc.cpp"] = emit_encoders(mod)
+        out[mod.stem + "Dec.cpp"] = emit_decoders(mod)
+    return out
+
+
+# -- the PER branch of the control classes ------------------------------------------
+
+class PerBranch(control.FormatBranch):
+    """`EncodeTo`/`DecodeFrom` on a PER buffer: the message's codec, then
+    the buffer's byte-align step, whose result does not count."""
+
+    enc_kind = "PEREncode"
+    dec_kind = "PERDecode"
+
+    def encode(self, w, t, rec):
+        arg = rec if byval(t) else "&" + rec
+        w("stat = asn1PE_%s(msgBuf.getCtxtPtr(), %s);" % (t.cname, arg))
+        w("static_cast<ASN1PEREncodeBuffer&>(msgBuf).byteAlign();")
+        w("return stat;")
+
+    def decode(self, w, t, rec):
+        w("stat = asn1PD_%s(msgBuf.getCtxtPtr(), &%s);" % (t.cname, rec))
+        w("static_cast<ASN1PERDecodeBuffer&>(msgBuf).byteAlign();")
+        w("return stat;")
+
+    def includes(self, mod):
+        return [mod.stem + "Per.h", "asn1PerCppTypes.h"]
+
+
+if not any(isinstance(b, PerBranch) for b in control.BRANCHES):
+    control.BRANCHES.append(PerBranch())
