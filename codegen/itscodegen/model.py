@@ -326,18 +326,18 @@ class _Builder:
                 cands.append(a)
                 walk_type(a.type)
         for an in m.node.annotations:
-            spec = ANNOTATIONS.get(an.word, "unknown")
-            if spec == "unknown":
+            allowed = ANNOTATIONS.get(an.word, "unknown")
+            if allowed == "unknown":
                 raise SchemaError(an.pos, "unknown annotation '--@%s'" % an.word)
-            if spec is None and an.arg is not None:
+            if allowed is None and an.arg is not None:
                 raise SchemaError(an.arg_pos, "annotation '--@%s' takes no argument" % an.word)
-            if spec is not None:
+            if allowed is not None:
                 if an.arg is None:
                     raise SchemaError(an.pos, "annotation '--@%s' needs an argument" % an.word)
-                if isinstance(spec, tuple) and an.arg not in spec:
+                if isinstance(allowed, tuple) and an.arg not in allowed:
                     raise SchemaError(an.arg_pos, "'--@%s' takes one of %s, not '%s'"
-                                      % (an.word, ", ".join(spec), an.arg))
-                if spec == "name" and (" " in an.arg):
+                                      % (an.word, ", ".join(allowed), an.arg))
+                if allowed == "name" and (" " in an.arg):
                     raise SchemaError(an.arg_pos, "'--@%s' takes one name" % an.word)
             best = None
             for c in cands:
