@@ -1,0 +1,470 @@
+// Streams: the memory stream over the caller's bytes, context-buffer mode
+// over a chunked test stream, the generic input functions and their end
+// statuses, mark/reset, capture, and the stream classes.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "VXRTStream.h"
+#include "rtxError.h"
+#include "rtxMemBuf.h"
+#include "rtxMemory.h"
+#include "rtxReadBytes.h"
+#include "rtxStream.h"
+
+namespace {
+
+const uint8_t* bytesOf(const std::string& s)
+{
+   return reinterpret_cast<const uint8_t*>(s.data());
+}
+
+// Statuses of the error list, oldest first.
+std::vector<int> errorStatuses(VXCTXT* pctxt)
+{
+   std::vector<int> out;
+   for (VXRTDListNode* n = pctxt->errInfo.head; n != nullptr; n = n->next)
+      out.push_back(static_cast<VXRTErrInfo*>(n->data)->status);
+   return out;
+}
+
+class Stream : public ::testing::Test {
+ protected:
+   VXCTXT ctx;
+   void SetUp() override { ASSERT_EQ(0, rtxInitContext(&ctx)); }
+   void TearDown() override { rtxFreeContext(&ctx); }
+};
+
+// A readable stream of another kind: hands out its source in chunks of at
+// most `chunk` bytes and supports mark/reset/skip, but has no positions.
+struct ChunkSource {
+   std::vector<uint8_t> data;
+   size_t pos = 0;
+   size_t chunk = 100;
+   size_t markPos = 0;
+   int resets = 0;
+   int closes = 0;
+};
+
+long chunkRead(VXRTSTREAM* s, uint8_t* buf, size_t n)
+{
+   ChunkSource* src = static_cast<ChunkSource*>(s->extra);
+   size_t take = std::min({n, src->chunk, src->data.size() - src->pos});
+   memcpy(buf, src->data.data() + src->pos, take);
+   src->pos += take;
+   return (long)take;
+}
+int chunkSkip(VXRTSTREAM* s, size_t n)
+{
+   ChunkSource* src = static_cast<ChunkSource*>(s->extra);
+   src->pos = std::min(src->data.size(), src->pos + n);
+   return 0;
+}
+int chunkMark(VXRTSTREAM* s, size_t)
+{
+   ChunkSource* src = static_cast<ChunkSource*>(s->extra);
+   src->markPos = src->pos;
+   return 0;
+}
+int chunkReset(VXRTSTREAM* s)
+{
+   ChunkSource* src = static_cast<ChunkSource*>(s->extra);
+   src->pos = src->markPos;
+   src->resets++;
+   return 0;
+}
+int chunkClose(VXRTSTREAM* s)
+{
+   static_cast<ChunkSource*>(s->extra)->closes++;
+   return 0;
+}
+
+void attachChunkStream(VXCTXT* pctxt, ChunkSource* src, size_t size)
+{
+   for (size_t i = 0; i < size; i++) src->data.push_back((uint8_t)(i * 7 + i / 251));
+   ASSERT_EQ(0, rtxStreamInit(pctxt));
+   VXRTSTREAM* s = pctxt->pStream;
+   s->read = chunkRead;
+   s->skip = chunkSkip;
+   s->mark = chunkMark;
+   s->reset = chunkReset;
+   s->close = chunkClose;
+   s->extra = src;
+   s->id = VXRT_STREAM_ID_FILE;
+   s->flags = VXRT_STREAM_INPUT;
+}
+
+// Reads `n` bytes one small piece at a time, appending them to `out`.
+void readPieces(VXCTXT* pctxt, size_t n, size_t piece, std::vector<uint8_t>& out)
+{
+   while (n > 0) {
+      size_t k = std::min(n, piece);
+      std::vector<uint8_t> b(k);
+      ASSERT_EQ(0, rtxReadBytes(pctxt, b.data(), k));
+      out.insert(out.end(), b.begin(), b.end());
+      n -= k;
+   }
+}
+
+// ---- memory stream ----
+
+TEST_F(Stream, MemoryAttachReadsTheCallersBytesInPlace)
+{
+   std::string text = "{\"a\":1}";
+   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), text.size(), VXRT_STREAM_INPUT));
+   EXPECT_EQ(bytesOf(text), ctx.buffer.data);
+   EXPECT_EQ(text.size(), ctx.buffer.size);
+   EXPECT_EQ(VXRT_STREAM_ID_MEMORY, ctx.pStream->id);
+   EXPECT_TRUE(rtxStreamIsReadable(&ctx));
+   EXPECT_FALSE(rtxStreamIsWritable(&ctx));
+
+   uint8_t b[4] = {};
+   EXPECT_EQ(1, rtxPeekByte(&ctx, b));
+   EXPECT_EQ('{', b[0]);
+   EXPECT_EQ(0u, ctx.buffer.byteIndex);
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 3));
+   EXPECT_EQ(0, memcmp(b, "{\"a", 3));
+   EXPECT_EQ('a', ctx.lastChar);
+   EXPECT_EQ(3u, ctx.pStream->bytesProcessed);
+   ASSERT_EQ(0, rtxReadBytes(&ctx, nullptr, 2));  // skips
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 2));
+   EXPECT_EQ(0, memcmp(b, "1}", 2));
+   EXPECT_TRUE(errorStatuses(&ctx).empty());
+}
+
+TEST_F(Stream, ReadPastTheEndOfMemoryIs17)
+{
+   std::string text = "abc";
+   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), 3, VXRT_STREAM_INPUT));
+   uint8_t b[4];
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 2));
+   EXPECT_EQ(RTERR_ENDOFFILE, rtxReadBytes(&ctx, b, 2));
+   EXPECT_EQ(std::vector<int>{RTERR_ENDOFFILE}, errorStatuses(&ctx));
+}
+
+TEST_F(Stream, PeekPastTheEndOfMemoryIs1ThenReadIs17)
+{
+   std::string text = "ab";
+   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), 2, VXRT_STREAM_INPUT));
+   uint8_t b[2];
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 2));
+   EXPECT_EQ(RTERR_BUFOVFLW, rtxPeekByte(&ctx, b));
+   // The cursor is left at 0 with an empty buffer.
+   EXPECT_EQ(0u, ctx.buffer.byteIndex);
+   EXPECT_EQ(0u, ctx.buffer.size);
+   EXPECT_GT(0, rtxReadBytes(&ctx, b, 1));
+   EXPECT_EQ((std::vector<int>{RTERR_BUFOVFLW, RTERR_ENDOFFILE}), errorStatuses(&ctx));
+   EXPECT_EQ(RTERR_MULTIPLE, rtxErrGetStatus(&ctx));
+}
+
+TEST_F(Stream, EndOfBufferWithoutStreamIs2AndPeekIs0)
+{
+   uint8_t data[2] = {1, 2};
+   ASSERT_EQ(0, rtxInitContextBuffer(&ctx, data, 2));
+   uint8_t b[3];
+   EXPECT_EQ(RTERR_ENDOFBUF, rtxReadBytes(&ctx, b, 3));
+   EXPECT_EQ(0u, ctx.buffer.byteIndex);  // nothing consumed
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 2));
+   EXPECT_EQ(0, rtxPeekByte(&ctx, b));
+   rtxErrReset(&ctx);  // a second record would turn the result into -50
+   EXPECT_EQ(RTERR_ENDOFBUF, rtxCheckInputBuffer(&ctx, 1));
+   EXPECT_EQ(0, rtxReadBytes(&ctx, b, 0));
+}
+
+TEST_F(Stream, BadArgumentsGiveStatusesWithoutCrash)
+{
+   uint8_t b[2];
+   EXPECT_GT(0, rtxReadBytes(nullptr, b, 1));
+   EXPECT_GT(0, rtxPeekByte(nullptr, b));
+   EXPECT_GT(0, rtxPeekByte(&ctx, nullptr));
+   EXPECT_GT(0, rtxCheckInputBuffer(nullptr, 1));
+   EXPECT_GT(0, rtxStreamMemoryAttach(nullptr, b, 1, VXRT_STREAM_INPUT));
+   EXPECT_EQ(0, rtxStreamClose(&ctx));  // no stream
+   EXPECT_EQ(0, rtxStreamRelease(&ctx));
+   EXPECT_EQ(RTERR_NOTINIT, rtxStreamRead(&ctx, b, 1));
+   rtxErrReset(&ctx);
+   EXPECT_EQ(RTERR_INVPARAM, rtxStreamMemoryAttach(&ctx, nullptr, 5, VXRT_STREAM_INPUT));
+   rtxErrReset(&ctx);
+   EXPECT_EQ(RTERR_INVPARAM, rtxStreamMemoryAttach(&ctx, b, 0, VXRT_STREAM_INPUT));
+   rtxErrReset(&ctx);
+   EXPECT_EQ(RTERR_INVPARAM, rtxStreamMemoryAttach(&ctx, b, 1, 0));
+   EXPECT_EQ(nullptr, ctx.pStream);
+}
+
+TEST_F(Stream, SkipMarkAndWriteRefusals)
+{
+   ASSERT_EQ(0, rtxStreamInit(&ctx));
+   EXPECT_EQ(RTERR_INVPARAM, rtxStreamSkip(&ctx, 1));  // not readable
+   ctx.pStream->flags = VXRT_STREAM_INPUT;
+   rtxErrReset(&ctx);
+   EXPECT_EQ(RTERR_NOTINIT, rtxStreamSkip(&ctx, 1));  // no skip function
+   EXPECT_FALSE(rtxStreamMarkSupported(&ctx));
+   rtxErrReset(&ctx);
+   EXPECT_EQ(RTERR_NOTSUPP, rtxStreamMark(&ctx, 10));
+   ASSERT_EQ(1u, rtxErrGetErrorCnt(&ctx));
+   VXRTErrInfo* rec = static_cast<VXRTErrInfo*>(ctx.errInfo.head->data);
+   ASSERT_EQ(1, rec->parmCount);
+   EXPECT_STREQ("stream mark/reset", rec->parms[0]);
+   uint8_t b = 0;
+   rtxErrReset(&ctx);
+   EXPECT_EQ(RTERR_NOTINIT, rtxStreamWrite(&ctx, &b, 1));
+   rtxErrReset(&ctx);
+   EXPECT_EQ(RTERR_INVPARAM, rtxStreamFlush(&ctx));
+}
+
+TEST_F(Stream, CloseForgetsTheCallersBytesWithoutTouchingThem)
+{
+   std::string text = "<CAM>1</CAM>";
+   std::string copy = text;
+   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), text.size(), VXRT_STREAM_INPUT));
+   uint8_t b[5];
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 5));
+   EXPECT_EQ(0, rtxStreamClose(&ctx));
+   EXPECT_EQ(nullptr, ctx.pStream);
+   EXPECT_EQ(nullptr, ctx.buffer.data);
+   EXPECT_EQ(0u, ctx.buffer.size);
+   EXPECT_EQ(0u, ctx.buffer.byteIndex);
+   EXPECT_EQ(copy, text);
+   EXPECT_EQ(0, rtxStreamClose(&ctx));
+}
+
+TEST_F(Stream, MemoryMarkResetAndPositions)
+{
+   std::string text = "0123456789";
+   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), text.size(), VXRT_STREAM_INPUT));
+   uint8_t b[4];
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 2));
+   EXPECT_TRUE(rtxStreamMarkSupported(&ctx));
+   ASSERT_EQ(0, rtxStreamMark(&ctx, 100));
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 3));
+   ASSERT_EQ(0, rtxStreamReset(&ctx));
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 1));
+   EXPECT_EQ('2', b[0]);
+
+   size_t pos = 0;
+   ASSERT_EQ(0, rtxMarkPos(&ctx, &pos));
+   EXPECT_EQ(3u, pos);
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 4));
+   ASSERT_EQ(0, rtxResetToPos(&ctx, pos));
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 1));
+   EXPECT_EQ('3', b[0]);
+
+   ASSERT_EQ(0, rtxStreamSkip(&ctx, 2));
+   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 1));
+   EXPECT_EQ('6', b[0]);
+   EXPECT_GT(0, rtxStreamSkip(&ctx, 10));  // more than remains
+}
+
+TEST_F(Stream, MarkPosWithoutStreamIsTheByteIndex)
+{
+   uint8_t data[6] = {10, 11, 12, 13, 14, 15};
+   ASSERT_EQ(0, rtxInitContextBuffer(&ctx, data, 6));
+   uint8_t b;
+   ASSERT_EQ(0, rtxReadBytes(&ctx, &b, 1));
+   size_t pos = 99;
+   ASSERT_EQ(0, rtxMarkPos(&ctx, &pos));
+   EXPECT_EQ(1u, pos);
+   ASSERT_EQ(0, rtxReadBytes(&ctx, nullptr, 4));
+   ASSERT_EQ(0, rtxResetToPos(&ctx, pos));
+   ASSERT_EQ(0, rtxReadBytes(&ctx, &b, 1));
+   EXPECT_EQ(11, b);
+   EXPECT_GT(0, rtxResetToPos(&ctx, 7));
+}
+
+TEST_F(Stream, HexTextMemoryStream)
+{
+   std::string text = " 0a 1B\n ff";
+   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), text.size(),
+                                      VXRT_STREAM_INPUT | VXRT_STREAM_HEXTEXT));
+   uint8_t b[4] = {};
+   EXPECT_EQ(3, rtxStreamRead(&ctx, b, 4));
+   EXPECT_EQ(0x0a, b[0]);
+   EXPECT_EQ(0x1b, b[1]);
+   EXPECT_EQ(0xff, b[2]);
+
+   std::string bad = "0g";
+   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(bad), 2, VXRT_STREAM_INPUT | VXRT_STREAM_HEXTEXT));
+   EXPECT_EQ(RTERR_INVHEXS, rtxStreamRead(&ctx, b, 1));
+}
+
+TEST_F(Stream, CaptureOfMemoryStreamHoldsTheTextOnce)
+{
+   std::string text = "capture me";
+   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), text.size(), VXRT_STREAM_INPUT));
+   VXRTMEMBUF cap;
+   rtxMemBufInit(&ctx, &cap, 0);
+   ASSERT_EQ(0, rtxStreamSetCapture(&ctx, &cap));
+   EXPECT_EQ(&cap, rtxStreamGetCapture(&ctx));
+   std::vector<uint8_t> got;
+   readPieces(&ctx, text.size(), 3, got);
+   ASSERT_EQ(text.size(), rtxMemBufGetDataLen(&cap));
+   EXPECT_EQ(0, memcmp(text.data(), rtxMemBufGetData(&cap, nullptr), text.size()));
+   rtxMemBufFree(&cap);
+}
+
+// ---- context-buffer mode ----
+
+TEST_F(Stream, ContextBufferReadsEveryByteOnceIntoCapture)
+{
+   ChunkSource src;
+   attachChunkStream(&ctx, &src, 5000);
+   VXRTMEMBUF cap;
+   rtxMemBufInit(&ctx, &cap, 0);
+   ASSERT_EQ(0, rtxStreamSetCapture(&ctx, &cap));
+
+   std::vector<uint8_t> got;
+   readPieces(&ctx, 700, 7, got);  // through the context buffer
+   EXPECT_NE(0u, ctx.pStream->flags & VXRT_STREAM_CTXTBUF);
+   EXPECT_EQ(1024u, ctx.pStream->bufSize);
+   EXPECT_EQ(0xFFFFFFFFu, ctx.pStream->inputLimit);
+   readPieces(&ctx, 2000, 2000, got);  // more than 1024 missing: read straight
+   uint8_t b;
+   ASSERT_EQ(1, rtxPeekByte(&ctx, &b));
+   EXPECT_EQ(src.data[2700], b);
+   readPieces(&ctx, 2300, 300, got);
+   EXPECT_EQ(src.data, got);
+   EXPECT_EQ(src.data.back(), ctx.lastChar);
+
+   ASSERT_EQ(src.data.size(), rtxMemBufGetDataLen(&cap));
+   EXPECT_EQ(0, memcmp(src.data.data(), rtxMemBufGetData(&cap, nullptr), src.data.size()));
+   EXPECT_EQ(src.data.size(), ctx.pStream->bytesProcessed);
+
+   // The source has ended.
+   EXPECT_EQ(RTERR_ENDOFFILE, rtxReadBytes(&ctx, &b, 1));
+   rtxErrReset(&ctx);
+   EXPECT_EQ(RTERR_ENDOFFILE, rtxCheckInputBuffer(&ctx, 1));
+   EXPECT_EQ(0, rtxPeekByte(&ctx, &b));
+   rtxMemBufFree(&cap);
+}
+
+TEST_F(Stream, InputLimitReachedIs2)
+{
+   ChunkSource src;
+   attachChunkStream(&ctx, &src, 300);
+   std::vector<uint8_t> got;
+   readPieces(&ctx, 10, 10, got);
+   // Everything the limit allows is in the buffer already.
+   ctx.pStream->inputLimit = ctx.pStream->ioBytes + ctx.buffer.size;
+   ASSERT_EQ(0, rtxReadBytes(&ctx, nullptr, ctx.buffer.size - ctx.buffer.byteIndex));
+   uint8_t b;
+   EXPECT_EQ(RTERR_ENDOFBUF, rtxPeekByte(&ctx, &b));
+   rtxErrReset(&ctx);
+   EXPECT_EQ(RTERR_ENDOFBUF, rtxStreamLoadInputBuffer(&ctx, 1));
+}
+
+TEST_F(Stream, ContextBufferSetUpRefusals)
+{
+   ChunkSource src;
+   attachChunkStream(&ctx, &src, 10);
+   ASSERT_EQ(0, rtxStreamInitCtxtBuf(&ctx));
+   EXPECT_EQ(RTERR_FAILED, rtxStreamInitCtxtBuf(&ctx));  // buffer already set
+   rtxErrReset(&ctx);
+   ASSERT_EQ(0, rtxStreamRemoveCtxtBuf(&ctx));
+   EXPECT_EQ(nullptr, ctx.buffer.data);
+   ctx.pStream->id = VXRT_STREAM_ID_CTXTBUF;
+   EXPECT_EQ(RTERR_NOTSUPP, rtxStreamInitCtxtBuf(&ctx));
+   EXPECT_EQ(RTERR_INVPARAM, rtxStreamLoadInputBuffer(nullptr, 1));
+   VXCTXT other;
+   ASSERT_EQ(0, rtxInitContext(&other));
+   EXPECT_EQ(RTERR_NOTINIT, rtxStreamLoadInputBuffer(&other, 1));
+   rtxFreeContext(&other);
+}
+
+TEST_F(Stream, ContextBufferMarkResetWithinTheBuffer)
+{
+   ChunkSource src;
+   attachChunkStream(&ctx, &src, 600);
+   std::vector<uint8_t> got;
+   readPieces(&ctx, 10, 10, got);
+   ASSERT_EQ(0, rtxStreamMark(&ctx, 1000));
+   std::vector<uint8_t> first, again;
+   readPieces(&ctx, 50, 5, first);
+   ASSERT_EQ(0, rtxStreamReset(&ctx));
+   readPieces(&ctx, 50, 5, again);
+   EXPECT_EQ(first, again);
+   EXPECT_EQ(0, src.resets);  // served from the buffer
+}
+
+TEST_F(Stream, ContextBufferResetAfterShiftFallsThroughToTheStream)
+{
+   ChunkSource src;
+   attachChunkStream(&ctx, &src, 5000);
+   std::vector<uint8_t> got;
+   readPieces(&ctx, 10, 10, got);
+   ASSERT_EQ(0, rtxStreamMark(&ctx, 4000));
+   readPieces(&ctx, 1500, 100, got);  // the buffer shifts past the mark
+   EXPECT_EQ(~(uint64_t)0, ctx.savedIndex);
+   ASSERT_EQ(0, rtxStreamReset(&ctx));
+   EXPECT_EQ(1, src.resets);
+   EXPECT_EQ(0u, ctx.buffer.byteIndex);
+   EXPECT_EQ(0u, ctx.buffer.size);
+}
+
+TEST_F(Stream, MarkPosHoldsTheBufferAcrossShifts)
+{
+   ChunkSource src;
+   attachChunkStream(&ctx, &src, 5000);
+   std::vector<uint8_t> got;
+   readPieces(&ctx, 900, 100, got);
+   size_t pos = 0;
+   ASSERT_EQ(0, rtxMarkPos(&ctx, &pos));
+   std::vector<uint8_t> first, again;
+   readPieces(&ctx, 1500, 50, first);  // would shift the marked bytes out
+   ASSERT_EQ(0, rtxResetToPos(&ctx, pos));
+   readPieces(&ctx, 1500, 50, again);
+   EXPECT_EQ(first, again);
+   EXPECT_TRUE(std::equal(first.begin(), first.end(), src.data.begin() + 900));
+}
+
+// ---- classes ----
+
+TEST(StreamClasses, EmptyMemoryInputStreamThenReadMakesTwoRecords)
+{
+   const uint8_t none[1] = {0};
+   VXRTMemoryInputStream stream(none, 0);
+   EXPECT_FALSE(stream.isInitialized());
+   EXPECT_FALSE(stream.isOpened());
+   EXPECT_EQ(RTERR_INVPARAM, stream.getStatus());
+   VXCTXT* pctxt = stream.getCtxtPtr();
+   ASSERT_NE(nullptr, pctxt);
+   ASSERT_NE(nullptr, pctxt->pStream);  // made, but without functions
+   EXPECT_EQ(std::vector<int>{RTERR_INVPARAM}, errorStatuses(pctxt));
+
+   uint8_t b;
+   EXPECT_EQ(RTERR_INVPARAM, stream.read(&b, 1));  // the object remembers
+   EXPECT_GT(0, rtxReadBytes(pctxt, &b, 1));
+   EXPECT_EQ((std::vector<int>{RTERR_INVPARAM, RTERR_NOTINIT}), errorStatuses(pctxt));
+   EXPECT_EQ(RTERR_MULTIPLE, rtxErrGetStatus(pctxt));
+}
+
+TEST(StreamClasses, MemoryInputStreamReadsAndClosesOnDestruction)
+{
+   std::string text = "[1,2]";
+   VXRTCtxtPtr keep;
+   {
+      VXRTMemoryInputStream stream(bytesOf(text), text.size());
+      ASSERT_TRUE(stream.isInitialized());
+      EXPECT_TRUE(stream.isOpened());
+      EXPECT_TRUE(stream.isA(VXRT_STREAM_ID_MEMORY));
+      EXPECT_TRUE(stream.markSupported());
+      uint8_t b[2];
+      EXPECT_EQ(2, stream.read(b, 2));
+      EXPECT_EQ(2u, stream.currentPos());
+      ASSERT_EQ(0, stream.mark(10));
+      EXPECT_EQ(2, stream.read(b, 2));
+      ASSERT_EQ(0, stream.reset());
+      ASSERT_EQ(0, stream.skip(1));
+      EXPECT_EQ(3u, stream.currentPos());
+      ASSERT_EQ(0, stream.setPosition(0));
+      EXPECT_EQ(0u, stream.currentPos());
+      keep = stream.getContext();
+   }
+   // The context outlives the stream object; the stream itself is closed.
+   ASSERT_FALSE(keep.isNull());
+   EXPECT_EQ(nullptr, keep.getCtxtPtr()->pStream);
+   EXPECT_EQ(nullptr, keep.getCtxtPtr()->buffer.data);
+   EXPECT_EQ("[1,2]", text);
+}
+
+}  // namespace
