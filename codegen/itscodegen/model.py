@@ -608,9 +608,13 @@ class _Builder:
         fname, ftype, fpos = fields[node.field]
         if node.field[1].islower():
             # value field: the component has the field's type
-            if ftype is None or ftype.kind != "REF":
-                raise SchemaError(fpos, "field %s needs a type name" % fname)
-            return self.use_named(cm, om, ftype.name, ftype.pos)
+            if ftype is None:
+                raise SchemaError(fpos, "field %s needs a type" % fname)
+            if ftype.kind == "REF" and ftype.params is None:
+                return self.use_named(cm, om, ftype.name, ftype.pos)
+            t = Type(None, om, ftype.pos, None, None, owned=False)
+            self.fill(t, ftype, cm, om, {}, None)
+            return t
         if at is None:
             raise SchemaError(node.pos, "open type %s.%s needs a component relation such as {@id}"
                               % (node.cls, node.field))

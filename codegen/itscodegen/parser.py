@@ -195,6 +195,9 @@ class Parser:
             self.expect("::=")
             val = self.parse_value()
             return self.finish(Node("VALUE", t.pos, name=name, type=ty, value=val))
+        nt = self.peek()
+        if nt.kind != IDENT or nt.text in RESERVED or not nt.text[0].isupper():
+            self.error("expected '::=' after %s, found %s" % (name, self.describe(nt)))
         cls = self.ident("a class name", upper=True)
         self.expect("::=")
         return self.parse_object_set(t, cls)
