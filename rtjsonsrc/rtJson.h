@@ -1,0 +1,57 @@
+// JSON engine: the writer pieces the per-type encoders call, the pull
+// readers the per-type decoders call, and the one free-form parser
+// (rtJsonDecAnyType) used for open types and unknown keys.
+#ifndef RTJSON_H
+#define RTJSON_H
+
+#include "asn1type.h"
+#include "rtxContext.h"
+
+// ---- writer ----
+int rtJsonEncIndent(VXCTXT* pctxt);
+int rtJsonEncStringValue2(VXCTXT* pctxt, const char* text, size_t length);
+int rtJsonEncStringValue(VXCTXT* pctxt, const char* text);
+int rtJsonEncCharStr(VXCTXT* pctxt, const char* text);
+int rtJsonEncChars(VXCTXT* pctxt, const char* text, size_t length);
+int rtJsonEncStringPair2(VXCTXT* pctxt, const char* key, size_t keyLen, const char* value,
+                         size_t valueLen);
+int rtJsonEncStringPair(VXCTXT* pctxt, const char* key, const char* value);
+int rtJsonEncStringObject(VXCTXT* pctxt, const char* key, const char* value);
+int rtJsonEncStringObject2(VXCTXT* pctxt, const char* key, size_t keyLen, const char* value,
+                           size_t valueLen);
+int rtJsonEncStringNull(VXCTXT* pctxt);
+int rtJsonEncStringRaw(VXCTXT* pctxt, const char* text);
+int rtJsonEncBoolValue(VXCTXT* pctxt, bool value);
+int rtJsonEncHexValue(VXCTXT* pctxt, uint64_t nocts, const uint8_t* data);
+int rtJsonEncHexStr(VXCTXT* pctxt, uint64_t nocts, const uint8_t* data);
+int rtJsonEncFixedBitStrValue(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data);
+int rtJsonEncBitStrValue(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data);
+int rtJsonEncBitStrValueExt(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data, size_t rootSize,
+                            const uint8_t* extData);
+int rtJsonEncExtElemWithSuffix(VXCTXT* pctxt, const ASN1OpenType* pOpenType, int suffix);
+int rtJsonAsn1EncExtElem(VXCTXT* pctxt, const ASN1OpenType* pOpenType);
+int rtJsonAsn1EncOpenTypeExt(VXCTXT* pctxt, const ASN1TSeqExt* pList, bool writeNulls);
+int rtJsonAsn1EncOpenType(VXCTXT* pctxt, const uint8_t* data, uint64_t numocts);
+
+// Writes one character and keeps the text NUL-terminated behind it.
+int rtJsonEncChar(VXCTXT* pctxt, char ch);
+
+// ---- reader ----
+int rtJsonDecMatchChar(VXCTXT* pctxt, char ch);
+int rtJsonDecStringValue(VXCTXT* pctxt, char** ppvalue);
+int rtJsonDecStringValueInternal(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize,
+                                 bool dynamic);
+int rtJsonDecBool(VXCTXT* pctxt, uint8_t* pvalue);
+int rtJsonDecNull(VXCTXT* pctxt);
+int rtJsonDecHexStr64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnocts, uint64_t bufsize);
+int rtJsonDecHexData64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnocts, uint64_t bufsize);
+int rtJsonDecDynHexStr64(VXCTXT* pctxt, ASN1TDynOctStr64* pvalue);
+int rtJsonDecDynHexData64(VXCTXT* pctxt, ASN1TDynOctStr64* pvalue);
+int rtJsonDecFixedBitStrValue(VXCTXT* pctxt, uint64_t nbits, uint8_t* data, uint64_t bufsize);
+int rtJsonDecFixedDynBitStr(VXCTXT* pctxt, uint64_t nbits, uint8_t** ppdata);
+int rtJsonDecBitStrValue64(VXCTXT* pctxt, uint64_t* pnbits, uint8_t* data, uint64_t bufsize);
+int rtJsonDecBitStrValueExt64(VXCTXT* pctxt, uint64_t* pnbits, uint8_t* data, uint64_t rootSize,
+                              ASN1TDynOctStr64* pext);
+int rtJsonDecAnyType(VXCTXT* pctxt, char** ppvalue);
+
+#endif

@@ -1,0 +1,85 @@
+// JSON reader: string values and keys.
+#include "rtJson.h"
+#include "rtJsonInternal.h"
+
+#include "rtxMemBuf.h"
+
+int rtJsonDecStringValueInternal(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize,
+                                 bool dynamic) {
+   int stat = rtJsonDecMatchChar(pctxt, '"');
+   if (stat == RTERR_INVCHAR) {
+      char found[2] = {(char)rtxTxtPeekChar2(pctxt, true), 0};
+      rtxErrAddStrParm(pctxt, "\"");
+      rtxErrAddStrParm(pctxt, found);
+      return VX_LOG_ERRNEW(pctxt, RTERR_IDNOTFOU);
+   }
+   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+
+   if (pctxt->flags & VXCTXT_FLAG_JSONSTR) {
+      // Attribute form: a marker byte precedes the text.
+      pctxt->flags &= ~VXCTXT_FLAG_JSONSTR;
+      uint8_t mark;
+      stat = rtxReadBytes(pctxt, &mark, 1);
+      if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+      if (mark != 0x40) return VX_LOG_ERRNEW(pctxt, RTERR_INVCHAR);
+   }
+
+   VXRTMEMBUF membuf;
+   if (dynamic) rtxMemBufInit(pctxt, &membuf, 128);
+   size_t used = 0;
+   bool escape = false;
+   for (;;) {
+      uint8_t b;
+      stat = rtxReadBytes(pctxt, &b, 1);
+      if (stat != 0) break;
+      if (escape) {
+         escape = false;
+         switch (b) {
+            case 'b': b = 0x08; break;
+            case 'f': b = 0x0C; break;
+            case 'n': b = 0x0A; break;
+            case 'r': b = 0x0D; break;
+            case 't': b = 0x09; break;
+            case '"': case '/': case '\\': break;
+            default: stat = RTERR_INVCHAR; break;  // \u included: refused here
+         }
+         if (stat != 0) break;
+      } else if (b == '\\') {
+         escape = true;
+         continue;
+      } else if (b == '"') {
+         uint8_t nul = 0;
+         if (dynamic) {
+            stat = rtxMemBufAppend(&membuf, &nul, 1);
+            if (stat == 0) {
+               int len;
+               *ppvalue = (char*)rtxMemBufGetData(&membuf, &len);
+            }
+         } else if (used < bufsize) {
+            buffer[used] = 0;
+         } else {
+            stat = RTERR_STROVFLW;
+         }
+         break;
+      }
+      if (dynamic) {
+         stat = rtxMemBufAppend(&membuf, &b, 1);
+      } else if (used + 1 < bufsize) {
+         buffer[used++] = (char)b;
+      } else {
+         stat = RTERR_STROVFLW;
+      }
+      if (stat != 0) break;
+   }
+   if (stat != 0) {
+      if (dynamic) rtxMemBufFree(&membuf);
+      if (stat == RTERR_ENDOFFILE || stat == RTERR_ENDOFBUF) return VX_LOG_ERR(pctxt, stat);
+      return VX_LOG_ERRNEW(pctxt, stat);
+   }
+   return 0;
+}
+
+int rtJsonDecStringValue(VXCTXT* pctxt, char** ppvalue) {
+   *ppvalue = nullptr;
+   return rtJsonDecStringValueInternal(pctxt, ppvalue, nullptr, 0, true);
+}
