@@ -11,9 +11,6 @@ inline bool isWhitespace(uint8_t c) {
 inline bool isDigit(uint8_t c) {
    return c >= '0' && c <= '9';
 }
-inline bool isEndOfInput(int stat) {
-   return stat == RTERR_ENDOFBUF || stat == RTERR_ENDOFFILE;
-}
 
 // Steps back over the byte just read.
 void unreadByte(VXCTXT* pctxt) {
@@ -31,12 +28,38 @@ int raise(VXCTXT* pctxt, int stat) {
    return stat;
 }
 
+const int kEndOfInput = 1;
+
+// Reads one byte. The end of the input, -2 from a buffer or, with
+// `fileEndToo`, -17 from a stream, gives kEndOfInput and leaves no record:
+// the callers that ask this way do not count the end as a failure. Other
+// failures give the status the read recorded.
+int readByte(VXCTXT* pctxt, uint8_t* pc, bool fileEndToo) {
+   uint64_t before = rtxErrGetErrorCnt(pctxt);
+   int stat = rtxReadBytes(pctxt, pc, 1);
+   if (stat >= 0) return 0;
+   uint64_t added = rtxErrGetErrorCnt(pctxt) - before;
+   // The read's own status, even if other records make the context's -50.
+   if (added > 0) stat = rtxErrGetLastError(pctxt);
+   if (stat == RTERR_ENDOFBUF || (fileEndToo && stat == RTERR_ENDOFFILE)) {
+      rtxErrResetLastErrors(pctxt, (int)added);
+      return kEndOfInput;
+   }
+   return stat;
+}
+
+// A byte that must be there: any failure, the end included, is reported.
+int readRequired(VXCTXT* pctxt, uint8_t* pc) {
+   int stat = readByte(pctxt, pc, false);
+   if (stat == kEndOfInput) return raise(pctxt, RTERR_ENDOFBUF);
+   return stat < 0 ? passOn(pctxt, stat) : 0;
+}
+
 // White space skipped, the first byte read.
 int readFirstByte(VXCTXT* pctxt, uint8_t* pc) {
    int stat = rtxTxtSkipWhitespace(pctxt);
    if (stat < 0) return passOn(pctxt, stat);
-   stat = rtxReadBytes(pctxt, pc, 1);
-   return stat < 0 ? passOn(pctxt, stat) : 0;
+   return readRequired(pctxt, pc);
 }
 
 // Accumulates the digits that start with `c`, the bytes read already. Each
@@ -51,8 +74,8 @@ int readDigits(VXCTXT* pctxt, uint8_t c, U bound, U* pvalue) {
       U digit = (U)(c - '0');
       if (value > limit || value * 10 > bound - digit) return raise(pctxt, RTERR_TOOBIG);
       value = value * 10 + digit;
-      int stat = rtxReadBytes(pctxt, &c, 1);
-      if (stat == RTERR_ENDOFBUF) break;
+      int stat = readByte(pctxt, &c, false);
+      if (stat == kEndOfInput) break;
       if (stat < 0) return passOn(pctxt, stat);
       if (!isDigit(c)) {
          unreadByte(pctxt);
@@ -70,8 +93,8 @@ int readUnsigned(VXCTXT* pctxt, U* pvalue) {
    int stat = readFirstByte(pctxt, &c);
    if (stat != 0) return stat;
    if (c == '+') {
-      stat = rtxReadBytes(pctxt, &c, 1);
-      if (stat < 0) return passOn(pctxt, stat);
+      stat = readRequired(pctxt, &c);
+      if (stat != 0) return stat;
    }
    // No digit at all is not an error here: the value is 0 and the byte is
    // left for the caller's next step to judge.
@@ -98,8 +121,8 @@ int readNarrow(VXCTXT* pctxt, T* pvalue, int (*reader)(VXCTXT*, V*), R lo, R hi)
 int rtxTxtSkipWhitespace(VXCTXT* pctxt) {
    for (;;) {
       uint8_t c;
-      int stat = rtxReadBytes(pctxt, &c, 1);
-      if (isEndOfInput(stat)) return 0;
+      int stat = readByte(pctxt, &c, true);
+      if (stat == kEndOfInput) return 0;
       if (stat < 0) return passOn(pctxt, stat);
       if (!isWhitespace(c)) {
          unreadByte(pctxt);
@@ -114,8 +137,8 @@ int rtxTxtPeekChar(VXCTXT* pctxt, char* pch, bool skipWs) {
       if (stat < 0) return passOn(pctxt, stat);
    }
    uint8_t c;
-   int stat = rtxReadBytes(pctxt, &c, 1);
-   if (isEndOfInput(stat)) return raise(pctxt, RTERR_ENDOFBUF);
+   int stat = readByte(pctxt, &c, true);
+   if (stat == kEndOfInput) return raise(pctxt, RTERR_ENDOFBUF);
    if (stat < 0) return passOn(pctxt, stat);
    unreadByte(pctxt);
    if (pch != nullptr) *pch = (char)c;
@@ -134,8 +157,8 @@ int rtxTxtReadInt32(VXCTXT* pctxt, int32_t* pvalue) {
    bool minus = false;
    if (c == '-' || c == '+') {
       minus = (c == '-');
-      stat = rtxReadBytes(pctxt, &c, 1);
-      if (stat < 0) return passOn(pctxt, stat);
+      stat = readRequired(pctxt, &c);
+      if (stat != 0) return stat;
    }
    if (!isDigit(c)) return raise(pctxt, RTERR_INVCHAR);
    uint32_t magnitude;

@@ -1,0 +1,427 @@
+// Lists, stacks, growing arrays, the segmented list buffer, the memory
+// buffer and the enumeration lookup, all over a real context and heap.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "rtxDList.h"
+#include "rtxDListBuf.h"
+#include "rtxDynPtrArray.h"
+#include "rtxEnum.h"
+#include "rtxError.h"
+#include "rtxIntStack.h"
+#include "rtxMemBuf.h"
+#include "rtxMemory.h"
+#include "rtxSList.h"
+#include "rtxStack.h"
+
+namespace {
+
+class Containers : public ::testing::Test {
+  protected:
+   VXCTXT ctx;
+   void SetUp() override { ASSERT_EQ(0, rtxInitContext(&ctx)); }
+   void TearDown() override { rtxFreeContext(&ctx); }
+};
+
+// A list of pointers into `values`, in order.
+void fill(VXCTXT* pctxt, VXRTDList* list, std::vector<int>& values) {
+   rtxDListInit(list);
+   for (int& v : values) ASSERT_NE(nullptr, rtxDListAppend(pctxt, list, &v));
+}
+
+std::vector<int> contents(const VXRTDList& list) {
+   std::vector<int> out;
+   for (VXRTDListNode* n = list.head; n; n = n->next) out.push_back(*static_cast<int*>(n->data));
+   return out;
+}
+
+// Walks backwards too, so that broken prev links show.
+std::vector<int> contentsBackwards(const VXRTDList& list) {
+   std::vector<int> out;
+   for (VXRTDListNode* n = list.tail; n; n = n->prev) out.insert(out.begin(), *(int*)n->data);
+   return out;
+}
+
+TEST_F(Containers, ListInsertRemoveAndFind) {
+   std::vector<int> v = {0, 1, 2, 3, 4, 5};
+   VXRTDList list;
+   fill(&ctx, &list, v);
+   ASSERT_EQ(6u, list.count);
+
+   int a = 10, b = 11, c = 12, d = 13;
+   ASSERT_NE(nullptr, rtxDListInsert(&ctx, &list, 0, &a));           // head
+   ASSERT_NE(nullptr, rtxDListInsert(&ctx, &list, 3, &b));           // middle
+   ASSERT_NE(nullptr, rtxDListInsert(&ctx, &list, list.count, &c));  // tail
+   EXPECT_EQ(nullptr, rtxDListInsert(&ctx, &list, list.count + 1, &d));
+   EXPECT_EQ((std::vector<int>{10, 0, 1, 11, 2, 3, 4, 5, 12}), contents(list));
+   EXPECT_EQ(contents(list), contentsBackwards(list));
+
+   EXPECT_EQ(3, rtxDListFindIndexByData(&list, &b));
+   EXPECT_EQ(-1, rtxDListFindIndexByData(&list, &d));
+   EXPECT_EQ(&a, rtxDListFindFirstData(&list));
+
+   VXRTDListNode* nb = rtxDListFindByData(&list, &b);
+   ASSERT_NE(nullptr, nb);
+   ASSERT_NE(nullptr, rtxDListInsertAfter(&ctx, &list, nb, &d));
+   ASSERT_NE(nullptr, rtxDListInsertBefore(&ctx, &list, nb, &d));
+   EXPECT_EQ((std::vector<int>{10, 0, 1, 13, 11, 13, 2, 3, 4, 5, 12}), contents(list));
+
+   rtxDListFreeNode(&ctx, &list, nb);
+   rtxDListFreeNode(&ctx, &list, list.head);
+   rtxDListFreeNode(&ctx, &list, list.tail);
+   EXPECT_EQ((std::vector<int>{0, 1, 13, 13, 2, 3, 4, 5}), contents(list));
+   EXPECT_EQ(contents(list), contentsBackwards(list));
+   EXPECT_EQ(8u, list.count);
+   rtxDListFreeNodes(&ctx, &list);
+   EXPECT_EQ(0u, list.count);
+   EXPECT_EQ(nullptr, list.head);
+   EXPECT_EQ(nullptr, rtxDListFindFirstData(&list));
+}
+
+TEST_F(Containers, FindByIndexWalksFromTheNearerEnd) {
+   std::vector<int> v = {0, 1, 2, 3, 4, 5, 6};
+   VXRTDList list;
+   fill(&ctx, &list, v);
+   for (uint64_t i = 0; i < v.size(); i++) {
+      VXRTDListNode* n = rtxDListFindByIndex(&list, i);
+      ASSERT_NE(nullptr, n);
+      EXPECT_EQ((int)i, *(int*)n->data);
+   }
+   EXPECT_EQ(nullptr, rtxDListFindByIndex(&list, v.size()));
+
+   // Cut the forward links after the head and the backward links before the
+   // tail: an index in the upper half is then only reachable from the tail,
+   // one in the lower half only from the head.
+   VXRTDListNode* second = list.head->next;
+   VXRTDListNode* beforeTail = list.tail->prev;
+   list.head->next = nullptr;
+   EXPECT_EQ(4, *(int*)rtxDListFindByIndex(&list, 4)->data);  // 4 >= 7/2
+   EXPECT_EQ(3, *(int*)rtxDListFindByIndex(&list, 3)->data);  // 3 >= 7/2: from the tail too
+   list.head->next = second;
+   list.tail->prev = nullptr;
+   EXPECT_EQ(2, *(int*)rtxDListFindByIndex(&list, 2)->data);
+   EXPECT_EQ(6, *(int*)rtxDListFindByIndex(&list, 6)->data);
+   list.tail->prev = beforeTail;
+}
+
+struct Keyed {
+   int key;
+   int seq;
+};
+
+int compareKeys(const void* a, const void* b, const void* counter) {
+   ++*const_cast<int*>(static_cast<const int*>(counter));
+   return static_cast<const Keyed*>(a)->key - static_cast<const Keyed*>(b)->key;
+}
+
+TEST_F(Containers, InsertSortedIsOrderedAndStable) {
+   int compares = 0;
+   VXRTDList list;
+   rtxDListInit(&list);
+
+   // Already sorted input costs one comparison per element after the first.
+   std::vector<Keyed> sorted = {{1, 0}, {2, 1}, {2, 2}, {5, 3}};
+   for (Keyed& k : sorted)
+      ASSERT_NE(nullptr, rtxDListInsertSorted(&ctx, &list, &k, compareKeys, &compares));
+   EXPECT_EQ(3, compares);
+
+   // Equal keys go behind those present, wherever they land.
+   std::vector<Keyed> more = {{0, 4}, {2, 5}, {1, 6}, {5, 7}, {0, 8}, {3, 9}};
+   for (Keyed& k : more)
+      ASSERT_NE(nullptr, rtxDListInsertSorted(&ctx, &list, &k, compareKeys, &compares));
+   std::vector<std::pair<int, int>> got;
+   for (VXRTDListNode* n = list.head; n; n = n->next) {
+      Keyed* k = static_cast<Keyed*>(n->data);
+      got.push_back({k->key, k->seq});
+   }
+   std::vector<std::pair<int, int>> want = {{0, 4}, {0, 8}, {1, 0}, {1, 6}, {2, 1},
+                                            {2, 2}, {2, 5}, {3, 9}, {5, 3}, {5, 7}};
+   EXPECT_EQ(want, got);
+   EXPECT_EQ(list.tail->prev->next, list.tail);
+   EXPECT_EQ(10u, list.count);
+}
+
+TEST_F(Containers, FreeAllRecognisesNodeAndDataInOneBlock) {
+   VXRTDList list;
+   rtxDListInit(&list);
+   void* data = nullptr;
+   VXRTDListNode* joint = rtxDListAllocNodeAndData(&ctx, 32, &data);
+   ASSERT_NE(nullptr, joint);
+   EXPECT_EQ((void*)(joint + 1), data);
+   rtxDListAppendNode(&list, joint);
+   char* separate = static_cast<char*>(rtxMemAlloc(&ctx, 8));
+   ASSERT_NE(nullptr, rtxDListAppend(&ctx, &list, separate));
+   ASSERT_NE(nullptr, rtxDListAppendCharArray(&ctx, &list, 3, "abcdef"));
+   EXPECT_STREQ("abc", static_cast<char*>(list.tail->data));
+   // A free of the joint data would be an invalid free under the sanitizer.
+   rtxDListFreeAll(&ctx, &list);
+   EXPECT_EQ(0u, list.count);
+   EXPECT_EQ(nullptr, list.tail);
+}
+
+TEST_F(Containers, FreeSkipsFreesWithoutAHeap) {
+   // A context that never got a heap: nodes that are not the heap's must not
+   // be handed to it, and the list still ends empty.
+   VXCTXT bare;
+   rtxPreInitContext(&bare);
+   VXRTDListNode nodes[2] = {};
+   VXRTDList list;
+   rtxDListInit(&list);
+   rtxDListAppendNode(&list, &nodes[0]);
+   rtxDListAppendNode(&list, &nodes[1]);
+   rtxDListFreeAll(&bare, &list);
+   EXPECT_EQ(0u, list.count);
+   EXPECT_EQ(nullptr, list.head);
+}
+
+TEST_F(Containers, ListToStringAndArrays) {
+   VXRTDList list;
+   rtxDListInit(&list);
+   char* s = reinterpret_cast<char*>(1);
+   EXPECT_EQ(0, rtxDListToUTF8Str(&ctx, &list, &s, ','));
+   EXPECT_EQ(nullptr, s);
+   char a[] = "ab", b[] = "", c[] = "cde";
+   rtxDListAppend(&ctx, &list, a);
+   rtxDListAppend(&ctx, &list, b);
+   rtxDListAppend(&ctx, &list, c);
+   ASSERT_EQ(0, rtxDListToUTF8Str(&ctx, &list, &s, ','));
+   EXPECT_STREQ("ab,,cde", s);
+   ASSERT_EQ(0, rtxDListToUTF8Str(&ctx, &list, &s, 0));
+   EXPECT_STREQ("abcde", s);
+
+   void** ptrs = nullptr;
+   size_t n = 0;
+   ASSERT_EQ(0, rtxDListToPointerArray(&ctx, &list, &ptrs, &n));
+   ASSERT_EQ(3u, n);
+   EXPECT_EQ((void*)c, ptrs[2]);
+
+   std::vector<int> v = {7, 8, 9};
+   VXRTDList ints;
+   fill(&ctx, &ints, v);
+   void* arr = nullptr;
+   ASSERT_EQ(0, rtxDListToArray(&ctx, &ints, &arr, &n, sizeof(int)));
+   ASSERT_EQ(3u, n);
+   EXPECT_EQ(9, static_cast<int*>(arr)[2]);
+   int small[2];
+   void* fixed = small;
+   n = 2;
+   EXPECT_EQ(RTERR_BUFOVFLW, rtxDListToArray(&ctx, &ints, &fixed, &n, sizeof(int)));
+}
+
+TEST_F(Containers, SingleListWithAndWithoutContext) {
+   int x = 1, y = 2, z = 3;
+   for (VXCTXT* owner : {(VXCTXT*)nullptr, &ctx}) {
+      VXRTSList list;
+      if (owner)
+         rtxSListInitEx(owner, &list);
+      else
+         rtxSListInit(&list);
+      ASSERT_NE(nullptr, rtxSListAppend(&list, &x));
+      ASSERT_NE(nullptr, rtxSListAppend(&list, &y));
+      ASSERT_NE(nullptr, rtxSListAppend(&list, &z));
+      EXPECT_TRUE(rtxSListFind(&list, &y));
+      rtxSListRemove(&list, &z);  // the tail
+      EXPECT_EQ(&y, list.tail->data);
+      rtxSListRemove(&list, &x);  // the head
+      EXPECT_EQ(&y, list.head->data);
+      EXPECT_FALSE(rtxSListFind(&list, &x));
+      ASSERT_NE(nullptr, rtxSListAppend(&list, &x));
+      EXPECT_EQ(2u, list.count);
+      EXPECT_EQ(&x, list.tail->data);
+      rtxSListFree(&list);
+      EXPECT_EQ(0u, list.count);
+      EXPECT_EQ(nullptr, list.head);
+   }
+}
+
+TEST_F(Containers, StacksOfPointersAndIntegers) {
+   int x = 1, y = 2;
+   VXRTStack* st = rtxStackCreate(&ctx);
+   ASSERT_NE(nullptr, st);
+   EXPECT_EQ(nullptr, rtxStackPop(st));
+   EXPECT_EQ(0, rtxStackPush(st, &x));
+   EXPECT_EQ(0, rtxStackPush(st, &y));
+   EXPECT_EQ(&y, rtxStackPeek(st));
+   EXPECT_EQ(&y, st->dlist.head->data);  // the top is the head
+   EXPECT_EQ(&y, rtxStackPop(st));
+   EXPECT_EQ(&x, rtxStackPop(st));
+   EXPECT_TRUE(rtxStackIsEmpty(st));
+   VXRTStack orphan;
+   rtxStackInit(nullptr, &orphan);
+   EXPECT_EQ(RTERR_NULLPTR, rtxStackPush(&orphan, &x));
+
+   VXRTIntStack is;
+   ASSERT_EQ(0, rtxIntStackInit(&ctx, &is, 0));
+   EXPECT_EQ(100u, is.size);
+   for (int i = 0; i < 250; i++) ASSERT_EQ(0, rtxIntStackPush(&is, i - 100));
+   EXPECT_EQ(400u, is.size);  // 100 -> 200 -> 400
+   int32_t v = 0;
+   EXPECT_EQ(0, rtxIntStackPeek(&is, nullptr));
+   for (int i = 249; i >= 0; i--) {
+      ASSERT_EQ(0, rtxIntStackPop(&is, &v));
+      ASSERT_EQ(i - 100, v);
+   }
+   EXPECT_EQ(RTERR_ENDOFBUF, rtxIntStackPop(&is, &v));
+   EXPECT_EQ(RTERR_ENDOFBUF, rtxIntStackPeek(&is, &v));
+   rtxIntStackFree(&is);
+
+   VXRTDynPtrArray arr;
+   ASSERT_EQ(0, rtxDynPtrArrayInit(&ctx, &arr, 0));
+   EXPECT_EQ(4, arr.capacity);
+   for (int i = 0; i < 9; i++) ASSERT_EQ(0, rtxDynPtrArrayAppend(&ctx, &arr, &x + i));
+   EXPECT_EQ(16, arr.capacity);
+   EXPECT_EQ(9, arr.count);
+   EXPECT_EQ(&x + 8, arr.data[8]);
+}
+
+// Stores `count` elements through the list buffer and makes the array.
+std::vector<uint32_t> collect(VXCTXT* pctxt, size_t firstSeg, size_t count, size_t* segments) {
+   uint32_t* array = reinterpret_cast<uint32_t*>(1);
+   VXRTDListBuf buf;
+   rtxDListBufInit(&buf, firstSeg, (void**)&array, sizeof(uint32_t));
+   EXPECT_EQ(nullptr, array);
+   size_t expands = 0;
+   for (size_t i = 0; i < count; i++) {
+      if (buf.n == buf.nMax) {
+         EXPECT_EQ(0, rtxDListBufExpand(pctxt, &buf));
+         expands++;
+      }
+      array[buf.n++] = (uint32_t)(1000 + i);
+      buf.nAll++;
+   }
+   *segments = expands;
+   EXPECT_EQ(0, rtxDListBufToArray(pctxt, &buf));
+   std::vector<uint32_t> out;
+   if (count > 0 && array == nullptr) return out;
+   for (size_t i = 0; i < count; i++) out.push_back(array[i]);
+   if (count == 0) EXPECT_EQ(nullptr, array);
+   EXPECT_EQ(0u, buf.tmplist.count);
+   return out;
+}
+
+TEST_F(Containers, ListBufferJoinsDoublingSegments) {
+   size_t segments = 0;
+   // 4 + 8 + 16 = 28 slots hold 27 elements: three segments, the last one
+   // partly used.
+   std::vector<uint32_t> got = collect(&ctx, 4, 27, &segments);
+   EXPECT_EQ(3u, segments);
+   ASSERT_EQ(27u, got.size());
+   for (size_t i = 0; i < got.size(); i++) EXPECT_EQ(1000 + i, got[i]);
+
+   // Exactly full segments, then one more.
+   got = collect(&ctx, 4, 13, &segments);
+   EXPECT_EQ(3u, segments);
+   ASSERT_EQ(13u, got.size());
+   EXPECT_EQ(1012u, got[12]);
+
+   // A single segment is trimmed in place.
+   got = collect(&ctx, 16, 3, &segments);
+   EXPECT_EQ(1u, segments);
+   EXPECT_EQ((std::vector<uint32_t>{1000, 1001, 1002}), got);
+
+   got = collect(&ctx, 16, 0, &segments);
+   EXPECT_TRUE(got.empty());
+}
+
+TEST_F(Containers, MemBufGrowsByWholeSegments) {
+   VXRTMEMBUF mb;
+   rtxMemBufInit(&ctx, &mb, 0);
+   EXPECT_EQ(1024u, mb.segsize);
+   EXPECT_TRUE(mb.isDynamic);
+   rtxMemBufFree(&mb);
+
+   rtxMemBufInit(&ctx, &mb, 100);
+   EXPECT_EQ(0, rtxMemBufAppend(&mb, nullptr, 0));
+   EXPECT_EQ(0u, mb.bufsize);
+   ASSERT_EQ(0, rtxMemBufPreAllocate(&mb, 100));
+   EXPECT_EQ(100u, mb.bufsize);  // 100 * ((100 + 0 - 1) / 100 + 1)
+   std::string text(101, 'a');
+   ASSERT_EQ(0, rtxMemBufAppend(&mb, (const uint8_t*)text.data(), 1));
+   ASSERT_EQ(0, rtxMemBufAppend(&mb, (const uint8_t*)text.data(), 100));
+   EXPECT_EQ(200u, mb.bufsize);  // 100 * ((100 + 1 - 1) / 100 + 1)
+   EXPECT_EQ(101u, mb.usedcnt);
+   ASSERT_EQ(0, rtxMemBufSet(&mb, 'b', 99));
+   EXPECT_EQ(200u, mb.bufsize);  // exactly full: no growth
+   ASSERT_EQ(0, rtxMemBufAppend(&mb, nullptr, 250));
+   EXPECT_EQ(500u, mb.bufsize);  // 100 * ((250 + 200 - 1) / 100 + 1)
+   EXPECT_EQ(200u, mb.usedcnt);  // a null source only reserves
+
+   int len = 0;
+   uint8_t* data = rtxMemBufGetData(&mb, &len);
+   EXPECT_EQ(200, len);
+   EXPECT_EQ('a', data[100]);
+   EXPECT_EQ('b', data[101]);
+   ASSERT_EQ(0, rtxMemBufCut(&mb, 1, 100));
+   EXPECT_EQ(100u, rtxMemBufGetDataLen(&mb));
+   EXPECT_EQ('a', data[0]);
+   EXPECT_EQ('b', data[1]);
+   EXPECT_EQ(RTERR_INVPARAM, rtxMemBufCut(&mb, 50, 51));
+   rtxMemBufReset(&mb);
+   EXPECT_EQ(0u, rtxMemBufGetDataLen(&mb));
+   EXPECT_EQ(500u, mb.bufsize);
+   rtxMemBufFree(&mb);
+   EXPECT_EQ(nullptr, mb.buffer);
+   EXPECT_EQ(0u, mb.bufsize);
+}
+
+TEST_F(Containers, MemBufOverCallerBytesCopiesOnGrowth) {
+   uint8_t own[4] = {'w', 'x', 'y', 'z'};
+   VXRTMEMBUF mb;
+   rtxMemBufInitBuffer(&ctx, &mb, own, sizeof own, 8);
+   EXPECT_FALSE(mb.isDynamic);
+   ASSERT_EQ(0, rtxMemBufAppend(&mb, (const uint8_t*)"ab", 2));
+   EXPECT_EQ(own, mb.buffer);
+   ASSERT_EQ(0, rtxMemBufAppend(&mb, (const uint8_t*)"cdefg", 5));
+   EXPECT_NE(own, mb.buffer);
+   EXPECT_TRUE(mb.isDynamic);
+   EXPECT_EQ(8u, mb.bufsize);
+   EXPECT_EQ(0, memcmp("abcdefg", mb.buffer, 7));
+   EXPECT_EQ(0, memcmp("abyz", own, 4));  // the caller's bytes are not touched
+   rtxMemBufFree(&mb);
+
+   rtxMemBufInitBuffer(&ctx, &mb, own, sizeof own, 0);
+   EXPECT_EQ(RTERR_NOMEM, rtxMemBufAppend(&mb, own, 5));
+   mb.isExpandable = false;
+   EXPECT_EQ(RTERR_BUFOVFLW, rtxMemBufAppend(&mb, own, 5));
+   EXPECT_EQ(0, rtxMemBufAppend(&mb, own, 4));
+}
+
+// A row as the generated tables carry it: the lookup fields and an index.
+struct IndexedRow {
+   const char* name;
+   int32_t value;
+   uint16_t namelen;
+   uint16_t transformedIdx;
+};
+
+TEST(EnumLookup, BisectionFindsEveryNameAndOnlyWholeNames) {
+   static const IndexedRow rows[] = {
+       {"a", 5, 1, 0},  {"ab", 3, 2, 0},     {"abc", 0, 3, 0},  {"b", 1, 1, 0},
+       {"ba", 4, 2, 0}, {"lane-1", 6, 6, 0}, {"zeta", 2, 4, 0},
+   };
+   const size_t n = sizeof rows / sizeof rows[0];
+   for (size_t i = 0; i < n; i++) {
+      EXPECT_EQ((int)i, rtxLookupEnum(rows[i].name, (size_t)-1, rows, n)) << rows[i].name;
+      EXPECT_EQ((int)i, rtxLookupEnum(rows[i].name, rows[i].namelen, rows, n));
+      EXPECT_EQ((int)i, rtxLookupEnumByValue(rows[i].value, rows, n));
+   }
+   EXPECT_EQ(RTERR_INVENUM, rtxLookupEnum("zet", (size_t)-1, rows, n));    // prefix
+   EXPECT_EQ(RTERR_INVENUM, rtxLookupEnum("zetas", (size_t)-1, rows, n));  // longer
+   EXPECT_EQ(RTERR_INVENUM, rtxLookupEnum("lane", (size_t)-1, rows, n));
+   EXPECT_EQ(RTERR_INVENUM, rtxLookupEnum("", (size_t)-1, rows, n));
+   EXPECT_EQ(RTERR_INVENUM, rtxLookupEnum("0", (size_t)-1, rows, n));
+   EXPECT_EQ(RTERR_INVENUM, rtxLookupEnum("zz", (size_t)-1, rows, n));
+   // The length bounds the text: the rest need not be terminated.
+   EXPECT_EQ(1, rtxLookupEnum("abx", 2, rows, n));
+   EXPECT_EQ(4, rtxLookupEnum("ba\"}", 2, rows, n));
+   EXPECT_EQ(RTERR_INVENUM, rtxLookupEnumByValue(7, rows, n));
+   EXPECT_EQ(RTERR_INVENUM, rtxLookupEnum("a", (size_t)-1, rows, 0));
+
+   static const VXRTEnumItem plain[] = {{"off", 0, 3}, {"on", 1, 2}};
+   EXPECT_EQ(1, rtxLookupEnum("on", (size_t)-1, plain, 2));
+   EXPECT_EQ(0, rtxLookupEnumByValue(0, plain, 2));
+}
+
+}  // namespace

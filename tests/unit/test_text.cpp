@@ -1,0 +1,434 @@
+// Text helpers: number and string conversions, text readers and writers,
+// UTF-8, hexadecimal and bit helpers, and the output buffer's growth.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "rtxBitString.h"
+#include "rtxBuffer.h"
+#include "rtxCharStr.h"
+#include "rtxError.h"
+#include "rtxHexStr.h"
+#include "rtxMemory.h"
+#include "rtxStream.h"
+#include "rtxTxtRead.h"
+#include "rtxUTF8.h"
+
+namespace {
+
+class Text : public ::testing::Test {
+  protected:
+   VXCTXT ctx;
+   std::string input;
+   void SetUp() override { ASSERT_EQ(0, rtxInitContext(&ctx)); }
+   void TearDown() override { rtxFreeContext(&ctx); }
+   // Makes `s` the context's buffer, without a stream.
+   void feed(const std::string& s) {
+      input = s;
+      rtxErrReset(&ctx);
+      ASSERT_EQ(0, rtxInitContextBuffer(&ctx, (uint8_t*)input.data(), input.size()));
+   }
+   // A fresh dynamic output buffer of `size` bytes.
+   void output(size_t size) {
+      rtxErrReset(&ctx);
+      ASSERT_EQ(0, rtxInitContextBuffer(&ctx, nullptr, size));
+   }
+   std::string written() const {
+      return std::string((const char*)ctx.buffer.data, ctx.buffer.byteIndex);
+   }
+};
+
+std::string toStr(int (*conv)(int64_t, char*, size_t, char), int64_t v, size_t size, char pad,
+                  int* ret) {
+   char buf[64];
+   memset(buf, '#', sizeof buf);
+   *ret = conv(v, buf, size, pad);
+   return *ret >= 0 ? std::string(buf) : std::string();
+}
+
+TEST(CharStr, IntegerToTextWithPaddingAndLimits) {
+   char buf[40];
+   EXPECT_EQ(11, rtxIntToCharStr(INT32_MIN, buf, sizeof buf, 0));
+   EXPECT_STREQ("-2147483648", buf);
+   EXPECT_EQ(20, rtxInt64ToCharStr(INT64_MIN, buf, sizeof buf, 0));
+   EXPECT_STREQ("-9223372036854775808", buf);
+   EXPECT_EQ(20, rtxUInt64ToCharStr(UINT64_MAX, buf, sizeof buf, 0));
+   EXPECT_STREQ("18446744073709551615", buf);
+   EXPECT_EQ(10, rtxUIntToCharStr(UINT32_MAX, buf, sizeof buf, 0));
+   EXPECT_STREQ("4294967295", buf);
+   EXPECT_EQ(1, rtxSizeToCharStr(0, buf, sizeof buf, 0));
+   EXPECT_STREQ("0", buf);
+
+   int ret;
+   EXPECT_EQ("   -42", toStr(rtxInt64ToCharStr, -42, 7, ' ', &ret));
+   EXPECT_EQ(6, ret);
+   EXPECT_EQ("-00042", toStr(rtxInt64ToCharStr, -42, 7, '0', &ret));
+   EXPECT_EQ("000042", toStr(rtxInt64ToCharStr, 42, 7, '0', &ret));
+   EXPECT_EQ("-42", toStr(rtxInt64ToCharStr, -42, 4, '0', &ret));  // exactly fits
+   toStr(rtxInt64ToCharStr, -42, 3, 0, &ret);
+   EXPECT_EQ(RTERR_BUFOVFLW, ret);  // sign and digits need 3 + NUL
+   char two[2];
+   EXPECT_EQ(1, rtxIntToCharStr(7, two, 2, 0));
+   EXPECT_EQ(RTERR_BUFOVFLW, rtxIntToCharStr(10, two, 2, 0));
+   EXPECT_EQ(RTERR_INVPARAM, rtxIntToCharStr(1, nullptr, 10, 0));
+   EXPECT_EQ(RTERR_INVPARAM, rtxIntToCharStr(1, two, 1, 0));
+}
+
+TEST(CharStr, BoundedCopiesLeaveNothingHalfWritten) {
+   char buf[8] = "abc";
+   EXPECT_EQ(nullptr, rtxStrcat(buf, sizeof buf, "defgh"));  // 3 + 5 + NUL > 8
+   EXPECT_STREQ("abc", buf);
+   EXPECT_EQ(buf, rtxStrcat(buf, sizeof buf, "defg"));
+   EXPECT_STREQ("abcdefg", buf);
+   EXPECT_EQ(nullptr, rtxStrcat(buf, sizeof buf, nullptr));
+   EXPECT_EQ(nullptr, rtxStrcpy(buf, sizeof buf, "12345678"));
+   EXPECT_STREQ("abcdefg", buf);
+   EXPECT_EQ(buf, rtxStrncat(strcpy(buf, "ab"), sizeof buf, "xyz123", 3));
+   EXPECT_STREQ("abxyz", buf);
+   EXPECT_EQ(nullptr, rtxStrncpy(buf, sizeof buf, "123456789", 9));
+   EXPECT_STREQ("1234567", buf);  // cut at the last place
+   EXPECT_EQ(buf, rtxStrncpy(buf, sizeof buf, "123456789", 3));
+   EXPECT_STREQ("123", buf);
+}
+
+TEST_F(Text, SignedReaderAcceptsLimitsAndRejectsOverflow) {
+   int32_t v = 0;
+   feed(" \t\n-2147483648,");
+   ASSERT_EQ(0, rtxTxtReadInt32(&ctx, &v));
+   EXPECT_EQ(INT32_MIN, v);
+   EXPECT_EQ(',', input[ctx.buffer.byteIndex]);
+   feed("+2147483647");
+   ASSERT_EQ(0, rtxTxtReadInt32(&ctx, &v));
+   EXPECT_EQ(INT32_MAX, v);
+   EXPECT_EQ(input.size(), ctx.buffer.byteIndex);  // the end ended the number
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));         // and left no record
+   feed("2147483648");
+   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadInt32(&ctx, &v));
+   EXPECT_EQ(RTERR_TOOBIG, rtxErrGetLastError(&ctx));
+   feed("-2147483649");
+   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadInt32(&ctx, &v));
+   feed("21474836470");
+   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadInt32(&ctx, &v));
+   feed("0042.5");
+   ASSERT_EQ(0, rtxTxtReadInt32(&ctx, &v));
+   EXPECT_EQ(42, v);
+   EXPECT_EQ('.', input[ctx.buffer.byteIndex]);
+   feed("abc");
+   EXPECT_EQ(RTERR_INVCHAR, rtxTxtReadInt32(&ctx, &v));
+   feed("-x");
+   EXPECT_EQ(RTERR_INVCHAR, rtxTxtReadInt32(&ctx, &v));
+   feed("   ");
+   EXPECT_GT(0, rtxTxtReadInt32(&ctx, &v));
+
+   int8_t i8;
+   int16_t i16;
+   feed("-128");
+   ASSERT_EQ(0, rtxTxtReadInt8(&ctx, &i8));
+   EXPECT_EQ(-128, i8);
+   feed("-129");
+   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadInt8(&ctx, &i8));
+   feed("32767");
+   ASSERT_EQ(0, rtxTxtReadInt16(&ctx, &i16));
+   EXPECT_EQ(32767, i16);
+   feed("32768");
+   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadInt16(&ctx, &i16));
+}
+
+TEST_F(Text, UnsignedReaderTakesNoDigitsAsZero) {
+   uint32_t v = 99;
+   feed("abc");
+   ASSERT_EQ(0, rtxTxtReadUInt32(&ctx, &v));
+   EXPECT_EQ(0u, v);
+   EXPECT_EQ(0u, ctx.buffer.byteIndex);  // before the "a"
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+   feed("  -5");
+   v = 99;
+   ASSERT_EQ(0, rtxTxtReadUInt32(&ctx, &v));
+   EXPECT_EQ(0u, v);
+   EXPECT_EQ('-', input[ctx.buffer.byteIndex]);
+   feed("+4294967295}");
+   ASSERT_EQ(0, rtxTxtReadUInt32(&ctx, &v));
+   EXPECT_EQ(UINT32_MAX, v);
+   EXPECT_EQ('}', input[ctx.buffer.byteIndex]);
+   feed("4294967296");
+   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadUInt32(&ctx, &v));
+   feed("4294967300");
+   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadUInt32(&ctx, &v));
+
+   uint64_t w;
+   feed("18446744073709551615");
+   ASSERT_EQ(0, rtxTxtReadUInt64(&ctx, &w));
+   EXPECT_EQ(UINT64_MAX, w);
+   feed("18446744073709551616");
+   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadUInt64(&ctx, &w));
+
+   uint8_t u8;
+   uint16_t u16;
+   feed("255");
+   ASSERT_EQ(0, rtxTxtReadUInt8(&ctx, &u8));
+   EXPECT_EQ(255, u8);
+   feed("256");
+   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadUInt8(&ctx, &u8));
+   feed("65536");
+   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadUInt16(&ctx, &u16));
+}
+
+TEST_F(Text, PeekAndWhitespace) {
+   feed(" \r\n\t\v\fx y");
+   char c = 0;
+   ASSERT_EQ(0, rtxTxtPeekChar(&ctx, &c, false));
+   EXPECT_EQ(' ', c);
+   EXPECT_EQ(0u, ctx.buffer.byteIndex);
+   ASSERT_EQ(0, rtxTxtPeekChar(&ctx, &c, true));
+   EXPECT_EQ('x', c);
+   EXPECT_EQ(6u, ctx.buffer.byteIndex);  // white space consumed, x not
+   feed("   ");
+   EXPECT_EQ(0, rtxTxtSkipWhitespace(&ctx));  // the end is no failure
+   EXPECT_EQ(3u, ctx.buffer.byteIndex);
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+   EXPECT_EQ(RTERR_ENDOFBUF, rtxTxtPeekChar(&ctx, &c, true));
+   EXPECT_EQ(1u, rtxErrGetErrorCnt(&ctx));
+   EXPECT_EQ(0, rtxTxtPeekChar2(&ctx, true));
+   feed("z");
+   EXPECT_EQ('z', rtxTxtPeekChar2(&ctx, true));
+}
+
+TEST_F(Text, NumberAtTheEndOfAMemoryStreamFails) {
+   // A memory stream reports its end as -17, which the number readers pass on.
+   static const char text[] = "42";
+   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, (const uint8_t*)text, 2, VXRT_STREAM_INPUT));
+   int32_t v;
+   EXPECT_EQ(RTERR_ENDOFFILE, rtxTxtReadInt32(&ctx, &v));
+   static const char text2[] = "42 ";
+   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, (const uint8_t*)text2, 3, VXRT_STREAM_INPUT));
+   ASSERT_EQ(0, rtxTxtReadInt32(&ctx, &v));
+   EXPECT_EQ(42, v);
+   rtxErrReset(&ctx);
+   EXPECT_EQ(0, rtxTxtSkipWhitespace(&ctx));  // the stream's end is no failure here
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+   EXPECT_EQ(0, rtxTxtPeekChar2(&ctx, false));
+}
+
+TEST_F(Text, OutputBufferGrowth) {
+   output(0);
+   EXPECT_EQ(1024u, ctx.buffer.size);
+   EXPECT_EQ(0, rtxCheckOutputBuffer(&ctx, 1024));
+   EXPECT_EQ(1024u, ctx.buffer.size);
+   ctx.buffer.byteIndex = 1024;
+   ASSERT_EQ(0, rtxCheckOutputBuffer(&ctx, 1));
+   EXPECT_EQ(2048u, ctx.buffer.size);  // 1024 + max(1024, 1)
+   ctx.buffer.byteIndex = 2048;
+   ASSERT_EQ(0, rtxCheckOutputBuffer(&ctx, 4000));
+   EXPECT_EQ(6048u, ctx.buffer.size);  // 2048 + max(2048, 4000)
+
+   output(1024);
+   ctx.buffer.byteIndex = 1024;
+   ASSERT_EQ(0, rtxCheckOutputBuffer(&ctx, 5000));
+   EXPECT_EQ(6024u, ctx.buffer.size);  // 1024 + max(1024, 5000)
+
+   // A partly written byte needs one more.
+   output(16);
+   ctx.buffer.byteIndex = 15;
+   ctx.buffer.bitOffset = 3;
+   ASSERT_EQ(0, rtxCheckOutputBuffer(&ctx, 1));
+   EXPECT_EQ(32u, ctx.buffer.size);
+   ctx.buffer.bitOffset = 8;
+
+   uint8_t fixed[4];
+   rtxErrReset(&ctx);
+   ASSERT_EQ(0, rtxInitContextBuffer(&ctx, fixed, sizeof fixed));
+   EXPECT_EQ(0, rtxWriteBytes(&ctx, (const uint8_t*)"abcd", 4));
+   EXPECT_EQ(RTERR_BUFOVFLW, rtxWriteBytes(&ctx, (const uint8_t*)"e", 1));
+   EXPECT_EQ(RTERR_BUFOVFLW, rtxErrGetStatus(&ctx));
+   EXPECT_EQ(4u, ctx.buffer.size);
+   EXPECT_EQ('d', ctx.lastChar);
+}
+
+TEST_F(Text, WritersAppendText) {
+   output(4);
+   EXPECT_EQ(0, rtxCopyAsciiText(&ctx, nullptr));
+   EXPECT_EQ(0, rtxCopyAsciiText(&ctx, ""));
+   EXPECT_EQ(0u, ctx.buffer.byteIndex);
+   EXPECT_EQ(0, rtxCopyAsciiText(&ctx, "x="));
+   EXPECT_EQ(0, rtxTxtWriteInt(&ctx, INT32_MIN));
+   EXPECT_EQ(0, rtxCopyUTF8Text(&ctx, ";\xC3\xA9"));
+   EXPECT_EQ(0, rtxTxtWriteUInt64(&ctx, UINT64_MAX));
+   EXPECT_EQ(0, rtxTxtWriteInt64(&ctx, -1));
+   EXPECT_EQ(0, rtxTxtWriteUInt(&ctx, 0));
+   EXPECT_EQ(
+       "x=-2147483648;\xC3\xA9"
+       "18446744073709551615-10",
+       written());
+   EXPECT_EQ('0', ctx.lastChar);
+}
+
+TEST_F(Text, UTF8EncodeDecodeRoundTrip) {
+   const uint32_t codes[] = {0,        0x7F,     0x80,     0x7FF,     0x800,     0xFFFF,    0x10000,
+                             0x10FFFF, 0x1FFFFF, 0x200000, 0x3FFFFFF, 0x4000000, 0x7FFFFFFF};
+   const size_t sizes[] = {1, 1, 2, 2, 3, 3, 4, 4, 4, 5, 5, 6, 6};
+   for (size_t i = 0; i < sizeof codes / sizeof codes[0]; i++) {
+      uint8_t buf[8];
+      ASSERT_EQ(sizes[i], rtxUTF8CharSize(codes[i])) << std::hex << codes[i];
+      ASSERT_EQ((int)sizes[i], rtxUTF8EncodeChar(codes[i], buf, sizeof buf));
+      EXPECT_EQ(RTERR_BUFOVFLW, rtxUTF8EncodeChar(codes[i], buf, sizes[i] - 1));
+      int size = 8;
+      EXPECT_EQ((int32_t)codes[i], rtxUTF8DecodeChar(&ctx, buf, &size));
+      EXPECT_EQ((int)sizes[i], size);
+   }
+   uint8_t euro[3];
+   ASSERT_EQ(3, rtxUTF8EncodeChar(0x20AC, euro, 3));
+   EXPECT_EQ(0, memcmp("\xE2\x82\xAC", euro, 3));
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+}
+
+TEST_F(Text, UTF8MalformedSequences) {
+   // A continuation byte where a lead is wanted; a lead without its
+   // continuation; bytes that can never lead; a cut-off sequence.
+   const char* bad[] = {"\x80", "a\xC3(", "\xE2\x82", "ok\xFE", "\xFF", "\xF8\x88\x80\x80"};
+   for (const char* s : bad) {
+      rtxErrReset(&ctx);
+      EXPECT_EQ(RTERR_INVUTF8, rtxValidateUTF8(&ctx, s)) << s;
+      EXPECT_EQ(RTERR_INVUTF8, rtxErrGetLastError(&ctx));
+   }
+   // Two records: an empty one first, then the -18 with the byte index.
+   rtxErrReset(&ctx);
+   EXPECT_EQ(RTERR_INVUTF8, rtxValidateUTF8(&ctx, "ab\xC3("));
+   EXPECT_EQ(2u, rtxErrGetErrorCnt(&ctx));
+   EXPECT_EQ(0, rtxErrGetFirstError(&ctx));
+   VXRTErrInfo* rec = static_cast<VXRTErrInfo*>(ctx.errInfo.tail->data);
+   ASSERT_EQ(1, rec->parmCount);
+   EXPECT_STREQ("3", rec->parms[0]);
+
+   rtxErrReset(&ctx);
+   uint8_t cut[] = {0xE2, 0x82, 0xAC};
+   int size = 2;
+   EXPECT_EQ(RTERR_INVUTF8, rtxUTF8DecodeChar(&ctx, cut, &size));
+
+   rtxErrReset(&ctx);
+   EXPECT_EQ(
+       0, rtxValidateUTF8(&ctx, "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xFC\x84\x80\x80\x80\x80"));
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+}
+
+TEST_F(Text, UTF8LengthsAndUnits) {
+   const char* s = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";  // a é € 😀
+   EXPECT_EQ(10u, rtxUTF8LenBytes(s));
+   EXPECT_EQ(0u, rtxUTF8LenBytes(nullptr));
+   EXPECT_EQ(4u, rtxUTF8Len(s));
+   EXPECT_EQ(2u, rtxCalcUTF8Len(s, 3));
+   EXPECT_EQ(0u, rtxUTF8Len("a\x80"));
+
+   uint16_t units[5];
+   ASSERT_EQ(4, rtxUTF8ToUnicode(&ctx, s, units, 5));
+   EXPECT_EQ(0x61, units[0]);
+   EXPECT_EQ(0xE9, units[1]);
+   EXPECT_EQ(0x20AC, units[2]);
+   EXPECT_EQ(0xF600, units[3]);  // cut to 16 bits
+   EXPECT_EQ(0, units[4]);
+   EXPECT_EQ(RTERR_BUFOVFLW, rtxUTF8ToUnicode(&ctx, s, units, 4));
+
+   const uint16_t back[] = {0x61, 0xE9, 0x20AC, 0};
+   EXPECT_EQ(6u, rtxUCSGetUTF8ByteCnt(back));
+   char* text = rtxUCSToDynUTF8(&ctx, back);
+   ASSERT_NE(nullptr, text);
+   EXPECT_STREQ("a\xC3\xA9\xE2\x82\xAC", text);
+}
+
+TEST_F(Text, UTF8StringFunctions) {
+   EXPECT_EQ(-1, rtxUTF8Strcmp(nullptr, "a"));
+   EXPECT_EQ(1, rtxUTF8Strcmp("a", nullptr));
+   EXPECT_EQ(0, rtxUTF8Strcmp(nullptr, nullptr));
+   EXPECT_EQ(-1, rtxUTF8Strcmp("a", "ab"));
+   EXPECT_EQ(1, rtxUTF8Strcmp("\xC3\xA9", "z"));  // byte-wise, unsigned
+   EXPECT_EQ(0, rtxUTF8Strncmp("abc", "abd", 2));
+   EXPECT_TRUE(rtxUTF8StrnEqual("abc", "abd", 2));
+   EXPECT_FALSE(rtxUTF8StrEqual("abc", "abd"));
+
+   char* joined = rtxUTF8StrJoin(&ctx, "\"", nullptr, "key", "", "\":");
+   EXPECT_STREQ("\"key\":", joined);
+   EXPECT_EQ(nullptr, rtxUTF8StrJoin(&ctx, nullptr, "", nullptr, nullptr, nullptr));
+
+   char* heapText = rtxUTF8Strdup(&ctx, "shared");
+   ASSERT_NE(nullptr, heapText);
+   EXPECT_EQ(heapText, rtxUTF8StrRefOrDup(&ctx, heapText));
+   static const char staticText[] = "static";
+   char* copy = rtxUTF8StrRefOrDup(&ctx, staticText);
+   ASSERT_NE(nullptr, copy);
+   EXPECT_NE(staticText, copy);
+   EXPECT_STREQ("static", copy);
+}
+
+TEST_F(Text, UTF8ToLatin1AndUTF16IntoTheBuffer) {
+   output(4);
+   const char* s = "A\xC3\xA9";
+   ASSERT_EQ(0, rtxStreamUTF8ToLatin1(&ctx, s, strlen(s)));
+   EXPECT_EQ(std::string("A\xE9"), written());
+   output(4);
+   EXPECT_EQ(0, rtxStreamUTF8ToLatin1(&ctx, "x\xC3", 2));  // cut off at the end
+   EXPECT_EQ("x", written());
+   output(4);
+   EXPECT_EQ(RTERR_INVCHAR, rtxStreamUTF8ToLatin1(&ctx, "\xE2\x82\xAC", 3));
+   output(4);
+   EXPECT_EQ(RTERR_INVCHAR, rtxStreamUTF8ToLatin1(&ctx, "\x80x", 2));
+
+   const char* t = "A\xF0\x9F\x98\x80";  // A 😀
+   output(4);
+   ASSERT_EQ(0, rtxStreamUTF8ToUTF16BE(&ctx, t, strlen(t)));
+   EXPECT_EQ(std::string("\x00\x41\xD8\x3D\xDE\x00", 6), written());
+   output(4);
+   ASSERT_EQ(0, rtxStreamUTF8ToUTF16LE(&ctx, t, strlen(t)));
+   EXPECT_EQ(std::string("\x41\x00\x3D\xD8\x00\xDE", 6), written());
+
+   std::string longText(1000, 'q');
+   output(16);
+   ASSERT_EQ(0, rtxStreamUTF8ToUTF16(&ctx, longText.data(), longText.size()));
+   EXPECT_EQ(2000u, ctx.buffer.byteIndex);
+   EXPECT_EQ('q', ctx.buffer.data[1999]);
+}
+
+TEST(Hex, ByteToHexAndTextToBytes) {
+   char buf[3];
+   EXPECT_EQ(0, rtxByteToHexChar(0xAF, buf, 3));
+   EXPECT_STREQ("af", buf);
+   EXPECT_EQ(RTERR_BUFOVFLW, rtxByteToHexChar(0xAF, buf, 2));
+
+   uint8_t out[8];
+   auto bytes = [&](const char* text, size_t len = 0) {
+      int64_t n = rtxHexCharsToBin(text, len, out, sizeof out);
+      return n < 0 ? std::vector<uint8_t>() : std::vector<uint8_t>(out, out + n);
+   };
+   EXPECT_EQ((std::vector<uint8_t>{0x0A, 0x1B}), bytes("0a1B"));
+   EXPECT_EQ((std::vector<uint8_t>{0x0A, 0xBC}), bytes("abc"));
+   EXPECT_EQ((std::vector<uint8_t>{0x12, 0x03, 0x45}), bytes("0x12, 3\n45"));
+   EXPECT_EQ((std::vector<uint8_t>{0x12}), bytes("1234", 2));
+   EXPECT_EQ(0, rtxHexCharsToBin("", 0, out, 8));
+   EXPECT_EQ(0, rtxHexCharsToBin(nullptr, 0, out, 8));
+   EXPECT_EQ(RTERR_INVHEXS, rtxHexCharsToBin("12g4", 0, out, 8));
+   EXPECT_EQ(RTERR_STROVFLW, rtxHexCharsToBin("112233445566778899", 0, out, 8));
+   EXPECT_EQ(9, rtxHexCharsToBinCount("112233445566778899", 0));
+   EXPECT_EQ(4, rtxHexCharsToBinCount("0X1 22 333", 0));  // 1 + 1 + 2
+   EXPECT_EQ(RTERR_INVHEXS, rtxHexCharsToBinCount("x1", 0));
+}
+
+TEST(Bits, SetTestAndFindLast) {
+   uint8_t bits[3] = {0, 0, 0};
+   EXPECT_EQ(-1, rtxLastBitSet(bits, 20));
+   EXPECT_EQ(0, rtxSetBit(bits, 20, 0));
+   EXPECT_EQ(0x80, bits[0]);
+   EXPECT_EQ(1, rtxSetBit(bits, 20, 0));
+   EXPECT_EQ(0, rtxSetBit(bits, 20, 11));
+   EXPECT_EQ(0x10, bits[1]);
+   EXPECT_EQ(RTERR_OUTOFBND, rtxSetBit(bits, 20, 20));
+   EXPECT_TRUE(rtxTestBit(bits, 20, 11));
+   EXPECT_FALSE(rtxTestBit(bits, 20, 12));
+   EXPECT_FALSE(rtxTestBit(bits, 11, 11));
+   EXPECT_EQ(11, rtxLastBitSet(bits, 20));
+   bits[2] = 0x01;  // bit 23, beyond the count
+   EXPECT_EQ(11, rtxLastBitSet(bits, 20));
+   EXPECT_EQ(23, rtxLastBitSet(bits, 24));
+   EXPECT_EQ(1, rtxClearBit(bits, 24, 23));
+   EXPECT_EQ(11, rtxLastBitSet(bits, 24));
+}
+
+}  // namespace
