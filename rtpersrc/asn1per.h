@@ -59,9 +59,10 @@ VX_INLINE void pd_byteAlign(VXCTXT* pctxt)
 }
 
 // Narrows a decoded number (status stat) into its target: -23 when it does
-// not fit.
+// not fit. The number is taken by reference, so that it is read only after
+// a decoding call in the argument list has run.
 template <typename T, typename W>
-inline int pu_narrow(VXCTXT* pctxt, int stat, W wide, T* pvalue)
+inline int pu_narrow(VXCTXT* pctxt, int stat, const W& wide, T* pvalue)
 {
    if (stat != 0) return rtxErrSetData(pctxt, stat, VX_MODULE, __LINE__);
    if (wide < (W)std::numeric_limits<T>::min() || wide > (W)std::numeric_limits<T>::max())
