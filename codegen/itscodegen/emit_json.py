@@ -1,0 +1,1058 @@
+"""JSON back end: `asn1JsonEnc_<T>` and `asn1JsonDec_<T>` for every type.
+
+Writes per module `<stem>Json.h` (declarations), `<stem>JsonEnc.cpp`
+(writers) and `<stem>JsonDec.cpp` (readers), plus `itsgen_json.h` with the
+small steps every unit shares (punctuation, keys, unknown members, open
+types read as text, reading a value from a text of its own).
+
+The text form: an object per SEQUENCE keyed by component names, an object
+with one key per CHOICE, an array per SEQUENCE OF, an ENUMERATED as its
+identifier, bit and octet strings as lower-case hexadecimal. Objects and
+arrays open a line and indent by three blanks; a comma ends the line of
+every member but the last.
+
+Both directions test every range and size: a value out of range gives a
+bare -16 from the function of its type. Each SEQUENCE passes a failure of a
+member on with its own position (VX_LOG_ERR), so the report shows the path;
+CHOICE and list functions pass their element's status on unchanged.
+
+One rule per construct. A component written in place without a type of its
+own gets a static function of the unit, named after the inline naming rule
+(`jsonEnc_<parent>_<component>`), coded by the rule of its kind like a type.
+"""
+from . import control, layout, naming
+from .cwriter import Writer, c_string, header_banner
+from .emit_uper import alloc_record, alt_lv, by_pointer, construct, is_pdu
+
+COMMON_HEADER = "itsgen_json.h"
+
+# Field type -> (text writer, text reader, smallest and largest value).
+INT_FIELDS = {
+    "uint8_t": ("rtxTxtWriteUInt", "rtxTxtReadUInt8", 0, (1 << 8) - 1),
+    "uint16_t": ("rtxTxtWriteUInt", "rtxTxtReadUInt16", 0, (1 << 16) - 1),
+    "uint32_t": ("rtxTxtWriteUInt", "rtxTxtReadUInt32", 0, (1 << 32) - 1),
+    "uint64_t": ("rtxTxtWriteUInt64", "rtxTxtReadUInt64", 0, (1 << 64) - 1),
+    "int8_t": ("rtxTxtWriteInt", "rtxTxtReadInt8", -(1 << 7), (1 << 7) - 1),
+    "int16_t": ("rtxTxtWriteInt", "rtxTxtReadInt16", -(1 << 15), (1 << 15) - 1),
+    "int32_t": ("rtxTxtWriteInt", "rtxTxtReadInt32", -(1 << 31), (1 << 31) - 1),
+}
+
+
+# -- values and the functions that code them ----------------------------------
+
+class Site:
+    """Where a value stands: its type, the function that codes it, and the
+    argument type of that function when it is a static one of the unit."""
+
+    def __init__(self, t, inline_name=None, argtype=None):
+        self.t = t
+        self.inline_name = inline_name
+        self.argtype = argtype
+
+    @property
+    def enc_fn(self):
+        return "asn1JsonEnc_" + self.t.cname if self.t.owned else "jsonEnc_" + self.inline_name
+
+    @property
+    def dec_fn(self):
+        return "asn1JsonDec_" + self.t.cname if self.t.owned else "jsonDec_" + self.inline_name
+
+
+def by_text(t):
+    """A character string is passed to its writer as the pointer itself."""
+    return t.base.kind == "STRING"
+
+
+def enc_call(site, lv):
+    arg = lv if by_text(site.t) else "&" + lv
+    return "%s(pctxt, %s)" % (site.enc_fn, arg)
+
+
+def dec_call(site, lv):
+    return "%s(pctxt, &%s)" % (site.dec_fn, lv)
+
+
+def comp_site(t, c):
+    """A SEQUENCE component or CHOICE alternative. An inline component's
+    field may be an unnamed struct: its function names it by decltype."""
+    if c.type.owned:
+        return Site(c.type)
+    if t.kind == "SEQUENCE":
+        arg = "decltype(%s::%s)" % (t.record, c.cid)
+    else:
+        arg = layout.field_ctype(c.type)
+    return Site(c.type, naming.inline_cname(t.cname, c.name), arg)
+
+
+def elem_site(t):
+    e = t.elem
+    if e.owned:
+        return Site(e)
+    return Site(e, naming.element_cname(t.cname), layout.field_ctype(e))
+
+
+def inline_sites(t):
+    """Static functions the functions of t call, in the order written."""
+    out = []
+    if t.kind in ("SEQUENCE", "CHOICE"):
+        for c in t.comps:
+            if not c.type.owned and c.type.kind != "NULL":
+                out.append(comp_site(t, c))
+    elif t.kind == "SEQOF" and not t.elem.owned:
+        out.append(elem_site(t))
+    return out
+
+
+def enc_sig(t):
+    arg = "%s value" % t.record if by_text(t) else "const %s* pvalue" % t.record
+    return "int asn1JsonEnc_%s(VXCTXT* pctxt, %s)" % (t.cname, arg)
+
+
+def dec_sig(t):
+    return "int asn1JsonDec_%s(VXCTXT* pctxt, %s* pvalue)" % (t.cname, t.record)
+
+
+def value_of(t):
+    """The value inside a function of type t."""
+    return "value" if by_text(t) else "(*pvalue)"
+
+
+def fail_pass(w):
+    w("if (stat != 0) return stat;")
+
+
+def fail_log(w):
+    w("if (stat != 0) return VX_LOG_ERR(pctxt, stat);")
+
+
+# -- numbers --------------------------------------------------------------------
+
+def int_field(t):
+    ct = naming.int_ctype(t.lo, t.hi, t.ext)
+    if ct not in INT_FIELDS:
+        raise AssertionError("no text reader for a %s field (%s)" % (ct, t.cname))
+    return ct
+
+
+def range_test(t, v):
+    """The condition under which a number in the field is out of range, or
+    None when the field can hold nothing else (an extensible INTEGER takes
+    any number)."""
+    if t.ext:
+        return None
+    ct = int_field(t)
+    fmin, fmax = INT_FIELDS[ct][2], INT_FIELDS[ct][3]
+    conds = []
+    signed = fmin < 0
+    if t.lo is not None and t.lo > fmin:
+        conds.append("(int64_t)%s < %dLL" % (v, t.lo) if signed else "%s < %dU" % (v, t.lo))
+    if t.hi is not None and t.hi < fmax:
+        conds.append("(int64_t)%s > %dLL" % (v, t.hi) if signed else "(uint64_t)%s > %dULL" % (v, t.hi))
+    return " || ".join(conds) if conds else None
+
+
+def enc_integer(w, t, v):
+    test = range_test(t, v)
+    if test:
+        w("if (%s) return RTERR_CONSVIO;" % test)
+    w("int stat = %s(pctxt, %s);" % (INT_FIELDS[int_field(t)][0], v))
+    fail_pass(w)
+    w("return jsonGenTerminate(pctxt);")
+
+
+def dec_integer(w, t, lv):
+    ct = int_field(t)
+    w("%s number = 0;" % ct)
+    w("int stat = %s(pctxt, &number);" % INT_FIELDS[ct][1])
+    test = range_test(t, "number")
+    # Out of range wins over the reader's own status.
+    if test:
+        w("if (%s) return RTERR_CONSVIO;" % test)
+    fail_pass(w)
+    w("%s = number;" % lv)
+    w("return 0;")
+
+
+def enc_enum(w, t, v):
+    last = len(t.items) - 1
+    tab = t.record + "_ENUMTAB"
+    if not t.ext:
+        with w.block("if (%s > %dU)" % (v, last)):
+            w("VexilCB cb = {0, 0};")
+            w("int stat = Asn1ErrorHandler::invoke(pctxt, &cb, RTERR_INVENUM);")
+            fail_pass(w)
+    w("if (%s > %dU) return VX_LOG_ERRNEW(pctxt, RTERR_INVENUM);" % (v, last))
+    w("const VXEnumItem& item = %s[%s[%s].transidx];" % (tab, tab, v))
+    w("return rtJsonEncStringValue2(pctxt, item.name, item.namelen);")
+
+
+def dec_enum(w, t, lv):
+    tab = t.record + "_ENUMTAB"
+    w("char* text = 0;")
+    w("int stat = rtJsonDecStringValue(pctxt, &text);")
+    fail_log(w)
+    w("int row = rtxLookupEnum(text, strlen(text), %s, %s_SIZE);" % (tab, tab))
+    w("rtxMemFreePtr(pctxt, text);")
+    w("if (row < 0) return VX_LOG_ERR(pctxt, RTERR_INVENUM);")
+    w("%s = (uint32_t)%s[row].value;" % (lv, tab))
+    w("return 0;")
+
+
+# -- strings ----------------------------------------------------------------------
+
+def size_test(s, count):
+    """Condition for a count outside SIZE(lo..hi), or None."""
+    if s is None or s.hi is None or s.ext:
+        return None
+    conds = []
+    if s.lo:
+        conds.append("%s < %d" % (count, s.lo))
+    conds.append("%s > %d" % (count, s.hi))
+    return " || ".join(conds)
+
+
+def enc_bitstring(w, t, v):
+    f = layout.bitstr_form(t)
+    s = t.size
+    if f == "bytes":
+        w("return rtJsonEncFixedBitStrValue(pctxt, %d, %s.data);" % (s.hi, v))
+    elif f == "bitstr32":
+        w("if (%s.numbits != %d) return RTERR_CONSVIO;" % (v, s.hi))
+        w("return rtJsonEncFixedBitStrValue(pctxt, %d, %s.data);" % (s.hi, v))
+    elif f == "var":
+        w("if (%s) return RTERR_CONSVIO;" % size_test(s, "%s.numbits" % v))
+        w("return rtJsonEncBitStrValue(pctxt, %s.numbits, %s.data);" % (v, v))
+    else:
+        w("return rtJsonEncBitStrValueExt(pctxt, %s.numbits, %s.data, %d, %s.extdata);"
+          % (v, v, naming.nbytes(s.lo), v))
+
+
+def dec_bitstring(w, t, lv):
+    f = layout.bitstr_form(t)
+    s = t.size
+    if f == "bytes":
+        w("return rtJsonDecFixedBitStrValue(pctxt, %d, %s.data, sizeof(%s.data));" % (s.hi, lv, lv))
+    elif f == "bitstr32":
+        w("%s.numbits = %d;" % (lv, s.hi))
+        w("return rtJsonDecFixedBitStrValue(pctxt, %d, %s.data, sizeof(%s.data));" % (s.hi, lv, lv))
+    elif f == "var":
+        w("uint64_t numbits = 0;")
+        w("int stat = rtJsonDecBitStrValue64(pctxt, &numbits, %s.data, sizeof(%s.data));" % (lv, lv))
+        fail_pass(w)
+        w("%s.numbits = (%s)numbits;" % (lv, naming.count_ctype(s.hi)))
+        w("if (%s) return RTERR_CONSVIO;" % size_test(s, "numbits"))
+        w("return 0;")
+    else:
+        w("uint64_t numbits = 0;")
+        w("ASN1TDynOctStr64 rest = {0, 0};")
+        w("int stat = rtJsonDecBitStrValueExt64(pctxt, &numbits, %s.data, %d, &rest);"
+          % (lv, naming.nbytes(s.lo)))
+        fail_pass(w)
+        # The count field is 8 bits: a longer string can not be held.
+        w("if (numbits > 255) return RTERR_CONSVIO;")
+        w("%s.numbits = (uint8_t)numbits;" % lv)
+        w("%s.extdata = rest.data;" % lv)
+        w("return 0;")
+
+
+def enc_octstring(w, t, v):
+    f = layout.octstr_form(t)
+    if f == "bytes":
+        w("return rtJsonEncHexStr(pctxt, %d, %s.data);" % (t.size.hi, v))
+        return
+    if f == "var":
+        w("if (%s) return RTERR_CONSVIO;" % size_test(t.size, "%s.numocts" % v))
+    w("return rtJsonEncHexStr(pctxt, %s.numocts, %s.data);" % (v, v))
+
+
+def dec_octstring(w, t, lv):
+    f = layout.octstr_form(t)
+    if f == "bytes":
+        # Fewer octets than the size are taken as they come.
+        w("return rtJsonDecHexStr64(pctxt, %s.data, 0, %d);" % (lv, t.size.hi))
+    elif f == "var":
+        w("uint64_t numocts = 0;")
+        w("int stat = rtJsonDecHexStr64(pctxt, %s.data, &numocts, %d);" % (lv, t.size.hi))
+        fail_pass(w)
+        w("%s.numocts = (%s)numocts;" % (lv, naming.count_ctype(t.size.hi)))
+        w("if (%s) return RTERR_CONSVIO;" % size_test(t.size, "numocts"))
+        w("return 0;")
+    else:
+        w("return rtJsonDecDynHexStr64(pctxt, &%s);" % lv)
+
+
+def string_length(t, text):
+    if t.strtype == "UTF8String":
+        return "rtxUTF8Len(%s)" % text
+    return "strlen(%s)" % text
+
+
+def enc_string(w, t, v):
+    test = size_test(t.size, "length")
+    if test:
+        w("size_t length = %s != 0 ? %s : 0;" % (v, string_length(t, v)))
+        w("if (%s) return RTERR_CONSVIO;" % test)
+    w("return rtJsonEncStringValue(pctxt, %s);" % v)
+
+
+def dec_string(w, t, lv):
+    w("char* text = 0;")
+    w("int stat = rtJsonDecStringValue(pctxt, &text);")
+    fail_pass(w)
+    w("%s = text;" % lv)
+    test = size_test(t.size, "length")
+    if test:
+        w("size_t length = %s;" % string_length(t, "text"))
+        w("if (%s) return RTERR_CONSVIO;" % test)
+    w("return 0;")
+
+
+# -- SEQUENCE -----------------------------------------------------------------------
+
+def key_text(name):
+    """The literal of a member's key: quote, identifier, quote, colon."""
+    lit = '"' + name + '":'
+    return "%s, %d" % (c_string(lit), len(lit.encode("utf-8")))
+
+
+def enc_sequence(w, t, v):
+    w("int stat = jsonGenOpen(pctxt, '{');")
+    fail_pass(w)
+    # Whether a member was written before: "no", "yes", or "flag" (known
+    # only at run time, kept in `written`).
+    state = "no"
+    if any(c.optional for c in t.comps[:1]):
+        w("bool written = false;")
+        w("(void)written;")
+    for c in t.comps:
+        site = comp_site(t, c)
+        lv = "%s.%s" % (v, c.cid)
+        cond = "%s.m.%sPresent" % (v, c.cid) if c.optional else None
+        if cond:
+            w("if (%s) {" % cond)
+            w.indent()
+        if state == "yes":
+            w("stat = jsonGenNext(pctxt);")
+            fail_pass(w)
+        elif state == "flag":
+            with w.block("if (written)"):
+                w("stat = jsonGenNext(pctxt);")
+                fail_pass(w)
+        w("stat = jsonGenPut(pctxt, %s);" % key_text(c.name))
+        fail_pass(w)
+        w("stat = %s;" % enc_call(site, lv))
+        fail_log(w)
+        if cond:
+            if state != "yes":
+                w("written = true;")
+            w.dedent()
+            w("}")
+            if state == "no":
+                state = "flag"
+        else:
+            state = "yes"
+    if t.ext:
+        # Unknown additions after the members, on one line of their own.
+        with w.block("if (rtxDListFindFirstData(&%s.extElem1) != 0)" % v):
+            if state == "yes":
+                w("stat = jsonGenNext(pctxt);")
+            elif state == "flag":
+                w("stat = written ? jsonGenNext(pctxt) : rtJsonEncIndent(pctxt);")
+            else:
+                w("stat = rtJsonEncIndent(pctxt);")
+            fail_pass(w)
+            w("stat = rtJsonAsn1EncOpenTypeExt(pctxt, &%s.extElem1, false);" % v)
+            fail_pass(w)
+    w("return jsonGenClose(pctxt, '}');")
+
+
+def keys_table(w, t):
+    names = ", ".join(c_string(c.name) for c in t.comps)
+    w("static const char* const kKeys[%d] = { %s };" % (len(t.comps), names))
+
+
+def open_comp_rows(t):
+    c = t.open_comp
+    return c if c is not None and c.type.rows else None
+
+
+def dec_open_text(w, t, c, lv):
+    """A table-constrained open component is first read as raw text; the
+    known record is made from it once the key is known (after the object)."""
+    if c.type.rows:
+        w("%s.t = 0;" % lv)
+        w("stat = jsonGenDecRawText(pctxt, &%s.u.openType);" % lv)
+    else:
+        w("stat = jsonGenDecRawTextTo(pctxt, &%s);" % lv)
+
+
+def dec_member(w, t, c, v):
+    lv = "%s.%s" % (v, c.cid)
+    if c.type.kind == "OPEN":
+        dec_open_text(w, t, c, lv)
+        return
+    call = dec_call(comp_site(t, c), lv)
+    if c.optional:
+        # `null` stands for an absent component.
+        with w.block("if (jsonGenPeek(pctxt) == 'n')"):
+            w("stat = rtJsonDecNull(pctxt);")
+        with w.block("else"):
+            w("stat = %s;" % call)
+            w("if (stat == 0) %s.m.%sPresent = 1;" % (v, c.cid))
+    else:
+        w("stat = %s;" % call)
+
+
+def dec_sequence(w, t, v):
+    n = len(t.comps)
+    keys_table(w, t)
+    w("int stat = jsonGenMatch(pctxt, '{');")
+    fail_pass(w)
+    if t.optionals:
+        w("memset(&%s.m, 0, sizeof(%s.m));" % (v, v))
+    if t.ext:
+        w("rtxDListInit(&%s.extElem1);" % v)
+    w("uint8_t seen[%d];" % n)
+    w("memset(seen, 0, sizeof(seen));")
+    with w.block("if (jsonGenPeek(pctxt) != '}')"):
+        with w.block("for (;;)"):
+            w("char* key = 0;")
+            w("stat = jsonGenReadKey(pctxt, &key);")
+            fail_pass(w)
+            w("int index = jsonGenFindKey(key, kKeys, %d);" % n)
+            with w.block("if (index < 0)"):
+                if t.ext:
+                    # A member this schema does not know: kept as its text.
+                    w("stat = jsonGenDecExtMember(pctxt, key, &%s.extElem1);" % v)
+                    fail_pass(w)
+                else:
+                    w("rtxMemFreePtr(pctxt, key);")
+                    w("return VX_LOG_ERR(pctxt, RTERR_NOTINSET);")
+            with w.block("else"):
+                w("rtxMemFreePtr(pctxt, key);")
+                w("if (seen[index]) return VX_LOG_ERR(pctxt, RTERR_SETDUPL);")
+                w("seen[index] = 1;")
+                with w.block("switch (index)"):
+                    for i, c in enumerate(t.comps):
+                        w("case %d:" % i)
+                        w.indent()
+                        dec_member(w, t, c, v)
+                        w("break;")
+                        w.dedent()
+                    w("default:")
+                    w("   break;")
+                fail_log(w)
+            w("if (jsonGenPeek(pctxt) != ',') break;")
+            w("stat = jsonGenMatch(pctxt, ',');")
+            fail_pass(w)
+    w("stat = jsonGenMatch(pctxt, '}');")
+    fail_pass(w)
+    req = [i for i, c in enumerate(t.comps) if not c.optional]
+    if req:
+        with w.block("if (%s)" % " || ".join("!seen[%d]" % i for i in req)):
+            w("VexilCB cb = {0, 0};")
+            w("stat = Asn1ErrorHandler::invoke(pctxt, &cb, RTERR_SETMISRQ);")
+            fail_log(w)
+    oc = open_comp_rows(t)
+    if oc is not None:
+        dec_known_rows(w, t, oc, v)
+    w("(void)stat;")
+
+
+def dec_known_rows(w, t, c, v):
+    """With the key known, a row's value is decoded from the text kept in
+    the open type; the text and its holder are released after."""
+    ot = c.type
+    lv = "%s.%s" % (v, c.cid)
+    with w.block("switch (%s.%s)" % (v, ot.key_comp.cid)):
+        for r in ot.rows:
+            w("case %d: {" % r.key)
+            w.indent()
+            w("ASN1OpenType* raw = %s.u.openType;" % lv)
+            w("if (raw == 0) return RTERR_INVOPT;")
+            w("VXCTXT saved;")
+            w("stat = jsonGenTextBegin(pctxt, &saved, raw);")
+            fail_pass(w)
+            w("Asn1NamedEventHandler64::invokeStartElement(pctxt, %s, -1);" % c_string(r.tag))
+            w("%s.t = %d;" % (lv, r.t))
+            member = "%s.u.%s" % (lv, r.key_cid)
+            w("%s = 0;" % member)
+            # The context goes back to the outer text whatever happens.
+            with w.block("do", "} while (0);"):
+                w("%s = (%s)rtxMemAllocZ(pctxt, sizeof(*%s));" % (member, layout.ptr_ctype(r.type), member))
+                with w.block("if (%s == 0)" % member):
+                    w("stat = RTERR_NOMEM;")
+                    w("break;")
+                construct(w, r.type, member)
+                w("stat = asn1JsonDec_%s(pctxt, %s);" % (r.type.cname, member))
+            w("jsonGenTextEnd(pctxt, &saved);")
+            fail_log(w)
+            w("Asn1NamedEventHandler64::invokeEndElement(pctxt, %s, -1);" % c_string(r.tag))
+            w("rtxMemFreePtr(pctxt, raw->data);")
+            w("rtxMemFreePtr(pctxt, raw);")
+            w("break;")
+            w.dedent()
+            w("}")
+        w("default:")
+        w("   break;")
+
+
+# -- open types -------------------------------------------------------------------
+
+def enc_open(w, t, v):
+    if not t.rows:
+        w("return rtJsonAsn1EncOpenType(pctxt, %s.data, %s.numocts);" % (v, v))
+        return
+    with w.block("switch (%s.t)" % v):
+        w("case 0:")
+        w.indent()
+        w("if (%s.u.openType == 0) return RTERR_INVOPT;" % v)
+        w("return rtJsonAsn1EncOpenType(pctxt, %s.u.openType->data, %s.u.openType->numocts);" % (v, v))
+        w.dedent()
+        for r in t.rows:
+            member = "%s.u.%s" % (v, r.key_cid)
+            w("case %d:" % r.t)
+            w.indent()
+            w("if (%s == 0) return RTERR_INVOPT;" % member)
+            w("return asn1JsonEnc_%s(pctxt, %s);" % (r.type.cname, member))
+            w.dedent()
+        w("default:")
+        w("   return RTERR_INVOPT;")
+
+
+# -- CHOICE ---------------------------------------------------------------------------
+
+def enc_choice(w, t, v):
+    n = len(t.comps)
+    w("int stat = jsonGenOpen(pctxt, '{');")
+    fail_pass(w)
+    with w.block("switch (%s.t)" % v):
+        for i, c in enumerate(t.comps):
+            w("case %d:" % (i + 1))
+            w.indent()
+            w("stat = jsonGenPut(pctxt, %s);" % key_text(c.name))
+            fail_pass(w)
+            if c.type.base.kind == "NULL":
+                w("stat = rtJsonEncStringNull(pctxt);")
+            else:
+                if by_pointer(c):
+                    w("if (%s.u.%s == 0) return RTERR_INVOPT;" % (v, c.cid))
+                w("stat = %s;" % enc_call(comp_site(t, c), alt_lv(v, c)))
+            w("break;")
+            w.dedent()
+        w("default:")
+        w.indent()
+        if t.ext:
+            # An alternative this schema does not know, as it was received.
+            with w.block("if (%s.t == %d && %s.u.extElem1 != 0)" % (v, n + 1, v)):
+                w("stat = rtJsonAsn1EncExtElem(pctxt, %s.u.extElem1);" % v)
+                w("break;")
+        w("return VX_LOG_ERR(pctxt, RTERR_INVOPT);")
+        w.dedent()
+    fail_pass(w)
+    w("return jsonGenClose(pctxt, '}');")
+
+
+def dec_choice(w, t, v):
+    n = len(t.comps)
+    keys_table(w, t)
+    w("int stat = jsonGenMatch(pctxt, '{');")
+    fail_pass(w)
+    w("char* key = 0;")
+    w("stat = jsonGenReadKey(pctxt, &key);")
+    fail_pass(w)
+    w("int index = jsonGenFindKey(key, kKeys, %d);" % n)
+    with w.block("switch (index)"):
+        for i, c in enumerate(t.comps):
+            w("case %d:" % i)
+            w.indent()
+            if c.type.base.kind == "NULL":
+                w("rtxTxtSkipWhitespace(pctxt);")
+                w("stat = rtJsonDecNull(pctxt);")
+            else:
+                if by_pointer(c):
+                    alloc_record(w, c.type, "%s.u.%s" % (v, c.cid), layout.ptr_ctype(c.type))
+                w("stat = %s;" % dec_call(comp_site(t, c), alt_lv(v, c)))
+            w("%s.t = %d;" % (v, i + 1))
+            w("break;")
+            w.dedent()
+        w("default:")
+        w.indent()
+        if t.ext:
+            # Kept as the member's text, under the first index past the root.
+            w("stat = jsonGenDecMemberText(pctxt, key, &%s.u.extElem1);" % v)
+            w("key = 0;")
+            w("%s.t = %d;" % (v, n + 1))
+            w("break;")
+        else:
+            w("rtxErrAddStrParm(pctxt, key);")
+            w("rtxMemFreePtr(pctxt, key);")
+            w("return VX_LOG_ERR(pctxt, RTERR_INVOPT);")
+        w.dedent()
+    w("if (key != 0) rtxMemFreePtr(pctxt, key);")
+    fail_pass(w)
+    # A second key meets this brace: -24.
+    w("return jsonGenMatch(pctxt, '}');")
+
+
+# -- SEQUENCE OF ------------------------------------------------------------------------
+
+def enc_seqof(w, t, v):
+    site = elem_site(t)
+    et = layout.field_ctype(t.elem)
+    w("int stat = jsonGenOpen(pctxt, '[');")
+    fail_pass(w)
+    if t.form == "list":
+        w("uint64_t i = 0;")
+        w("for (const VXRTDListNode* node = %s.head; node != 0; node = node->next, i++) {" % v)
+        elem = "(*(const %s*)node->data)" % et
+    else:
+        if t.form == "inline-array":
+            # The array has one slot more than the upper bound; a count past
+            # the slots can not be read.
+            w("if (%s.n > %d) return RTERR_CONSVIO;" % (v, t.size.hi + 1))
+        else:
+            w("if (%s.n != 0 && %s.elem == 0) return RTERR_INVPARAM;" % (v, v))
+        w("for (uint64_t i = 0; i < %s.n; i++) {" % v)
+        elem = "%s.elem[i]" % v
+    w.indent()
+    with w.block("if (i != 0)"):
+        w("stat = jsonGenNext(pctxt);")
+        fail_pass(w)
+    w("stat = %s;" % enc_call(site, elem))
+    fail_pass(w)
+    w.dedent()
+    w("}")
+    w("return jsonGenClose(pctxt, ']');")
+
+
+def dec_seqof(w, t, v):
+    site = elem_site(t)
+    et = layout.field_ctype(t.elem)
+    w("int stat = jsonGenMatch(pctxt, '[');")
+    fail_pass(w)
+    if t.form == "list":
+        w("rtxDListInit(&%s);" % v)
+    elif t.form == "inline-array":
+        w("%s.n = 0;" % v)
+    else:
+        w("%s.n = 0;" % v)
+        w("%s.elem = 0;" % v)
+        w("%s* array = 0;" % et)
+        w("VXRTDListBuf buf;")
+        w("rtxDListBufInit(&buf, 16, (void**)&array, sizeof(%s));" % et)
+    with w.block("if (jsonGenPeek(pctxt) != ']')"):
+        with w.block("for (;;)"):
+            if t.form == "list":
+                # No size test here: the UPER encoder refuses the count.
+                w("%s* elem = (%s*)rtxMemAllocZ(pctxt, sizeof(%s));" % (et, et, et))
+                w("if (elem == 0) return RTERR_NOMEM;")
+                construct(w, t.elem, "elem")
+                w("stat = %s;" % dec_call(site, "(*elem)"))
+                fail_pass(w)
+                w("if (rtxDListAppend(pctxt, &%s, elem) == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);" % v)
+            elif t.form == "inline-array":
+                # One element past the upper bound still has a slot; the
+                # UPER encoder refuses that count.
+                w("if (%s.n > %d) return VX_LOG_ERR(pctxt, RTERR_SEQOVFLW);" % (v, t.size.hi))
+                w("stat = %s;" % dec_call(site, "%s.elem[%s.n]" % (v, v)))
+                fail_pass(w)
+                w("%s.n++;" % v)
+            else:
+                with w.block("if (buf.n == buf.nMax)"):
+                    w("stat = rtxDListBufExpand(pctxt, &buf);")
+                    fail_log(w)
+                with w.block("if ((stat = %s) != 0)" % dec_call(site, "array[buf.n]")):
+                    w("rtxDListBufFreeAll(pctxt, &buf);")
+                    w("return stat;")
+                w("buf.n++;")
+                w("buf.nAll++;")
+            w("if (jsonGenPeek(pctxt) != ',') break;")
+            w("stat = jsonGenMatch(pctxt, ',');")
+            fail_pass(w)
+    if t.form == "dynamic-array":
+        with w.block("if ((stat = jsonGenMatch(pctxt, ']')) != 0)"):
+            w("rtxDListBufFreeAll(pctxt, &buf);")
+            w("return stat;")
+        w("stat = rtxDListBufToArray(pctxt, &buf);")
+        fail_log(w)
+        w("%s.n = buf.nAll;" % v)
+        w("%s.elem = array;" % v)
+        w("return 0;")
+    else:
+        w("return jsonGenMatch(pctxt, ']');")
+
+
+# -- functions -------------------------------------------------------------------------
+
+def enc_body(w, t, v):
+    k = t.kind
+    if k == "INTEGER":
+        enc_integer(w, t, v)
+    elif k == "BOOLEAN":
+        w("return rtJsonEncBoolValue(pctxt, %s != 0);" % v)
+    elif k == "NULL":
+        w("return rtJsonEncStringNull(pctxt);")
+    elif k == "ENUMERATED":
+        enc_enum(w, t, v)
+    elif k == "BITSTRING":
+        enc_bitstring(w, t, v)
+    elif k == "OCTETSTRING":
+        enc_octstring(w, t, v)
+    elif k == "STRING":
+        enc_string(w, t, v)
+    elif k == "SEQUENCE":
+        enc_sequence(w, t, v)
+    elif k == "CHOICE":
+        enc_choice(w, t, v)
+    elif k == "SEQOF":
+        enc_seqof(w, t, v)
+    elif k == "OPEN":
+        enc_open(w, t, v)
+    else:
+        raise AssertionError(k)
+
+
+def dec_body(w, t, lv):
+    k = t.kind
+    if k == "INTEGER":
+        dec_integer(w, t, lv)
+    elif k == "BOOLEAN":
+        w("return rtJsonDecBool(pctxt, &%s);" % lv)
+    elif k == "NULL":
+        w("rtxTxtSkipWhitespace(pctxt);")
+        w("return rtJsonDecNull(pctxt);")
+    elif k == "ENUMERATED":
+        dec_enum(w, t, lv)
+    elif k == "BITSTRING":
+        dec_bitstring(w, t, lv)
+    elif k == "OCTETSTRING":
+        dec_octstring(w, t, lv)
+    elif k == "STRING":
+        dec_string(w, t, lv)
+    elif k == "SEQUENCE":
+        dec_sequence(w, t, lv)
+        w("return 0;")
+    elif k == "CHOICE":
+        dec_choice(w, t, lv)
+    elif k == "SEQOF":
+        dec_seqof(w, t, lv)
+    else:
+        raise AssertionError(k)
+
+
+def write_inline_encoder(w, site):
+    t = site.t
+    arg = "%s value" % site.argtype if by_text(t) else "const %s* pvalue" % site.argtype
+    with w.block("static int %s(VXCTXT* pctxt, %s)" % (site.enc_fn, arg)):
+        enc_body(w, t, value_of(t))
+    w()
+
+
+def write_inline_decoder(w, site):
+    t = site.t
+    if t.kind == "OPEN":
+        return  # read by the SEQUENCE that holds the key
+    with w.block("static int %s(VXCTXT* pctxt, %s* pvalue)" % (site.dec_fn, site.argtype)):
+        dec_body(w, t, "(*pvalue)")
+    w()
+
+
+def write_encoder(w, t):
+    for s in inline_sites(t):
+        write_inline_encoder(w, s)
+    with w.block(enc_sig(t)):
+        if t.kind == "ALIAS":
+            w("return asn1JsonEnc_%s(pctxt, %s);" % (t.target.cname, "value" if by_text(t) else "pvalue"))
+        else:
+            enc_body(w, t, value_of(t))
+    w()
+
+
+def write_decoder(w, t):
+    for s in inline_sites(t):
+        write_inline_decoder(w, s)
+    if not is_pdu(t):
+        with w.block(dec_sig(t)):
+            if t.kind == "ALIAS":
+                w("return asn1JsonDec_%s(pctxt, pvalue);" % t.target.cname)
+            else:
+                dec_body(w, t, "(*pvalue)")
+        w()
+        return
+    with w.block("static int jsonDecBody_%s(VXCTXT* pctxt, %s* pvalue)" % (t.cname, t.record)):
+        dec_body(w, t, "(*pvalue)")
+    w()
+    with w.block(dec_sig(t)):
+        # A top-level type: a constraint violation recorded on the way fails
+        # the message even when every step returned 0.
+        w("int stat = jsonDecBody_%s(pctxt, pvalue);" % t.cname)
+        fail_pass(w)
+        w("return uperGenConsVioPending(pctxt);")
+    w()
+
+
+def guard(stem):
+    return "ITSGEN_" + "".join(c if c.isalnum() else "_" for c in stem).upper() + "_JSON_H"
+
+
+def emit_decls(mod):
+    w = Writer()
+    for line in header_banner(mod.stem, "JSON encoder and decoder declarations").splitlines():
+        w(line)
+    w("#ifndef " + guard(mod.stem))
+    w("#define " + guard(mod.stem))
+    w()
+    w('#include "%s.h"' % mod.stem)
+    w()
+    for t in mod.types:
+        w(enc_sig(t) + ";")
+        w(dec_sig(t) + ";")
+    w()
+    w("#endif")
+    return w.text()
+
+
+def unit_head(w, mod, what):
+    for line in header_banner(mod.stem, what).splitlines():
+        w(line)
+    w('#include "%sJson.h"' % mod.stem)
+    w()
+    w('#include "%s"' % COMMON_HEADER)
+    for d in sorted(mod.deps - {mod}, key=lambda m: m.stem):
+        w('#include "%sJson.h"' % d.stem)
+    w()
+
+
+def emit_encoders(mod):
+    w = Writer()
+    unit_head(w, mod, "JSON encoders")
+    for t in mod.types:
+        write_encoder(w, t)
+    return w.text()
+
+
+def emit_decoders(mod):
+    w = Writer()
+    unit_head(w, mod, "JSON decoders")
+    for t in mod.types:
+        write_decoder(w, t)
+    return w.text()
+
+
+COMMON_TEXT = r'''// itsgen_json.h: steps shared by the generated JSON codecs.
+// Written by the itscodec schema compiler (codegen/); do not edit.
+#ifndef ITSGEN_JSON_H
+#define ITSGEN_JSON_H
+
+#include <cstring>
+#include <new>
+
+#include "asn1ErrorHandler.h"
+#include "asn1EventHandler.h"
+#include "itsgen_per.h"
+#include "rtJson.h"
+#include "rtxBuffer.h"
+#include "rtxDList.h"
+#include "rtxDListBuf.h"
+#include "rtxEnum.h"
+#include "rtxError.h"
+#include "rtxIndent.h"
+#include "rtxMemory.h"
+#include "rtxTxtRead.h"
+#include "rtxUTF8.h"
+
+// ---- writing ----
+
+// Literal text (a key with its quotes and colon) with a NUL kept behind it.
+inline int jsonGenPut(VXCTXT* pctxt, const char* text, size_t n)
+{
+   int stat = rtxCheckOutputBuffer(pctxt, n + 1);
+   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   uint8_t* p = pctxt->buffer.data + pctxt->buffer.byteIndex;
+   memcpy(p, text, n);
+   p[n] = 0;
+   pctxt->buffer.byteIndex += n;
+   pctxt->lastChar = (uint8_t)text[n - 1];
+   return 0;
+}
+
+// A NUL behind the text written last (the number writers leave none).
+inline int jsonGenTerminate(VXCTXT* pctxt)
+{
+   int stat = rtxCheckOutputBuffer(pctxt, 1);
+   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   pctxt->buffer.data[pctxt->buffer.byteIndex] = 0;
+   return 0;
+}
+
+// `{` or `[`, one level deeper, and the break before the first member.
+inline int jsonGenOpen(VXCTXT* pctxt, char bracket)
+{
+   int stat = rtJsonEncChar(pctxt, bracket);
+   if (stat != 0) return stat;
+   rtxIndentIncr(pctxt);
+   return rtJsonEncIndent(pctxt);
+}
+
+// One level up, the break, and `}` or `]`.
+inline int jsonGenClose(VXCTXT* pctxt, char bracket)
+{
+   rtxIndentDecr(pctxt);
+   int stat = rtJsonEncIndent(pctxt);
+   if (stat != 0) return stat;
+   return rtJsonEncChar(pctxt, bracket);
+}
+
+// The comma that ends a member's line, and the break.
+inline int jsonGenNext(VXCTXT* pctxt)
+{
+   int stat = rtJsonEncChar(pctxt, ',');
+   if (stat != 0) return stat;
+   return rtJsonEncIndent(pctxt);
+}
+
+// ---- reading ----
+
+inline int jsonGenMatch(VXCTXT* pctxt, char ch)
+{
+   int stat = rtJsonDecMatchChar(pctxt, ch);
+   return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
+}
+
+// The next character that is not blank, left unread; 0 at the end.
+inline char jsonGenPeek(VXCTXT* pctxt)
+{
+   return rtxTxtPeekChar2(pctxt, true);
+}
+
+// A member's key and its colon. The key is a heap string.
+inline int jsonGenReadKey(VXCTXT* pctxt, char** pkey)
+{
+   int stat = rtJsonDecStringValue(pctxt, pkey);
+   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   stat = rtJsonDecMatchChar(pctxt, ':');
+   if (stat != 0) {
+      rtxMemFreePtr(pctxt, *pkey);
+      *pkey = 0;
+      return VX_LOG_ERR(pctxt, stat);
+   }
+   return 0;
+}
+
+// The position of a key among the identifiers of a type, or -1.
+inline int jsonGenFindKey(const char* key, const char* const* names, int count)
+{
+   for (int i = 0; i < count; i++) {
+      if (strcmp(key, names[i]) == 0) return i;
+   }
+   return -1;
+}
+
+// A member not known to the type, kept whole as the text "key":value with
+// its NUL counted in numocts. The key is released here.
+inline int jsonGenDecMemberText(VXCTXT* pctxt, char* key, ASN1OpenType** pout)
+{
+   char* value = 0;
+   int stat = rtJsonDecAnyType(pctxt, &value);
+   if (stat != 0) {
+      rtxMemFreePtr(pctxt, key);
+      return VX_LOG_ERR(pctxt, stat);
+   }
+   char* text = rtxUTF8StrJoin(pctxt, "\"", key, "\":", value, 0);
+   rtxMemFreePtr(pctxt, key);
+   rtxMemFreePtr(pctxt, value);
+   ASN1OpenType* item = text != 0 ? rtxMemAllocTypeZ(pctxt, ASN1OpenType) : 0;
+   if (item == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);
+   item->numocts = strlen(text) + 1;
+   item->data = (const uint8_t*)text;
+   *pout = item;
+   return 0;
+}
+
+// The same, appended to the unknown additions of a SEQUENCE.
+inline int jsonGenDecExtMember(VXCTXT* pctxt, char* key, ASN1TSeqExt* ext)
+{
+   ASN1OpenType* item = 0;
+   int stat = jsonGenDecMemberText(pctxt, key, &item);
+   if (stat != 0) return stat;
+   if (rtxDListAppend(pctxt, ext, item) == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);
+   return 0;
+}
+
+// The value of an open type as raw text (numocts without the NUL).
+inline int jsonGenDecRawTextTo(VXCTXT* pctxt, ASN1OpenType* out)
+{
+   char* text = 0;
+   int stat = rtJsonDecAnyType(pctxt, &text);
+   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   out->numocts = strlen(text);
+   out->data = (const uint8_t*)text;
+   return 0;
+}
+
+// The same into a new open type.
+inline int jsonGenDecRawText(VXCTXT* pctxt, ASN1OpenType** pout)
+{
+   ASN1OpenType* item = rtxMemAllocTypeZ(pctxt, ASN1OpenType);
+   if (item == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);
+   *pout = item;
+   return jsonGenDecRawTextTo(pctxt, item);
+}
+
+// Reading a value from a text of its own: *saved keeps the input the
+// context was on, given back by jsonGenTextEnd.
+inline int jsonGenTextBegin(VXCTXT* pctxt, VXCTXT* saved, const ASN1OpenType* text)
+{
+   rtxCopyContext(saved, pctxt);
+   pctxt->pStream = 0;
+   memset(&pctxt->buffer, 0, sizeof(pctxt->buffer));
+   int stat = rtxInitContextBuffer(pctxt, (uint8_t*)text->data, text->numocts);
+   if (stat != 0) {
+      rtxCopyContext(pctxt, saved);
+      return VX_LOG_ERR(pctxt, stat);
+   }
+   return 0;
+}
+
+inline void jsonGenTextEnd(VXCTXT* pctxt, VXCTXT* saved)
+{
+   rtxCopyContext(pctxt, saved);
+}
+
+#endif
+'''
+
+
+def emit(model):
+    """{file name: text} of the JSON back end."""
+    out = {COMMON_HEADER: COMMON_TEXT}
+    for mod in model.order:
+        out[mod.stem + "Json.h"] = emit_decls(mod)
+        out[mod.stem + "JsonEnc.cpp"] = emit_encoders(mod)
+        out[mod.stem + "JsonDec.cpp"] = emit_decoders(mod)
+    return out
+
+
+# -- the JSON branch of the control classes ----------------------------------------------
+
+class JsonBranch(control.FormatBranch):
+    """`EncodeTo`/`DecodeFrom` on a JSON buffer: the message's codec; the
+    decoder of a top-level type ends with the scan for -16 itself."""
+
+    enc_kind = "JSONEncode"
+    dec_kind = "JSONDecode"
+
+    def encode(self, w, t, rec):
+        arg = rec if by_text(t) else "&" + rec
+        w("return asn1JsonEnc_%s(msgBuf.getCtxtPtr(), %s);" % (t.cname, arg))
+
+    def decode(self, w, t, rec):
+        w("return asn1JsonDec_%s(msgBuf.getCtxtPtr(), &%s);" % (t.cname, rec))
+
+    def includes(self, mod):
+        return [mod.stem + "Json.h"]
+
+
+if not any(isinstance(b, JsonBranch) for b in control.BRANCHES):
+    control.BRANCHES.append(JsonBranch())
