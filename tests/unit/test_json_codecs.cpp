@@ -479,6 +479,23 @@ TEST(JsonCodecs, OctetAndCharacterStrings) {
    EXPECT_EQ(std::string(24, '1'), dg.phoneNumber);
    Reader over(head + std::string(25, '1') + "\"}");
    EXPECT_EQ(RTERR_CONSVIO, over.read(asn1JsonDec_ITS_DangerousGoodsExtended, &dg));
+
+   // The company name counts characters, not bytes: 24 two-byte letters fit.
+   std::string name24;
+   for (int i = 0; i < 24; i++) name24 += "\xC3\xA9";
+   const std::string named =
+      "{\"dangerousGoodsType\":\"explosives1\",\"unNumber\":1,\"elevatedTemperature\":true,"
+      "\"tunnelsRestricted\":false,\"limitedQuantity\":0,\"companyName\":\"";
+   Reader wide(named + name24 + "\"}");
+   ASSERT_EQ(0, wide.read(asn1JsonDec_ITS_DangerousGoodsExtended, &dg));
+   EXPECT_EQ(name24, dg.companyName);
+   ASSERT_EQ(0, writeJson(asn1JsonEnc_ITS_DangerousGoodsExtended, dg, &text));
+   EXPECT_NE(std::string::npos, text.find("\"companyName\":\"" + name24 + "\"\n}"));
+   const std::string name25 = name24 + "a";
+   dg.companyName = name25.c_str();
+   EXPECT_EQ(RTERR_CONSVIO, writeJson(asn1JsonEnc_ITS_DangerousGoodsExtended, dg, &text));
+   Reader wider(named + name25 + "\"}");
+   EXPECT_EQ(RTERR_CONSVIO, wider.read(asn1JsonDec_ITS_DangerousGoodsExtended, &dg));
 }
 
 TEST(JsonCodecs, ChoiceAlternatives) {
