@@ -186,6 +186,21 @@ TEST(Context, StatusFollowsErrorList)
    EXPECT_EQ(0, ctx->getStatus());
 }
 
+TEST(Context, TakesOverASetUpRecord)
+{
+   VXCTXT record;
+   ASSERT_EQ(0, rtxInitContext(&record));
+   void* heap = record.pMemHeap;
+   VXRTCtxtPtr ctx(new VXRTContext(&record));
+   EXPECT_TRUE(ctx->isInitialized());
+   VXCTXT* own = ctx->getPtr();
+   EXPECT_EQ(heap, own->pMemHeap);
+   // The container stack now belongs to the new record.
+   EXPECT_EQ(own, own->containerStack.pctxt);
+   ASSERT_EQ(0, rtxCtxtPushContainerBytes(own, 1));
+   // The original is not freed: the object's destructor frees the heap once.
+}
+
 TEST(Context, PlacementNewUsesContextHeap)
 {
    struct Counted {
