@@ -319,6 +319,7 @@ TEST_F(Stream, ContextBufferReadsEveryByteOnceIntoCapture)
    EXPECT_EQ(1024u, ctx.pStream->bufSize);
    EXPECT_EQ(0xFFFFFFFFu, ctx.pStream->inputLimit);
    readPieces(&ctx, 2000, 2000, got);  // more than 1024 missing: read straight
+   EXPECT_EQ(0u, ctx.buffer.size);      // past the context buffer, which is emptied
    uint8_t b;
    ASSERT_EQ(1, rtxPeekByte(&ctx, &b));
    EXPECT_EQ(src.data[2700], b);

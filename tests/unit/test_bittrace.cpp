@@ -1,0 +1,348 @@
+// The bit trace and the diagnostics: recording fields through the list
+// functions and the PER helpers, golden texts of the trace printer, and
+// the level filter and print streams of the diagnostic printers.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "pu_trace.h"
+#include "rtxDiag.h"
+#include "rtxDiagBitTrace.h"
+#include "rtxError.h"
+#include "rtxMemory.h"
+#include "rtxPrintStream.h"
+
+namespace {
+
+void collect(void* user, const char* fmt, va_list args)
+{
+   char buf[512];
+   vsnprintf(buf, sizeof(buf), fmt, args);
+   static_cast<std::string*>(user)->append(buf);
+}
+
+// One printed bit line: bits column, hex column, characters column.
+std::string line(const std::string& bits, const std::string& hex, const std::string& chars)
+{
+   auto pad = [](std::string s, size_t w) { return s + std::string(w - s.size(), '-'); };
+   return pad(bits, 35) + "    " + pad(hex, 8) + "    " + pad(chars, 4) + "\n";
+}
+
+std::string head(const std::string& name, int offset, int count)
+{
+   return name + "\nbit offset: " + std::to_string(offset) + "\tbit count: " +
+          std::to_string(count) + "\tnext bit offset: " + std::to_string(offset + count) + "\n";
+}
+
+class BitTrace : public ::testing::Test {
+ protected:
+   VXCTXT ctx;
+   std::string out;
+
+   void SetUp() override
+   {
+      ASSERT_EQ(0, rtxInitContext(&ctx));
+      ASSERT_EQ(0, rtxSetPrintStream(&ctx, collect, &out));
+   }
+   void TearDown() override { rtxFreeContext(&ctx); }
+
+   void useBytes(uint8_t* data, size_t n) { ASSERT_EQ(0, rtxInitContextBuffer(&ctx, data, n)); }
+
+   // Records a field of `count` bits at `offset` in `list`.
+   void field(VXRTDiagBitFieldList* list, const char* name, uint64_t offset, uint64_t count)
+   {
+      ASSERT_EQ(0, rtxCtxtSetBitOffset(&ctx, offset));
+      ASSERT_NE(nullptr, rtxDiagNewBitField(list, name));
+      ASSERT_EQ(0, rtxCtxtSetBitOffset(&ctx, offset + count));
+      rtxDiagSetBitFldCount(list);
+   }
+};
+
+TEST_F(BitTrace, FieldsStartingMidByteContinueTheLine)
+{
+   uint8_t data[2] = {0xA5, 0x3C};
+   useBytes(data, 2);
+   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+   VXRTDiagBitFieldList* list = ctx.pBitFldList;
+   field(list, "first", 0, 3);
+   field(list, "second", 3, 9);
+   field(list, "third", 12, 4);
+   rtxDiagBitTracePrint(list, "data");
+
+   std::string expected = head("data first", 0, 3) + line("101", "", "") + "\n" +
+                          head("data second", 3, 9) + line("---00101 0011", "a5", ".") + "\n" +
+                          head("data third", 12, 4) +
+                          line("-------- ----1100 ", "--3c", "-<") + "\n";
+   EXPECT_EQ(expected, out);
+}
+
+TEST_F(BitTrace, UnclaimedBitsZeroBitFieldAndEndMidByte)
+{
+   uint8_t data[2] = {0xFF, 0x00};
+   useBytes(data, 2);
+   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+   VXRTDiagBitFieldList* list = ctx.pBitFldList;
+   field(list, "a", 0, 2);
+   field(list, "z", 5, 0);
+   field(list, "b", 5, 6);
+   rtxDiagBitTracePrint(list, "data");
+
+   // Bits 2..4 belong to no field; the zero-bit field prints the carried
+   // line masked; the message ends in the middle of the second byte. The
+   // unclaimed bits do not count in the byte's value.
+   std::string expected = head("data a", 0, 2) + line("11xxx", "", "") + "\n" +
+                          head("data z", 5, 0) + line("-----", "", "") + "\n" +
+                          head("data b", 5, 6) + line("-----111 000", "c7", ".") + "\n";
+   EXPECT_EQ(expected, out);
+}
+
+TEST_F(BitTrace, FullLinesAndZeroBitFieldOnEmptyLine)
+{
+   uint8_t data[5] = {'A', 'B', 'C', 'D', 0x80};
+   useBytes(data, 5);
+   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+   VXRTDiagBitFieldList* list = ctx.pBitFldList;
+   field(list, "word", 0, 33);
+   field(list, "z", 33, 0);
+   rtxDiagBitTracePrint(list, "data");
+
+   std::string expected =
+      head("data word", 0, 33) +
+      "01000001 01000010 01000011 01000100    41424344    ABCD\n" + line("1", "", "") + "\n" +
+      head("data z", 33, 0) + line("-", "", "") + "\n";
+   EXPECT_EQ(expected, out);
+
+   // A zero-bit field on an empty line has no bit line at all.
+   out.clear();
+   uint8_t four[4] = {0, 0, 0, 0};
+   useBytes(four, 4);
+   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+   field(ctx.pBitFldList, "all", 0, 32);
+   field(ctx.pBitFldList, "end", 32, 0);
+   rtxDiagBitTracePrint(ctx.pBitFldList, "v");
+   EXPECT_EQ(head("v all", 0, 32) + "00000000 00000000 00000000 00000000    00000000    ....\n\n" +
+                head("v end", 32, 0) + "\n",
+             out);
+}
+
+TEST_F(BitTrace, NestedOpenTypeListWithBaseOffset)
+{
+   uint8_t data[3] = {0x12, 0x34, 0x56};
+   useBytes(data, 3);
+   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+   VXRTDiagBitFieldList* list = ctx.pBitFldList;
+   field(list, "length", 0, 8);
+   field(list, "OpenType", 8, 16);
+
+   // The nested encoding's positions count from its own start; a first
+   // field without name and count carries the base that makes them
+   // positions in the bytes from where the open type begins.
+   VXRTDiagBitFieldList* nested = rtxMemAllocTypeZ(&ctx, VXRTDiagBitFieldList);
+   ASSERT_NE(nullptr, nested);
+   rtxDiagBitFieldListInit(&ctx, nested);
+   ASSERT_EQ(0, rtxCtxtSetBitOffset(&ctx, 4));
+   ASSERT_NE(nullptr, rtxDiagNewBitField(nested, nullptr));
+   field(nested, "inner1", 0, 4);
+   field(nested, "inner2", 4, 8);
+   static_cast<VXRTDiagBitField*>(list->fieldList.tail->data)->pOpenTypeFields = nested;
+
+   rtxDiagBitTracePrint(list, "data");
+   std::string expected =
+      head("data length", 0, 8) + line("00010010 ", "12", ".") + "\n" +
+      head("data OpenType", 8, 16) + line("-------- 00110100 01010110 ", "--3456", "-4V") + "\n" +
+      "*** Open Type Data ***\n" + head("data inner1", 4, 4) + line("----0100 ", "34", "4") + "\n" +
+      head("data inner2", 8, 8) + line("-------- 01010110 ", "--56", "-V") + "\n" + "***\n";
+   EXPECT_EQ(expected, out);
+}
+
+TEST_F(BitTrace, SecondPrintShowsOnlyNewFields)
+{
+   uint8_t data[1] = {0xF0};
+   useBytes(data, 1);
+   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+   VXRTDiagBitFieldList* list = ctx.pBitFldList;
+   field(list, "a", 0, 4);
+   rtxDiagBitTracePrint(list, "data");
+   EXPECT_EQ(head("data a", 0, 4) + line("1111", "", "") + "\n", out);
+
+   out.clear();
+   rtxDiagBitTracePrint(list, "data");
+   EXPECT_EQ("", out);
+
+   field(list, "b", 4, 4);
+   rtxDiagBitTracePrint(list, "data");
+   EXPECT_EQ(head("data b", 4, 4) + line("----0000 ", "f0", ".") + "\n", out);
+}
+
+TEST_F(BitTrace, NamesFromTheElementStackAndLongSuffix)
+{
+   uint8_t data[1] = {0};
+   useBytes(data, 1);
+   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+   ASSERT_EQ(0, rtxCtxtPushElemName(&ctx, "cam"));
+   ASSERT_EQ(0, rtxCtxtPushElemName(&ctx, "speed"));
+   const char* longSuffix = "0123456789abcdefghijklmnopqrstuvwxyz";  // 36 characters
+   field(ctx.pBitFldList, longSuffix, 0, 0);
+   rtxDiagBitFldAppendNamePart(ctx.pBitFldList, "value");
+   rtxDiagBitTracePrint(ctx.pBitFldList, "data");
+   EXPECT_EQ(0u, out.find("data.cam.speed.value 0123456789abcdefghijklmnopqrstuv\n"));
+}
+
+TEST_F(BitTrace, ListFunctionsRecordSplitAndDisable)
+{
+   uint8_t data[4] = {};
+   useBytes(data, 4);
+   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+   VXRTDiagBitFieldList* list = ctx.pBitFldList;
+   ASSERT_EQ(0, rtxCtxtSetBitOffset(&ctx, 2));
+   VXRTDiagBitField* f = rtxDiagNewBitField(list, "SemiCons");
+   ASSERT_NE(nullptr, f);
+   EXPECT_EQ(2u, f->bitOffset);
+   ASSERT_EQ(0, rtxCtxtSetBitOffset(&ctx, 10));
+   rtxDiagInsBitFieldLen(list);
+   ASSERT_EQ(2u, list->fieldList.count);
+   EXPECT_STREQ("length", f->nameSuffix);
+   EXPECT_EQ(8u, f->bitCount);
+   VXRTDiagBitField* g = static_cast<VXRTDiagBitField*>(list->fieldList.tail->data);
+   EXPECT_STREQ("SemiCons", g->nameSuffix);
+   EXPECT_EQ(10u, g->bitOffset);
+   ASSERT_EQ(0, rtxCtxtSetBitOffset(&ctx, 16));
+   rtxDiagSetBitFldOffset(list);  // no count yet: the start moves
+   EXPECT_EQ(16u, g->bitOffset);
+   ASSERT_EQ(0, rtxCtxtSetBitOffset(&ctx, 26));
+   rtxDiagSetBitFldCount(list);
+   EXPECT_EQ(10u, g->bitCount);
+   rtxDiagSetBitFldOffset(list);  // has a count: stays
+   EXPECT_EQ(16u, g->bitOffset);
+   rtxDiagSetBitFldNameSuffix(list, "octets");
+   EXPECT_STREQ("octets", g->nameSuffix);
+
+   EXPECT_TRUE(rtxDiagSetBitFldDisabled(list, true));
+   EXPECT_TRUE(rtxDiagSetBitFldDisabled(list, true));
+   EXPECT_EQ(nullptr, rtxDiagNewBitField(list, "x"));
+   EXPECT_TRUE(rtxDiagSetBitFldDisabled(list, false));
+   EXPECT_FALSE(rtxDiagSetBitFldDisabled(list, false));
+   EXPECT_FALSE(rtxDiagSetBitFldDisabled(list, false));  // does not go below 0
+   EXPECT_NE(nullptr, rtxDiagNewBitField(list, "y"));
+   EXPECT_EQ(3u, list->fieldList.count);
+
+   rtxDiagBitFieldListReset(list);
+   EXPECT_EQ(0u, list->fieldList.count);
+}
+
+TEST_F(BitTrace, NullListIsAcceptedEverywhere)
+{
+   EXPECT_EQ(nullptr, rtxDiagNewBitField(nullptr, "x"));
+   rtxDiagSetBitFldOffset(nullptr);
+   rtxDiagSetBitFldCount(nullptr);
+   rtxDiagInsBitFieldLen(nullptr);
+   rtxDiagBitFldAppendNamePart(nullptr, "n");
+   EXPECT_TRUE(rtxDiagSetBitFldDisabled(nullptr, false));
+   rtxDiagBitTracePrint(nullptr, "data");
+   pu_bindump(&ctx, "data");
+   pu_bindump(nullptr, "data");
+   EXPECT_EQ("", out);
+}
+
+TEST_F(BitTrace, PerHelpersRecordOnlyWhileTraceIsOn)
+{
+   uint8_t data[2] = {0xC0, 0x00};
+   useBytes(data, 2);
+   PU_NEWFIELD(&ctx, "ConsInteger");  // trace off: nothing, no list
+   EXPECT_EQ(nullptr, ctx.pBitFldList);
+
+   EXPECT_FALSE(pu_setTrace(&ctx, true));
+   ASSERT_NE(nullptr, ctx.pBitFldList);
+   EXPECT_NE(0u, ctx.flags & VXCTXT_FLAG_TRACE);
+   PU_NEWFIELD(&ctx, "ConsInteger");
+   ASSERT_EQ(0, rtxCtxtSetBitOffset(&ctx, 3));
+   PU_SETBITCOUNT(&ctx);
+   EXPECT_TRUE(pu_setTrace(&ctx, false));
+   PU_NEWFIELD(&ctx, "ignored");
+   EXPECT_EQ(1u, ctx.pBitFldList->fieldList.count);
+
+   pu_bindump(&ctx, "data");
+   EXPECT_EQ(head("data ConsInteger", 0, 3) + line("110", "", "") + "\n", out);
+   PU_RESETTRACE(&ctx);
+   EXPECT_EQ(0u, ctx.pBitFldList->fieldList.count);
+}
+
+// ---- diagnostics ----
+
+TEST_F(BitTrace, DiagLevelFilter)
+{
+   ctx.diagLevel = 0;
+   EXPECT_TRUE(checkDiagLevel(&ctx, "plain text"));
+   EXPECT_TRUE(checkDiagLevel(&ctx, "~E error"));
+   EXPECT_TRUE(checkDiagLevel(&ctx, "~e error"));
+   EXPECT_FALSE(checkDiagLevel(&ctx, "~W warning"));
+   ctx.diagLevel = 1;
+   EXPECT_TRUE(checkDiagLevel(&ctx, "~w warning"));
+   EXPECT_FALSE(checkDiagLevel(&ctx, "~I info"));
+   ctx.diagLevel = 2;
+   EXPECT_TRUE(checkDiagLevel(&ctx, "~I info"));
+   EXPECT_FALSE(checkDiagLevel(&ctx, "~D debug"));
+   ctx.diagLevel = 3;
+   EXPECT_TRUE(checkDiagLevel(&ctx, "~d debug"));
+   EXPECT_FALSE(checkDiagLevel(&ctx, "~Q other"));
+   EXPECT_FALSE(checkDiagLevel(&ctx, "~"));
+   ctx.diagLevel = 9;
+   EXPECT_TRUE(checkDiagLevel(&ctx, "~Q other"));
+   EXPECT_TRUE(checkDiagLevel(nullptr, "~D debug"));
+}
+
+TEST_F(BitTrace, DiagSwitchesAndStreamPrinting)
+{
+   rtxDiagStream(&ctx, "off %d\n", 1);
+   EXPECT_EQ("", out);
+   EXPECT_FALSE(rtxSetDiag(&ctx, true));
+   EXPECT_TRUE(rtxDiagEnabled(&ctx));
+   rtxDiagStream(&ctx, "on %d\n", 2);
+   rtxDiagStream(&ctx, "~D hidden at level 0\n");
+   rtxDiagStream(&ctx, "~E ERROR: shown\n");
+   EXPECT_EQ("on 2\n~E ERROR: shown\n", out);
+   EXPECT_TRUE(rtxSetDiag(&ctx, false));
+   EXPECT_FALSE(rtxDiagTraceLevelEnabled(&ctx, 0));
+   rtxDiagSetTraceLevel(&ctx, 2);
+   EXPECT_TRUE(rtxDiagEnabled(&ctx));
+   EXPECT_TRUE(rtxDiagTraceLevelEnabled(&ctx, 2));
+   EXPECT_FALSE(rtxDiagTraceLevelEnabled(&ctx, 3));
+
+   // The global switch enables every context, also a null one.
+   VXCTXT other;
+   ASSERT_EQ(0, rtxInitContext(&other));
+   EXPECT_FALSE(rtxDiagEnabled(&other));
+   EXPECT_FALSE(rtxSetGlobalDiag(true));
+   EXPECT_TRUE(rtxDiagEnabled(&other));
+   EXPECT_TRUE(rtxDiagEnabled(nullptr));
+   EXPECT_TRUE(rtxSetGlobalDiag(false));
+   EXPECT_FALSE(rtxDiagEnabled(nullptr));
+   rtxFreeContext(&other);
+}
+
+TEST_F(BitTrace, PrintStreamPreferenceAndStdout)
+{
+   std::string global;
+   ASSERT_EQ(0, rtxSetGlobalPrintStream(collect, &global));
+   rtxPrintToStream(&ctx, "mine\n");
+   VXCTXT other;
+   ASSERT_EQ(0, rtxInitContext(&other));
+   rtxPrintToStream(&other, "global\n");
+   ASSERT_EQ(0, rtxSetGlobalPrintStream(nullptr, nullptr));
+   EXPECT_EQ("mine\n", out);
+   EXPECT_EQ("global\n", global);
+
+   EXPECT_EQ(RTERR_INVPARAM, rtxSetPrintStream(&other, nullptr, nullptr));
+   testing::internal::CaptureStdout();
+   rtxPrintToStream(&other, "to stdout %s\n", "ok");
+   rtxDiagPrint(&other, "diag off\n");
+   rtxSetDiag(&other, true);
+   rtxDiagPrint(&other, "diag %d\n", 7);
+   EXPECT_EQ("to stdout ok\ndiag 7\n", testing::internal::GetCapturedStdout());
+   EXPECT_EQ(0, rtxPrintStreamRelease(&ctx));
+   EXPECT_EQ(nullptr, ctx.pPrintStream);
+   rtxFreeContext(&other);
+}
+
+}  // namespace
