@@ -188,6 +188,34 @@ TEST(JsonCodecs, CamTextReadsAndIsWrittenBackIdentically) {
    EXPECT_EQ(std::string(kCam), std::string((const char*)out.getMsgPtr(), out.getMsgLen()));
 }
 
+TEST(JsonCodecs, BrokenCamTextsFailCleanly) {
+   const std::string cam = kCam;
+   // Every cut short text fails: the closing brace is always missing.
+   for (size_t n = 0; n < cam.size(); n++) {
+      Reader r(cam.substr(0, n));
+      ASN1T_CAM rec;
+      EXPECT_LT(r.read(asn1JsonDec_CAM, &rec), 0) << n;
+   }
+   // One byte replaced (at every third position, by turns with each of
+   // these): a status, never a crash (run under the sanitizers).
+   const char replacements[] = {'"', '{', '}', '[', ']', ',', ':', 'n', '-', '9', '\0', '\\'};
+   int failures = 0;
+   for (size_t i = 0; i < cam.size(); i += 3) {
+      for (size_t k = 0; k < 4; k++) {
+         char c = replacements[(i / 3 + k * 3) % sizeof replacements];
+         if (cam[i] == c) continue;
+         std::string text = cam;
+         text[i] = c;
+         Reader r(text);
+         ASN1T_CAM rec;
+         int stat = r.read(asn1JsonDec_CAM, &rec);
+         EXPECT_LE(stat, 0);
+         failures += stat < 0;
+      }
+   }
+   EXPECT_GT(failures, 0);
+}
+
 TEST(JsonCodecs, MemberOrderAndBlanksDoNotMatter) {
    // The header members reversed, blanks around every token, the payload
    // as in the canonical text: written back in schema order.
