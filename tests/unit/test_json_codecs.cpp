@@ -126,7 +126,7 @@ const char* const kCam =
    "                  \"longitudinalAccelerationConfidence\":102\n"
    "               },\n"
    "               \"curvature\":{\n"
-   "                  \"curvatureValue\":30001,\n"
+   "                  \"curvatureValue\":-1023,\n"
    "                  \"curvatureConfidence\":\"onePerMeter-0-00002\"\n"
    "               },\n"
    "               \"curvatureCalculationMode\":\"yawRateNotUsed\",\n"
