@@ -1,11 +1,16 @@
 /* itscodec: translation of C-ITS messages (CAM, DENM, SPATEM, MAPEM, IVIM,
- * SREM, SSEM) between their UPER encoding and JSON or XML text.
+ * SREM, SSEM) between their UPER encoding and JSON text.
  *
- * Every function returns 0 on success. Any other result is a failure: a
- * negative status, or 2 when a fragmented length stopped the codec. On
- * failure *errorText holds a NUL-terminated report and the other outputs are
- * null (and *encodedLen 0); on success *errorText is null. Whatever the
- * library hands out is released with etsi_delete_array. Usable from C and C++.
+ * For each message MSG:
+ *   etsi_MSG_to_json   UPER bytes in, NUL-terminated JSON text out
+ *   etsi_MSG_from_json NUL-terminated JSON text in, UPER bytes out
+ *
+ * Every function returns 0 on success. Treat any other result as a failure:
+ * it is a negative status, or 2 when a fragmented length stopped the codec.
+ * On failure *errorText holds a NUL-terminated report and the other outputs
+ * are null (and *encodedLen 0); on success *errorText is null. Everything
+ * the library hands out is released with etsi_delete_array. Usable from C
+ * and C++.
  */
 #ifndef ITSCODEC_H
 #define ITSCODEC_H
@@ -15,19 +20,18 @@
 #include <stdbool.h>
 #endif
 
+#define ITSCODEC_API __attribute__((visibility("default")))
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-#define ITSCODEC_DECLARE(MSG)                                                          \
-   int etsi_##MSG##_to_json(const char* encoded, unsigned long encodedLen, char** text, \
-                            char** errorText, bool verbose);                            \
-   int etsi_##MSG##_from_json(const char* text, char** encoded, unsigned long* encodedLen,\
-                              char** errorText, bool verbose);                          \
-   int etsi_##MSG##_to_xml(const char* encoded, unsigned long encodedLen, char** text,  \
-                           char** errorText, bool verbose);                             \
-   int etsi_##MSG##_from_xml(const char* text, char** encoded, unsigned long* encodedLen,\
-                             char** errorText, bool verbose);
+#define ITSCODEC_DECLARE(MSG)                                                                  \
+   ITSCODEC_API int etsi_##MSG##_to_json(const char* encoded, unsigned long encodedLen,        \
+                                         char** text, char** errorText, bool verbose);         \
+   ITSCODEC_API int etsi_##MSG##_from_json(const char* text, char** encoded,                   \
+                                           unsigned long* encodedLen, char** errorText,        \
+                                           bool verbose);
 
 ITSCODEC_DECLARE(CAM)
 ITSCODEC_DECLARE(DENM)
@@ -40,7 +44,7 @@ ITSCODEC_DECLARE(SSEM)
 #undef ITSCODEC_DECLARE
 
 /* Releases an array handed out by any of the functions above; null is fine. */
-void etsi_delete_array(void* p);
+ITSCODEC_API void etsi_delete_array(void* p);
 
 #ifdef __cplusplus
 }

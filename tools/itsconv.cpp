@@ -1,0 +1,116 @@
+// itsconv: converts one C-ITS message between UPER (hexadecimal text) and
+// JSON through the exported functions of libitscodec.so.
+//
+//   itsconv MSG to-json   [FILE]   UPER as hex digits in, JSON out
+//   itsconv MSG from-json [FILE]   JSON in, UPER as hex digits out
+//
+// MSG is one of CAM DENM SPATEM MAPEM IVIM SREM SSEM; FILE defaults to
+// standard input. --verbose prints the bit trace of the UPER side.
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "itscodec.h"
+
+namespace {
+
+typedef int (*ToJson)(const char*, unsigned long, char**, char**, bool);
+typedef int (*FromJson)(const char*, char**, unsigned long*, char**, bool);
+
+struct Message {
+   const char* name;
+   ToJson toJson;
+   FromJson fromJson;
+};
+
+const Message kMessages[] = {
+   {"CAM", etsi_CAM_to_json, etsi_CAM_from_json},
+   {"DENM", etsi_DENM_to_json, etsi_DENM_from_json},
+   {"SPATEM", etsi_SPATEM_to_json, etsi_SPATEM_from_json},
+   {"MAPEM", etsi_MAPEM_to_json, etsi_MAPEM_from_json},
+   {"IVIM", etsi_IVIM_to_json, etsi_IVIM_from_json},
+   {"SREM", etsi_SREM_to_json, etsi_SREM_from_json},
+   {"SSEM", etsi_SSEM_to_json, etsi_SSEM_from_json},
+};
+
+int usage() {
+   std::cerr << "usage: itsconv MSG to-json|from-json [FILE] [--verbose]\n"
+                "  MSG: CAM DENM SPATEM MAPEM IVIM SREM SSEM\n";
+   return 2;
+}
+
+bool readAll(const char* path, std::string* out) {
+   if (path == nullptr || strcmp(path, "-") == 0) {
+      out->assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+      return true;
+   }
+   std::ifstream in(path, std::ios::binary);
+   if (!in) return false;
+   out->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+   return true;
+}
+
+bool hexToBytes(const std::string& text, std::vector<char>* bytes) {
+   std::string digits;
+   for (char c : text) {
+      if (isxdigit((unsigned char)c)) digits += c;
+      else if (!isspace((unsigned char)c)) return false;
+   }
+   if (digits.size() % 2) return false;
+   for (size_t i = 0; i < digits.size(); i += 2)
+      bytes->push_back((char)std::stoi(digits.substr(i, 2), nullptr, 16));
+   return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+   bool verbose = false;
+   std::vector<const char*> args;
+   for (int i = 1; i < argc; i++) {
+      if (strcmp(argv[i], "--verbose") == 0) verbose = true;
+      else args.push_back(argv[i]);
+   }
+   if (args.size() < 2 || args.size() > 3) return usage();
+   const Message* msg = nullptr;
+   for (const Message& m : kMessages)
+      if (strcmp(m.name, args[0]) == 0) msg = &m;
+   bool toJson = strcmp(args[1], "to-json") == 0;
+   if (msg == nullptr || (!toJson && strcmp(args[1], "from-json") != 0)) return usage();
+
+   std::string input;
+   if (!readAll(args.size() == 3 ? args[2] : nullptr, &input)) {
+      std::cerr << "itsconv: cannot read " << args[2] << "\n";
+      return 2;
+   }
+   char* errorText = nullptr;
+   int stat;
+   if (toJson) {
+      std::vector<char> bytes;
+      if (!hexToBytes(input, &bytes)) {
+         std::cerr << "itsconv: input is not hexadecimal digits\n";
+         return 2;
+      }
+      char* text = nullptr;
+      stat = msg->toJson(bytes.data(), bytes.size(), &text, &errorText, verbose);
+      if (stat == 0) std::cout << text << "\n";
+      etsi_delete_array(text);
+   } else {
+      char* encoded = nullptr;
+      unsigned long len = 0;
+      stat = msg->fromJson(input.c_str(), &encoded, &len, &errorText, verbose);
+      if (stat == 0) {
+         for (unsigned long i = 0; i < len; i++) printf("%02x", (unsigned char)encoded[i]);
+         printf("\n");
+      }
+      etsi_delete_array(encoded);
+   }
+   if (stat != 0) std::cerr << "itsconv: status " << stat << "\n" << (errorText ? errorText : "");
+   etsi_delete_array(errorText);
+   return stat == 0 ? 0 : 1;
+}
