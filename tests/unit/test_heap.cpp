@@ -78,6 +78,17 @@ TEST_F(Heap, SingleSpareUnitGoesToTheElement) {
    EXPECT_TRUE(freeRuns(b).empty());
 }
 
+TEST_F(Heap, HoleOneUnitTooBigIsTakenWhole) {
+   void* a = alloc(8);
+   void* b = alloc(24);   // 4 units
+   void* c = alloc(8);
+   rtxMemHeapFreePtr(&heap, b);
+   EXPECT_EQ(alloc(16), b);   // needs 3 of the 4
+   EXPECT_EQ(hdr(b)->w0, 4u);
+   EXPECT_EQ(freeRuns(blockOf(a)).size(), 1u);
+   EXPECT_EQ(hdr(c)->w1, 4u);
+}
+
 TEST_F(Heap, LargestBlockAllocationAndRawThreshold) {
    void* p = alloc(524256);   // 65532 payload units: exactly a full block
    MemBlk* b = blockOf(p);
@@ -127,6 +138,21 @@ TEST_F(Heap, FreeCoalescesInAllFourNeighbourCases) {
    // The merged hole is the smaller fit right behind the tail's link.
    EXPECT_EQ(alloc(19 * 8), x[1]);
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
+}
+
+TEST_F(Heap, SearchStartFollowsItsLink) {
+   void* a = alloc(24);
+   void* b = alloc(24);
+   void* c = alloc(24);
+   MemBlk* blk = blockOf(a);
+   rtxMemHeapFreePtr(&heap, b);
+   void* rest = alloc((blk->nunits - 15u) * 8);   // uses the tail up exactly
+   EXPECT_EQ(blk->freeElemOff, idxOf(a) + 7);       // moved on to the hole's link
+   rtxMemHeapFreePtr(&heap, c);                       // the link moves behind c
+   EXPECT_EQ(blk->freeElemOff, idxOf(a) + 11);
+   EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
+   EXPECT_EQ(alloc(56), b);   // exactly the joined hole
+   rtxMemHeapFreePtr(&heap, rest);
 }
 
 TEST_F(Heap, DoubleFreeIsHarmless) {
