@@ -859,6 +859,7 @@ COMMON_TEXT = r'''// itsgen_json.h: steps shared by the generated JSON codecs.
 #include "rtxError.h"
 #include "rtxIndent.h"
 #include "rtxMemory.h"
+#include "rtxReadBytes.h"
 #include "rtxTxtRead.h"
 #include "rtxUTF8.h"
 
@@ -920,10 +921,13 @@ inline int jsonGenMatch(VXCTXT* pctxt, char ch)
    return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
 }
 
-// The next character that is not blank, left unread; 0 at the end.
+// The next character that is not blank, left unread; 0 at the end, which
+// a memory stream records as -1 (the read that follows adds its own).
 inline char jsonGenPeek(VXCTXT* pctxt)
 {
-   return rtxTxtPeekChar2(pctxt, true);
+   rtxTxtSkipWhitespace(pctxt);
+   uint8_t next = 0;
+   return rtxPeekByte(pctxt, &next) == 1 ? (char)next : 0;
 }
 
 // A member's key and its colon. The key is a heap string.
