@@ -685,60 +685,55 @@ def dec_seqof(w, t, v):
 
 # -- functions -------------------------------------------------------------------------
 
+def enc_boolean(w, t, v):
+    w("return rtJsonEncBoolValue(pctxt, %s != 0);" % v)
+
+
+def dec_boolean(w, t, lv):
+    w("return rtJsonDecBool(pctxt, &%s);" % lv)
+
+
+def enc_null(w, t, v):
+    w("return rtJsonEncStringNull(pctxt);")
+
+
+def dec_null(w, t, lv):
+    # The reader of the keyword skips no blanks itself.
+    w("rtxTxtSkipWhitespace(pctxt);")
+    w("return rtJsonDecNull(pctxt);")
+
+
+def dec_sequence_fn(w, t, lv):
+    dec_sequence(w, t, lv)
+    w("return 0;")
+
+
+def dec_open(w, t, lv):
+    raise AssertionError("an open type is read by the SEQUENCE that holds its key")
+
+
+# The rule of each construct: (writer, reader) of a function body.
+RULES = {
+    "INTEGER": (enc_integer, dec_integer),
+    "BOOLEAN": (enc_boolean, dec_boolean),
+    "NULL": (enc_null, dec_null),
+    "ENUMERATED": (enc_enum, dec_enum),
+    "BITSTRING": (enc_bitstring, dec_bitstring),
+    "OCTETSTRING": (enc_octstring, dec_octstring),
+    "STRING": (enc_string, dec_string),
+    "SEQUENCE": (enc_sequence, dec_sequence_fn),
+    "CHOICE": (enc_choice, dec_choice),
+    "SEQOF": (enc_seqof, dec_seqof),
+    "OPEN": (enc_open, dec_open),
+}
+
+
 def enc_body(w, t, v):
-    k = t.kind
-    if k == "INTEGER":
-        enc_integer(w, t, v)
-    elif k == "BOOLEAN":
-        w("return rtJsonEncBoolValue(pctxt, %s != 0);" % v)
-    elif k == "NULL":
-        w("return rtJsonEncStringNull(pctxt);")
-    elif k == "ENUMERATED":
-        enc_enum(w, t, v)
-    elif k == "BITSTRING":
-        enc_bitstring(w, t, v)
-    elif k == "OCTETSTRING":
-        enc_octstring(w, t, v)
-    elif k == "STRING":
-        enc_string(w, t, v)
-    elif k == "SEQUENCE":
-        enc_sequence(w, t, v)
-    elif k == "CHOICE":
-        enc_choice(w, t, v)
-    elif k == "SEQOF":
-        enc_seqof(w, t, v)
-    elif k == "OPEN":
-        enc_open(w, t, v)
-    else:
-        raise AssertionError(k)
+    RULES[t.kind][0](w, t, v)
 
 
 def dec_body(w, t, lv):
-    k = t.kind
-    if k == "INTEGER":
-        dec_integer(w, t, lv)
-    elif k == "BOOLEAN":
-        w("return rtJsonDecBool(pctxt, &%s);" % lv)
-    elif k == "NULL":
-        w("rtxTxtSkipWhitespace(pctxt);")
-        w("return rtJsonDecNull(pctxt);")
-    elif k == "ENUMERATED":
-        dec_enum(w, t, lv)
-    elif k == "BITSTRING":
-        dec_bitstring(w, t, lv)
-    elif k == "OCTETSTRING":
-        dec_octstring(w, t, lv)
-    elif k == "STRING":
-        dec_string(w, t, lv)
-    elif k == "SEQUENCE":
-        dec_sequence(w, t, lv)
-        w("return 0;")
-    elif k == "CHOICE":
-        dec_choice(w, t, lv)
-    elif k == "SEQOF":
-        dec_seqof(w, t, lv)
-    else:
-        raise AssertionError(k)
+    RULES[t.kind][1](w, t, lv)
 
 
 def write_inline_encoder(w, site):
