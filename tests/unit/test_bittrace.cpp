@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "pu_trace.h"
 #include "rtxDiag.h"
@@ -49,6 +50,23 @@ class BitTrace : public ::testing::Test {
 
    void useBytes(uint8_t* data, size_t n) { ASSERT_EQ(0, rtxInitContextBuffer(&ctx, data, n)); }
 
+   struct Spec {
+      const char* name;
+      uint64_t offset;
+      uint64_t count;
+   };
+   std::vector<uint8_t> bytes;
+
+   // A fresh trace list over `data` holding the given fields, printed.
+   void traceFields(std::vector<uint8_t> data, std::initializer_list<Spec> fields)
+   {
+      bytes = std::move(data);
+      useBytes(bytes.data(), bytes.size());
+      ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+      for (const Spec& f : fields) field(ctx.pBitFldList, f.name, f.offset, f.count);
+      rtxDiagBitTracePrint(ctx.pBitFldList, "data");
+   }
+
    // Records a field of `count` bits at `offset` in `list`.
    void field(VXRTDiagBitFieldList* list, const char* name, uint64_t offset, uint64_t count)
    {
@@ -61,14 +79,7 @@ class BitTrace : public ::testing::Test {
 
 TEST_F(BitTrace, FieldsStartingMidByteContinueTheLine)
 {
-   uint8_t data[2] = {0xA5, 0x3C};
-   useBytes(data, 2);
-   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
-   VXRTDiagBitFieldList* list = ctx.pBitFldList;
-   field(list, "first", 0, 3);
-   field(list, "second", 3, 9);
-   field(list, "third", 12, 4);
-   rtxDiagBitTracePrint(list, "data");
+   traceFields({0xA5, 0x3C}, {{"first", 0, 3}, {"second", 3, 9}, {"third", 12, 4}});
 
    std::string expected = head("data first", 0, 3) + line("101", "", "") + "\n" +
                           head("data second", 3, 9) + line("---00101 0011", "a5", ".") + "\n" +
@@ -79,14 +90,7 @@ TEST_F(BitTrace, FieldsStartingMidByteContinueTheLine)
 
 TEST_F(BitTrace, UnclaimedBitsZeroBitFieldAndEndMidByte)
 {
-   uint8_t data[2] = {0xFF, 0x00};
-   useBytes(data, 2);
-   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
-   VXRTDiagBitFieldList* list = ctx.pBitFldList;
-   field(list, "a", 0, 2);
-   field(list, "z", 5, 0);
-   field(list, "b", 5, 6);
-   rtxDiagBitTracePrint(list, "data");
+   traceFields({0xFF, 0x00}, {{"a", 0, 2}, {"z", 5, 0}, {"b", 5, 6}});
 
    // Bits 2..4 belong to no field; the zero-bit field prints the carried
    // line masked; the message ends in the middle of the second byte. The
@@ -99,13 +103,7 @@ TEST_F(BitTrace, UnclaimedBitsZeroBitFieldAndEndMidByte)
 
 TEST_F(BitTrace, FullLinesAndZeroBitFieldOnEmptyLine)
 {
-   uint8_t data[5] = {'A', 'B', 'C', 'D', 0x80};
-   useBytes(data, 5);
-   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
-   VXRTDiagBitFieldList* list = ctx.pBitFldList;
-   field(list, "word", 0, 33);
-   field(list, "z", 33, 0);
-   rtxDiagBitTracePrint(list, "data");
+   traceFields({'A', 'B', 'C', 'D', 0x80}, {{"word", 0, 33}, {"z", 33, 0}});
 
    std::string expected =
       head("data word", 0, 33) +
@@ -115,14 +113,10 @@ TEST_F(BitTrace, FullLinesAndZeroBitFieldOnEmptyLine)
 
    // A zero-bit field on an empty line has no bit line at all.
    out.clear();
-   uint8_t four[4] = {0, 0, 0, 0};
-   useBytes(four, 4);
-   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
-   field(ctx.pBitFldList, "all", 0, 32);
-   field(ctx.pBitFldList, "end", 32, 0);
-   rtxDiagBitTracePrint(ctx.pBitFldList, "v");
-   EXPECT_EQ(head("v all", 0, 32) + "00000000 00000000 00000000 00000000    00000000    ....\n\n" +
-                head("v end", 32, 0) + "\n",
+   traceFields({0, 0, 0, 0}, {{"all", 0, 32}, {"end", 32, 0}});
+   EXPECT_EQ(head("data all", 0, 32) +
+                "00000000 00000000 00000000 00000000    00000000    ....\n\n" +
+                head("data end", 32, 0) + "\n",
              out);
 }
 
