@@ -1,0 +1,48 @@
+"""Emitter of `itsgen_catalog.h`: X-macro lists of the generated records and
+classes by construct, so that tests can walk every record, enumeration
+table and region list without naming them one by one. Nothing in the
+library includes it."""
+from . import layout
+from .cwriter import Writer
+
+NAME = "itsgen_catalog.h"
+
+
+def xlist(w, name, entries):
+    w("#define %s(X) \\" % name)
+    for e in entries:
+        w("   X(%s) \\" % e)
+    w("   /* end */")
+    w()
+
+
+def emit(model):
+    types = model.types
+    w = Writer()
+    w("// itsgen_catalog.h: lists of the generated records by construct (tests only).")
+    w("// Written by the itscodec schema compiler (codegen/); do not edit.")
+    w("#ifndef ITSGEN_CATALOG_H")
+    w("#define ITSGEN_CATALOG_H")
+    w()
+    for m in model.order:
+        w('#include "%s.h"' % m.stem)
+    w()
+    w("#define ITSGEN_TYPE_COUNT %d" % len(types))
+    w("#define ITSGEN_CONTROL_CLASS_COUNT %d" % len(model.control_types()))
+    w()
+    xlist(w, "ITSGEN_FLAGGED_RECORDS",
+          [t.record for t in types if t.kind == "SEQUENCE" and t.optionals])
+    xlist(w, "ITSGEN_CHOICE_RECORDS", [t.record for t in types if t.kind == "CHOICE"])
+    xlist(w, "ITSGEN_EXTENSIBLE_SEQUENCES",
+          [t.record for t in types if t.kind == "SEQUENCE" and t.ext])
+    xlist(w, "ITSGEN_SELECTOR_RECORDS",
+          ["%s, %s" % (t.record, t.open_comp.cid) for t in types
+           if t.kind == "SEQUENCE" and t.open_comp is not None and t.open_comp.type.rows])
+    xlist(w, "ITSGEN_ENUM_TYPES", [t.record for t in types if t.kind == "ENUMERATED"])
+    xlist(w, "ITSGEN_REGION_LISTS", ["Vexil_%s, %s, %s" % (t.cname, t.elem.record,
+                                                           t.elem.base.open_comp.type.key_comp.cid)
+                                     for t in types if t.family == "region list"])
+    xlist(w, "ITSGEN_LIST_CLASSES", ["Vexil_%s, %s" % (t.cname, t.elem.record) for t in types
+                                     if t.family in ("list", "region list") and layout.has_new(t.elem)])
+    w("#endif")
+    return {NAME: w.text()}
