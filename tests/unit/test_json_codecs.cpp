@@ -316,6 +316,23 @@ TEST(JsonCodecs, UnknownMembersComeBackAtTheEndOnOneLine) {
    EXPECT_EQ(RTERR_NOTINSET, r.read(asn1JsonDec_ITS_ItsPduHeader, &header));
 }
 
+TEST(JsonCodecs, SequencesThatBeginWithOptionalMembers) {
+   // The comma depends on what was written before, known only at run time.
+   EXPECT_EQ("{\n   \"rsuGNSSOffset\":{\n      \"node-XY1\":{\n         \"x\":1,\n"
+             "         \"y\":-2\n      }\n   },\n   \"z\":true\n}",
+             roundTrip(asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC,
+                       asn1JsonEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC,
+                       "{\"z\":true,\"rsuGNSSOffset\":{\"node-XY1\":{\"y\":-2,\"x\":1}}}"));
+   // No member before the additions: no comma, and their own break after
+   // the one that opened the object.
+   const std::string onlyAdditions = "{\n   \n   \"z\":true\n}";
+   EXPECT_EQ(onlyAdditions,
+             roundTrip(asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC,
+                       asn1JsonEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC, onlyAdditions));
+   EXPECT_EQ("{\n   \n}", roundTrip(asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC,
+                                    asn1JsonEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC, "{}"));
+}
+
 TEST(JsonCodecs, AbsentOptionalsNullAndDuplicates) {
    ASN1T_ETSI_DSRC_Position3D pos;
    {
