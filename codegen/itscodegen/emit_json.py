@@ -22,7 +22,7 @@ own gets a static function of the unit, named after the inline naming rule
 """
 from . import control, layout, naming
 from .cwriter import Writer, c_string, header_banner
-from .emit_uper import alloc_record, alt_lv, by_pointer, construct, is_pdu
+from .emit_uper import alloc_record, alt_lv, by_pointer, construct, guard, is_pdu
 
 COMMON_HEADER = "itsgen_json.h"
 
@@ -787,16 +787,13 @@ def write_decoder(w, t):
     w()
 
 
-def guard(stem):
-    return "ITSGEN_" + "".join(c if c.isalnum() else "_" for c in stem).upper() + "_JSON_H"
-
-
 def emit_decls(mod):
     w = Writer()
     for line in header_banner(mod.stem, "JSON encoder and decoder declarations").splitlines():
         w(line)
-    w("#ifndef " + guard(mod.stem))
-    w("#define " + guard(mod.stem))
+    g = guard(mod.stem, "JSON_H")
+    w("#ifndef " + g)
+    w("#define " + g)
     w()
     w('#include "%s.h"' % mod.stem)
     w()
