@@ -3,6 +3,7 @@
 // the level filter and print streams of the diagnostic printers.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -13,6 +14,8 @@
 #include "rtxError.h"
 #include "rtxMemory.h"
 #include "rtxPrintStream.h"
+#include "rtxReadBytes.h"
+#include "rtxStream.h"
 
 namespace {
 
@@ -260,6 +263,45 @@ TEST_F(BitTrace, PerHelpersRecordOnlyWhileTraceIsOn)
    EXPECT_EQ(head("data ConsInteger", 0, 3) + line("110", "", "") + "\n", out);
    PU_RESETTRACE(&ctx);
    EXPECT_EQ(0u, ctx.pBitFldList->fieldList.count);
+}
+
+long readFromString(VXRTSTREAM* s, uint8_t* buf, size_t n)
+{
+   std::string* src = static_cast<std::string*>(s->extra);
+   size_t take = std::min(n, src->size());
+   memcpy(buf, src->data(), take);
+   src->erase(0, take);
+   return (long)take;
+}
+
+TEST_F(BitTrace, StreamInputIsPrintedFromTheCaptureBuffer)
+{
+   std::string source = "\x81\x42";
+   ASSERT_EQ(0, rtxStreamInit(&ctx));
+   ctx.pStream->read = readFromString;
+   ctx.pStream->extra = &source;
+   ctx.pStream->id = VXRT_STREAM_ID_FILE;
+   ctx.pStream->flags = VXRT_STREAM_INPUT;
+   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+   VXRTDiagBitFieldList* list = ctx.pBitFldList;
+   ASSERT_NE(nullptr, list->pCaptureBuf);
+
+   uint8_t b;
+   ASSERT_EQ(0, rtxReadBytes(&ctx, &b, 1));
+   ASSERT_NE(nullptr, rtxDiagNewBitField(list, "octet"));
+   ASSERT_EQ(0, rtxReadBytes(&ctx, &b, 1));
+   rtxDiagSetBitFldCount(list);
+   rtxDiagBitTracePrint(list, "data");
+   EXPECT_EQ(head("data octet", 8, 8) + line("01000010 ", "42", "B") + "\n", out);
+
+   // Without the capture the printer has no bytes: it says so and stops.
+   out.clear();
+   list->pCaptureBuf = nullptr;
+   list->curNode = nullptr;
+   rtxSetDiag(&ctx, true);
+   rtxDiagBitTracePrint(list, "data");
+   EXPECT_EQ("~E ERROR: capture buffer was not assigned to stream\n", out);
+   rtxStreamClose(&ctx);
 }
 
 // ---- diagnostics ----
