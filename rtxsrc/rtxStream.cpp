@@ -487,11 +487,16 @@ int rtxStreamLoadInputBuffer(VXCTXT* pctxt, size_t nbytes)
                   pctxt->savedIndex != NO_SAVED_INDEX && pctxt->savedIndex <= buf.byteIndex;
       if (held) keepFrom = pctxt->savedIndex;
       if (keepFrom > buf.size) keepFrom = buf.size;
-      if (keepFrom > 0) memmove(buf.data, buf.data + keepFrom, (size_t)(buf.size - keepFrom));
-      buf.size -= keepFrom;
-      buf.byteIndex -= keepFrom;
-      pStream->ioBytes += keepFrom;
-      pctxt->savedIndex = held ? 0 : NO_SAVED_INDEX;
+      // The caller's bytes (an attached memory buffer) are never moved;
+      // once all of them are consumed there is simply nothing to keep.
+      if (buf.dynamic || keepFrom == buf.size) {
+         if (keepFrom > 0 && keepFrom < buf.size)
+            memmove(buf.data, buf.data + keepFrom, (size_t)(buf.size - keepFrom));
+         buf.size -= keepFrom;
+         buf.byteIndex -= keepFrom;
+         pStream->ioBytes += keepFrom;
+         pctxt->savedIndex = held ? 0 : NO_SAVED_INDEX;
+      }
    }
    if (buf.byteIndex + nbytes > pStream->bufSize) {
       if (!buf.dynamic) return VX_LOG_ERRNEW(pctxt, RTERR_BUFOVFLW);

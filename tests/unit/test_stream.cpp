@@ -158,6 +158,19 @@ TEST_F(Stream, PeekPastTheEndOfMemoryIs1ThenReadIs17)
    EXPECT_EQ(RTERR_MULTIPLE, rtxErrGetStatus(&ctx));
 }
 
+TEST_F(Stream, LoadingMidMemoryNeverMovesTheCallersBytes)
+{
+   static const char text[] = "abcdef";  // read-only storage
+   const uint8_t* bytes = reinterpret_cast<const uint8_t*>(text);
+   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytes, 6, VXRT_STREAM_INPUT));
+   uint8_t b;
+   ASSERT_EQ(0, rtxReadBytes(&ctx, &b, 1));
+   EXPECT_EQ(RTERR_BUFOVFLW, rtxStreamLoadInputBuffer(&ctx, 3));
+   EXPECT_STREQ("abcdef", text);
+   EXPECT_EQ(1u, ctx.buffer.byteIndex);
+   EXPECT_EQ(6u, ctx.buffer.size);
+}
+
 TEST_F(Stream, EndOfBufferWithoutStreamIs2AndPeekIs0)
 {
    uint8_t data[2] = {1, 2};
