@@ -648,21 +648,37 @@ void* rtxMemHeapReallocStatic(void** ppvMemHeap, void* ptr, size_t oldSize, size
 
 // --- whole-heap operations ------------------------------------------------------
 
-void rtxMemHeapFreeAll(void** ppvMemHeap) {
-   if (!ppvMemHeap || !*ppvMemHeap) return;
+// Common start of free-all and reset: a static heap just forgets what it
+// handed out. Returns the heap if there is more to do.
+static VXMemHeap* beginWholeHeapOp(void** ppvMemHeap, int line) {
+   if (!ppvMemHeap || !*ppvMemHeap) return nullptr;
    VXMemHeap* h = heapOf(ppvMemHeap);
    if (h->flags & RT_MH_STATIC) {
       h->staticUsed = 0;
-      return;
+      return nullptr;
    }
-   checkIfAsked(h, ppvMemHeap, __LINE__);
+   checkIfAsked(h, ppvMemHeap, line);
+   return h;
+}
+
+// Releases the raw blocks: all of them, or those without the saved flag.
+static void releaseRawBlocks(VXMemHeap* h, bool keepSaved) {
    VXMemLink* anchor = &h->rawBlkList;
    for (VXMemLink* l = anchor->pnext; l != anchor;) {
       VXMemLink* nl = l->pnext;
-      releaseRaw(h, reinterpret_cast<MemRawBlk*>(l));
+      MemRawBlk* rb = reinterpret_cast<MemRawBlk*>(l);
+      if (!keepSaved || !(rb->hdr.w3 & VX_ELEM_SAVED)) {
+         rawUnlink(rb);
+         releaseRaw(h, rb);
+      }
       l = nl;
    }
-   anchor->pnext = anchor->pprev = anchor;
+}
+
+void rtxMemHeapFreeAll(void** ppvMemHeap) {
+   VXMemHeap* h = beginWholeHeapOp(ppvMemHeap, __LINE__);
+   if (!h) return;
+   releaseRawBlocks(h, false);
    MemBlk* start = h->curMemBlk;
    if (!start) return;
    MemBlk* b = start;
@@ -735,23 +751,9 @@ static void resetBlockSaved(MemBlk* b) {
 }
 
 void rtxMemHeapReset(void** ppvMemHeap) {
-   if (!ppvMemHeap || !*ppvMemHeap) return;
-   VXMemHeap* h = heapOf(ppvMemHeap);
-   if (h->flags & RT_MH_STATIC) {
-      h->staticUsed = 0;
-      return;
-   }
-   checkIfAsked(h, ppvMemHeap, __LINE__);
-   VXMemLink* anchor = &h->rawBlkList;
-   for (VXMemLink* l = anchor->pnext; l != anchor;) {
-      VXMemLink* nl = l->pnext;
-      MemRawBlk* rb = reinterpret_cast<MemRawBlk*>(l);
-      if (!(rb->hdr.w3 & VX_ELEM_SAVED)) {
-         rawUnlink(rb);
-         releaseRaw(h, rb);
-      }
-      l = nl;
-   }
+   VXMemHeap* h = beginWholeHeapOp(ppvMemHeap, __LINE__);
+   if (!h) return;
+   releaseRawBlocks(h, true);
    MemBlk* b = h->curMemBlk;
    if (b) {
       MemBlk* last = b->pprev;
@@ -770,7 +772,7 @@ void rtxMemHeapReset(void** ppvMemHeap) {
          b = nb;
       }
    }
-   if (!h->curMemBlk && anchor->pnext == anchor) h->minAddr = h->maxAddr = nullptr;
+   if (!h->curMemBlk && h->rawBlkList.pnext == &h->rawBlkList) h->minAddr = h->maxAddr = nullptr;
 }
 
 void rtxMemHeapAddRef(void** ppvMemHeap) {
