@@ -36,10 +36,11 @@ std::vector<uint8_t> makeInput(unsigned bits, unsigned lead)
    return std::vector<uint8_t>(ctx.c.buffer.data, ctx.c.buffer.data + pu_getMsgLen(&ctx.c) + 8);
 }
 
-// The inline bit read that generated decoders use for fixed ranges.
-void BM_DecBits(benchmark::State& state)
+// Reads kFields fields with `read` (status, value out) from the start of a
+// prepared input, again and again.
+template <typename Read>
+void decodeLoop(benchmark::State& state, unsigned bits, unsigned lead, Read read)
 {
-   unsigned bits = (unsigned)state.range(0), lead = (unsigned)state.range(1);
    std::vector<uint8_t> in = makeInput(bits, lead);
    Ctx ctx;
    pu_setBuffer(&ctx.c, in.data(), in.size(), false);
@@ -49,7 +50,7 @@ void BM_DecBits(benchmark::State& state)
       ctx.c.buffer.bitOffset = (int16_t)(8 - lead);
       for (int i = 0; i < kFields; i++) {
          uint32_t v = 0;
-         if (rtxDecBits(&ctx.c, &v, bits) != 0) state.SkipWithError("decode failed");
+         if (read(&ctx.c, &v) != 0) state.SkipWithError("decode failed");
          sum += v;
       }
       benchmark::DoNotOptimize(sum);
@@ -57,82 +58,71 @@ void BM_DecBits(benchmark::State& state)
    perField(state);
 }
 
-void BM_DecBit(benchmark::State& state)
+// Writes kFields values with `write` behind `lead` bits.
+template <typename Write>
+void encodeLoop(benchmark::State& state, unsigned bits, unsigned lead, Write write)
 {
-   std::vector<uint8_t> in = makeInput(1, 0);
    Ctx ctx;
-   pu_setBuffer(&ctx.c, in.data(), in.size(), false);
-   uint32_t sum = 0;
+   pu_setBuffer(&ctx.c, nullptr, 64 * 1024, false);
+   uint32_t mask = bits == 32 ? 0xFFFFFFFFu : (1u << bits) - 1;
    for (auto _ : state) {
       ctx.c.buffer.byteIndex = 0;
       ctx.c.buffer.bitOffset = 8;
-      for (int i = 0; i < kFields; i++) {
-         uint8_t b = 0;
-         if (rtxDecBit(&ctx.c, &b) != 0) state.SkipWithError("decode failed");
-         sum += b;
-      }
-      benchmark::DoNotOptimize(sum);
+      rtxEncBits(&ctx.c, 0, lead);
+      for (int i = 0; i < kFields; i++)
+         if (write(&ctx.c, (uint32_t)i * 2654435761u & mask) != 0)
+            state.SkipWithError("encode failed");
+      benchmark::DoNotOptimize(ctx.c.buffer.data[0]);
    }
    perField(state);
+}
+
+uint32_t rangeOfBits(unsigned bits)
+{
+   return bits == 32 ? 0xFFFFFFFFu : (1u << bits);
+}
+
+// The inline one-bit read.
+void BM_DecBit(benchmark::State& state)
+{
+   decodeLoop(state, 1, 0, [](VXCTXT* c, uint32_t* v) {
+      uint8_t b = 0;
+      int stat = rtxDecBit(c, &b);
+      *v = b;
+      return stat;
+   });
+}
+
+// The inline field read that generated decoders use for fixed ranges.
+void BM_DecBits(benchmark::State& state)
+{
+   unsigned bits = (unsigned)state.range(0);
+   decodeLoop(state, bits, (unsigned)state.range(1),
+              [bits](VXCTXT* c, uint32_t* v) { return rtxDecBits(c, v, bits); });
 }
 
 // The constrained whole number primitive (range 2^bits).
 void BM_PdConsWholeNumber(benchmark::State& state)
 {
-   unsigned bits = (unsigned)state.range(0), lead = (unsigned)state.range(1);
-   uint32_t range = bits == 32 ? 0xFFFFFFFFu : (1u << bits);
-   std::vector<uint8_t> in = makeInput(bits, lead);
-   Ctx ctx;
-   pu_setBuffer(&ctx.c, in.data(), in.size(), false);
-   uint32_t sum = 0;
-   for (auto _ : state) {
-      ctx.c.buffer.byteIndex = 0;
-      ctx.c.buffer.bitOffset = (int16_t)(8 - lead);
-      for (int i = 0; i < kFields; i++) {
-         uint32_t v = 0;
-         if (pd_ConsWholeNumber(&ctx.c, &v, range) != 0) state.SkipWithError("decode failed");
-         sum += v;
-      }
-      benchmark::DoNotOptimize(sum);
-   }
-   perField(state);
+   unsigned bits = (unsigned)state.range(0);
+   uint32_t range = rangeOfBits(bits);
+   decodeLoop(state, bits, (unsigned)state.range(1),
+              [range](VXCTXT* c, uint32_t* v) { return pd_ConsWholeNumber(c, v, range); });
 }
 
 void BM_EncBits(benchmark::State& state)
 {
-   unsigned bits = (unsigned)state.range(0), lead = (unsigned)state.range(1);
-   Ctx ctx;
-   pu_setBuffer(&ctx.c, nullptr, 64 * 1024, false);
-   uint32_t mask = bits == 32 ? 0xFFFFFFFFu : (1u << bits) - 1;
-   for (auto _ : state) {
-      ctx.c.buffer.byteIndex = 0;
-      ctx.c.buffer.bitOffset = 8;
-      rtxEncBits(&ctx.c, 0, lead);
-      for (int i = 0; i < kFields; i++)
-         if (rtxEncBits(&ctx.c, (uint32_t)i * 2654435761u & mask, bits) != 0)
-            state.SkipWithError("encode failed");
-      benchmark::DoNotOptimize(ctx.c.buffer.data[0]);
-   }
-   perField(state);
+   unsigned bits = (unsigned)state.range(0);
+   encodeLoop(state, bits, (unsigned)state.range(1),
+              [bits](VXCTXT* c, uint32_t v) { return rtxEncBits(c, v, bits); });
 }
 
 void BM_PeConsWholeNumber(benchmark::State& state)
 {
-   unsigned bits = (unsigned)state.range(0), lead = (unsigned)state.range(1);
-   uint32_t range = bits == 32 ? 0xFFFFFFFFu : (1u << bits);
-   uint32_t mask = bits == 32 ? 0xFFFFFFFFu : (1u << bits) - 1;
-   Ctx ctx;
-   pu_setBuffer(&ctx.c, nullptr, 64 * 1024, false);
-   for (auto _ : state) {
-      ctx.c.buffer.byteIndex = 0;
-      ctx.c.buffer.bitOffset = 8;
-      rtxEncBits(&ctx.c, 0, lead);
-      for (int i = 0; i < kFields; i++)
-         if (pe_ConsWholeNumber(&ctx.c, (uint32_t)i * 2654435761u & mask, range) != 0)
-            state.SkipWithError("encode failed");
-      benchmark::DoNotOptimize(ctx.c.buffer.data[0]);
-   }
-   perField(state);
+   unsigned bits = (unsigned)state.range(0);
+   uint32_t range = rangeOfBits(bits);
+   encodeLoop(state, bits, (unsigned)state.range(1),
+              [range](VXCTXT* c, uint32_t v) { return pe_ConsWholeNumber(c, v, range); });
 }
 
 // Lengths: arg 0 = a constrained SIZE(1..4) length, else the value of an
