@@ -67,18 +67,18 @@ class VXRTInputStream : public VXRTStream, public VXRTInputStreamIF {
 
  public:
    // Reader position in bytes (0 if it cannot be had).
-   virtual size_t currentPos();
+   size_t currentPos() override;
    // Whether the stream record is of the given kind (VXRT_STREAM_ID_*).
-   virtual bool isA(int streamId);
-   virtual int getPosition(size_t* ppos);
+   bool isA(int streamId) override;
+   int getPosition(size_t* ppos) override;
    virtual int getStatus() { return mStatus; }
-   virtual bool markSupported();
-   virtual int mark(size_t readAheadLimit);
-   virtual long read(uint8_t* pDestBuf, size_t toReadBytes);
-   virtual long readBlocking(uint8_t* pDestBuf, size_t toReadBytes);
-   virtual int reset();
-   virtual int setPosition(size_t pos);
-   virtual int skip(size_t n);
+   bool markSupported() override;
+   int mark(size_t readAheadLimit) override;
+   long read(uint8_t* pDestBuf, size_t toReadBytes) override;
+   long readBlocking(uint8_t* pDestBuf, size_t toReadBytes) override;
+   int reset() override;
+   int setPosition(size_t pos) override;
+   int skip(size_t n) override;
 
    // Both bases declare these; one implementation serves both.
    int close() override { return VXRTStream::close(); }
