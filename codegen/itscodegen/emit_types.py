@@ -168,7 +168,7 @@ def field_init(w, t, lv):
         w("%s.data = 0;" % lv)
 
 
-def free_ptr(w, lv, cast=True):
+def free_ptr(w, lv):
     w("rtxMemFreePtr(pctxt, %s);" % lv)
     w("%s = 0;" % lv)
 
@@ -363,10 +363,6 @@ def write_new(w, t):
 
 def vexil(t):
     return "Vexil_" + t.cname
-
-
-def list_elem(t):
-    return t.elem
 
 
 def write_class_decl(w, t):
