@@ -321,6 +321,10 @@ def write_ctor(w, t):
             w("t = 0;")
             w("memset(&u, 0, sizeof(u));")
             return
+        if t.kind == "SEQOF":
+            w("n = 0;")
+            if t.form == "dynamic-array":
+                w("elem = 0;")
         if t.optionals:
             w("memset(&m, 0, sizeof(m));")
         for c in t.comps:

@@ -90,6 +90,14 @@ TEST(TypeLayer, OpenTypesWithRowsConstructRaw) {
    EXPECT_EQ(n, 9);  // eight region-keyed types and the message frame
 }
 
+TEST(TypeLayer, ArrayMessageRecordConstructsEmpty) {
+   constructOverOnes<ASN1T_AttributeIdList>([](ASN1T_AttributeIdList& r) {
+      EXPECT_EQ(r.n, 0u);
+      EXPECT_EQ(r.elem, nullptr);
+      EXPECT_EQ(r.getCtxtPtr(), nullptr);
+   });
+}
+
 // ---- value tables -----------------------------------------------------------------
 
 template <class Item>
