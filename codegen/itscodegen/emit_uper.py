@@ -759,7 +759,7 @@ def dec_seqof(w, t, lv):
         w("count = (uint8_t)(count + %d);" % s.lo)
         with w.block("if (%s)" % size_test(lv, s, "count")):
             w("rtxErrAddElemNameParm(pctxt);")
-            w("rtxErrAddUIntParm(pctxt, count);")
+            w("rtxErrAddSizeParm(pctxt, count);")
             w("return VX_LOG_ERR(pctxt, RTERR_CONSVIO);")
     else:
         dec_count_constraint(w, t)

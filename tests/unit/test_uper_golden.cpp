@@ -762,3 +762,18 @@ TEST(UperBadInput, BitFlipsOfCapturedMessages)
       }
    }
 }
+
+TEST(UperRegional, FrameSelectsTheKnownMessageByItsId)
+{
+   // messageId 18: a MapData of 16 bits (extension bit, eight presence bits,
+   // msgIssueRevision 5) in an open type of 2 octets.
+   Bits layout = Bits().put(0, 1).put(18, 15).put(2, 8).put(0, 1).put(0, 8).put(5, 7);
+   Input in(layout);
+   ASN1T_ETSI_DSRC_MessageFrame mf;
+   ASSERT_EQ(0, asn1PD_ETSI_DSRC_MessageFrame(in.ctx(), &mf));
+   EXPECT_EQ(1, mf.value.t);
+   ASSERT_NE(nullptr, mf.value.u.mapData);
+   EXPECT_EQ(5, mf.value.u.mapData->msgIssueRevision);
+   EXPECT_EQ(layout.size(), in.used());
+   EXPECT_LAYOUT(encodeWith([&](VXCTXT* c) { return asn1PE_ETSI_DSRC_MessageFrame(c, &mf); }), layout);
+}
