@@ -632,8 +632,9 @@ void* rtxMemHeapRealloc(void** ppvMemHeap, void* ptr, size_t size) {
 
 void* rtxMemHeapReallocStatic(void** ppvMemHeap, void* ptr, size_t oldSize, size_t newSize) {
    if (!ppvMemHeap || !*ppvMemHeap) return nullptr;
-   VXMemHeap* h = heapOf(ppvMemHeap);
-   VX_ASSERT(h->flags & RT_MH_STATIC);
+   VXMemHeap* pMemHeap = heapOf(ppvMemHeap);
+   VX_ASSERT(pMemHeap->flags & RT_MH_STATIC);
+   VXMemHeap* h = pMemHeap;
    if (!ptr) return staticAlloc(h, newSize);
    uint8_t* p = static_cast<uint8_t*>(ptr);
    // Only the last allocation can change size.

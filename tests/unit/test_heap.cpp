@@ -414,6 +414,10 @@ TEST_F(Heap, StaticHeapBumpsWithinItsArea) {
    EXPECT_EQ(rtxMemHeapAlloc(&heap, 50), area + 14);
    EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 4), nullptr);
    rtxMemHeapFreePtr(&heap, a);   // ignored
+   void* regular = nullptr;
+   rtxMemHeapCreate(&regular);
+   EXPECT_EXIT(rtxMemHeapReallocStatic(&regular, nullptr, 0, 8), ::testing::ExitedWithCode(255), "");
+   rtxMemHeapRelease(&regular);
    rtxMemHeapFreeAll(&heap);
    EXPECT_TRUE(rtxMemHeapIsEmpty(&heap));
 }
