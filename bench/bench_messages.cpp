@@ -1,0 +1,306 @@
+// Whole-message costs of a CAM, a DENM, a MAPEM and an IVIM: UPER decode and
+// UPER encode each with its own buffer, control object and context (as the
+// exported functions build them), and UPER->JSON / JSON->UPER through the
+// exports, outputs released included. The inputs are the JSON texts in
+// bench/data/ (VX_BENCH_DATA overrides the directory); their UPER comes from
+// the library at start-up. Each benchmark reports the peak of heap bytes a
+// call holds from the allocator ("peak_heap_bytes"). BM_ExportMemoryGrowth
+// makes 10^6 export calls and reports the resident size before and after.
+//
+// Run: bench_messages --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
+// The machine is shared: read the cpu_time medians.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+
+#include "CAM-PDU-Descriptions.h"
+#include "DENM-PDU-Descriptions.h"
+#include "IVIM-PDU-Descriptions.h"
+#include "MAPEM-PDU-Descriptions.h"
+#include "asn1PerCppTypes.h"
+#include "itscodec.h"
+#include "rtxMemory.h"
+
+namespace {
+
+// ---- heap accounting: every block a heap takes from the allocator -------
+
+struct HeapCount {
+   size_t current = 0;
+   size_t peak = 0;
+};
+HeapCount g_heap;
+
+// Each block carries its size in front so that free and realloc can
+// subtract it; the header keeps the block's alignment.
+constexpr size_t kHeader = alignof(std::max_align_t);
+
+void* countingMalloc(size_t n) {
+   unsigned char* p = static_cast<unsigned char*>(std::malloc(n + kHeader));
+   if (p == nullptr) return nullptr;
+   std::memcpy(p, &n, sizeof n);
+   g_heap.current += n;
+   if (g_heap.current > g_heap.peak) g_heap.peak = g_heap.current;
+   return p + kHeader;
+}
+
+void countingFree(void* ptr) {
+   if (ptr == nullptr) return;
+   unsigned char* p = static_cast<unsigned char*>(ptr) - kHeader;
+   size_t n;
+   std::memcpy(&n, p, sizeof n);
+   g_heap.current -= n;
+   std::free(p);
+}
+
+void* countingRealloc(void* ptr, size_t n) {
+   if (ptr == nullptr) return countingMalloc(n);
+   unsigned char* p = static_cast<unsigned char*>(ptr) - kHeader;
+   size_t old;
+   std::memcpy(&old, p, sizeof old);
+   unsigned char* q = static_cast<unsigned char*>(std::realloc(p, n + kHeader));
+   if (q == nullptr) return nullptr;
+   std::memcpy(q, &n, sizeof n);
+   g_heap.current = g_heap.current - old + n;
+   if (g_heap.current > g_heap.peak) g_heap.peak = g_heap.current;
+   return q + kHeader;
+}
+
+// Runs one call with the counting allocator in place and returns the peak
+// of bytes held during it (above what was held before).
+template <class Call>
+double peakHeapOf(Call call) {
+   rtxMemSetAllocFuncs(countingMalloc, countingRealloc, countingFree);
+   g_heap = HeapCount();
+   call();
+   size_t peak = g_heap.peak;
+   rtxMemSetAllocFuncs(std::malloc, std::realloc, std::free);
+   return (double)peak;
+}
+
+// ---- inputs -------------------------------------------------------------
+
+std::string dataDir() {
+   if (const char* dir = std::getenv("VX_BENCH_DATA")) return dir;
+   std::string file = __FILE__;
+   return file.substr(0, file.find_last_of('/') + 1) + "data";
+}
+
+typedef int (*ToJson)(const char*, unsigned long, char**, char**, bool);
+typedef int (*FromJson)(const char*, char**, unsigned long*, char**, bool);
+
+struct Input {
+   std::string json;
+   std::string uper;
+};
+
+// The JSON text of a message and its UPER from the library; ends the
+// process with a report when the file is missing or does not convert.
+Input loadInput(const char* file, FromJson fromJson) {
+   std::string path = dataDir() + "/" + file;
+   std::ifstream in(path, std::ios::binary);
+   if (!in) {
+      std::fprintf(stderr, "bench_messages: cannot read %s\n", path.c_str());
+      std::exit(1);
+   }
+   Input input;
+   input.json.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+   char* encoded = nullptr;
+   char* errorText = nullptr;
+   unsigned long encodedLen = 0;
+   int stat = fromJson(input.json.c_str(), &encoded, &encodedLen, &errorText, false);
+   if (stat != 0) {
+      std::fprintf(stderr, "bench_messages: %s does not convert (%d):\n%s\n", path.c_str(), stat,
+                   errorText ? errorText : "");
+      std::exit(1);
+   }
+   input.uper.assign(encoded, encodedLen);
+   etsi_delete_array(encoded);
+   return input;
+}
+
+template <class Record, class Control>
+struct Message {
+   static const Input& input();
+};
+
+#define VX_BENCH_MESSAGE(MSG, FILE)                                                  \
+   template <>                                                                       \
+   const Input& Message<ASN1T_##MSG, Vexil_##MSG>::input() {                         \
+      static const Input in = loadInput(FILE, etsi_##MSG##_from_json);               \
+      return in;                                                                     \
+   }
+VX_BENCH_MESSAGE(CAM, "cam.json")
+VX_BENCH_MESSAGE(DENM, "denm.json")
+VX_BENCH_MESSAGE(MAPEM, "mapem.json")
+VX_BENCH_MESSAGE(IVIM, "ivim.json")
+#undef VX_BENCH_MESSAGE
+
+void fail(benchmark::State& state, const char* what, int stat) {
+   state.SkipWithError((std::string(what) + " failed with status " + std::to_string(stat)).c_str());
+}
+
+// ---- UPER decode and encode ---------------------------------------------
+
+// One decode as the exports make it: buffer (and its context), record,
+// control object; everything destroyed at the end of the call.
+template <class Record, class Control>
+int decodeOnce(const std::string& uper) {
+   ASN1PERDecodeBuffer decodeBuffer((const uint8_t*)uper.data(), uper.size(), 0);
+   Record record;
+   Control control(decodeBuffer, record);
+   return control.Decode(0);
+}
+
+template <class Record, class Control>
+void BM_UperDecode(benchmark::State& state) {
+   const std::string& uper = Message<Record, Control>::input().uper;
+   for (auto _ : state) {
+      int stat = decodeOnce<Record, Control>(uper);
+      if (stat != 0) return fail(state, "decode", stat);
+   }
+   state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)uper.size());
+   state.counters["peak_heap_bytes"] = peakHeapOf([&] { decodeOnce<Record, Control>(uper); });
+}
+
+// One encode of a record decoded beforehand: buffer (and its context) and
+// control object made and destroyed per call.
+template <class Record, class Control>
+int encodeOnce(Record& record, size_t* len) {
+   ASN1PEREncodeBuffer encodeBuffer(0);
+   Control control(encodeBuffer, record);
+   int stat = control.Encode();
+   *len = encodeBuffer.getMsgLen();
+   benchmark::DoNotOptimize(encodeBuffer.getMsgPtr());
+   return stat;
+}
+
+template <class Record, class Control>
+void BM_UperEncode(benchmark::State& state) {
+   const std::string& uper = Message<Record, Control>::input().uper;
+   ASN1PERDecodeBuffer decodeBuffer((const uint8_t*)uper.data(), uper.size(), 0);
+   Record record;
+   Control decoder(decodeBuffer, record);
+   int stat = decoder.Decode(0);
+   if (stat != 0) return fail(state, "decode", stat);
+   size_t len = 0;
+   for (auto _ : state) {
+      stat = encodeOnce<Record, Control>(record, &len);
+      if (stat != 0) return fail(state, "encode", stat);
+   }
+   if (len != uper.size()) return fail(state, "re-encode length check", -1);
+   state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)uper.size());
+   state.counters["peak_heap_bytes"] = peakHeapOf([&] { encodeOnce<Record, Control>(record, &len); });
+}
+
+// ---- the exports ----------------------------------------------------------
+
+int toJsonOnce(ToJson toJson, const std::string& uper) {
+   char* text = nullptr;
+   char* errorText = nullptr;
+   int stat = toJson(uper.data(), uper.size(), &text, &errorText, false);
+   etsi_delete_array(text);
+   etsi_delete_array(errorText);
+   return stat;
+}
+
+int fromJsonOnce(FromJson fromJson, const std::string& json) {
+   char* encoded = nullptr;
+   char* errorText = nullptr;
+   unsigned long encodedLen = 0;
+   int stat = fromJson(json.c_str(), &encoded, &encodedLen, &errorText, false);
+   etsi_delete_array(encoded);
+   etsi_delete_array(errorText);
+   return stat;
+}
+
+template <class Record, class Control>
+void BM_UperToJson(benchmark::State& state, ToJson toJson) {
+   const std::string& uper = Message<Record, Control>::input().uper;
+   for (auto _ : state) {
+      int stat = toJsonOnce(toJson, uper);
+      if (stat != 0) return fail(state, "to_json", stat);
+   }
+   state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)uper.size());
+   state.counters["peak_heap_bytes"] = peakHeapOf([&] { toJsonOnce(toJson, uper); });
+}
+
+template <class Record, class Control>
+void BM_JsonToUper(benchmark::State& state, FromJson fromJson) {
+   const std::string& json = Message<Record, Control>::input().json;
+   for (auto _ : state) {
+      int stat = fromJsonOnce(fromJson, json);
+      if (stat != 0) return fail(state, "from_json", stat);
+   }
+   state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)json.size());
+   state.counters["peak_heap_bytes"] = peakHeapOf([&] { fromJsonOnce(fromJson, json); });
+}
+
+template <class Record, class Control>
+void registerMessage(const char* name, ToJson toJson, FromJson fromJson) {
+   std::string n = name;
+   benchmark::RegisterBenchmark(("UperDecode/" + n).c_str(), BM_UperDecode<Record, Control>);
+   benchmark::RegisterBenchmark(("UperEncode/" + n).c_str(), BM_UperEncode<Record, Control>);
+   benchmark::RegisterBenchmark(("UperToJson/" + n).c_str(), BM_UperToJson<Record, Control>,
+                                toJson);
+   benchmark::RegisterBenchmark(("JsonToUper/" + n).c_str(), BM_JsonToUper<Record, Control>,
+                                fromJson);
+}
+
+// ---- process memory over many calls --------------------------------------
+
+// Resident pages from /proc/self/statm, in KiB.
+double residentKiB() {
+   FILE* f = std::fopen("/proc/self/statm", "r");
+   if (f == nullptr) return -1;
+   long size = 0, resident = 0;
+   int n = std::fscanf(f, "%ld %ld", &size, &resident);
+   std::fclose(f);
+   return n == 2 ? (double)resident * 4.0 : -1;
+}
+
+// 10^6 export calls on the CAM (to_json and from_json alternating); the
+// first 1,000 calls run before the first reading so that one-time growth
+// (allocator arenas, lazy statics) is not counted.
+void BM_ExportMemoryGrowth(benchmark::State& state) {
+   typedef Message<ASN1T_CAM, Vexil_CAM> Cam;
+   const Input& in = Cam::input();
+   for (int i = 0; i < 500; i++) {
+      toJsonOnce(etsi_CAM_to_json, in.uper);
+      fromJsonOnce(etsi_CAM_from_json, in.json);
+   }
+   double before = residentKiB();
+   for (auto _ : state) {
+      for (int i = 0; i < 500000; i++) {
+         if (toJsonOnce(etsi_CAM_to_json, in.uper) != 0) return fail(state, "to_json", -1);
+         if (fromJsonOnce(etsi_CAM_from_json, in.json) != 0) return fail(state, "from_json", -1);
+      }
+   }
+   double after = residentKiB();
+   state.counters["rss_before_KiB"] = before;
+   state.counters["rss_after_KiB"] = after;
+   state.counters["rss_growth_KiB"] = after - before;
+}
+}  // namespace
+
+int main(int argc, char** argv) {
+   registerMessage<ASN1T_CAM, Vexil_CAM>("CAM", etsi_CAM_to_json, etsi_CAM_from_json);
+   registerMessage<ASN1T_DENM, Vexil_DENM>("DENM", etsi_DENM_to_json, etsi_DENM_from_json);
+   registerMessage<ASN1T_MAPEM, Vexil_MAPEM>("MAPEM", etsi_MAPEM_to_json, etsi_MAPEM_from_json);
+   registerMessage<ASN1T_IVIM, Vexil_IVIM>("IVIM", etsi_IVIM_to_json, etsi_IVIM_from_json);
+   benchmark::RegisterBenchmark("ExportMemoryGrowth/CAM", BM_ExportMemoryGrowth)
+      ->Iterations(1)
+      ->Repetitions(1)
+      ->Unit(benchmark::kMillisecond);
+   benchmark::Initialize(&argc, argv);
+   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+   benchmark::RunSpecifiedBenchmarks();
+   benchmark::Shutdown();
+   return 0;
+}
