@@ -63,10 +63,10 @@ static VX_INLINE void insertFree(MemBlk* b, uint32_t link) {
    a->w2 = static_cast<uint16_t>(link);
 }
 
-// Index of the link of a free element.
+// Index of the link in the last unit of an element; one of fewer than two
+// units has no room for a link.
 static VX_INLINE uint32_t linkOf(uint32_t elemIdx, const MemUnit* e) {
-   MemUnit* pFreeLink = e->w0 >= 2 ? const_cast<MemUnit*>(e) + 1 : nullptr;
-   if (VX_UNLIKELY(pFreeLink == nullptr)) rtxErrAssertionFailed("pFreeLink != 0", __LINE__, VX_MODULE);
+   if (VX_UNLIKELY(e->w0 < 2)) rtxErrAssertionFailed("pFreeLink != 0", __LINE__, VX_MODULE);
    return elemIdx + e->w0 - 1u;
 }
 
