@@ -3,6 +3,7 @@
 #include "rtJsonInternal.h"
 
 #include "rtxMemBuf.h"
+#include "rtxMemory.h"
 
 int rtJsonDecStringValueInternal(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize,
                                  bool dynamic) {
@@ -22,6 +23,30 @@ int rtJsonDecStringValueInternal(VXCTXT* pctxt, char** ppvalue, char* buffer, si
       stat = rtxReadBytes(pctxt, &mark, 1);
       if (stat != 0) return VX_LOG_ERR(pctxt, stat);
       if (mark != 0x40) return VX_LOG_ERRNEW(pctxt, RTERR_INVCHAR);
+   }
+
+   VXRTSTREAM* pMemStream;
+   if (dynamic && rtxInputIsBuffer(pctxt, &pMemStream) &&
+       pctxt->buffer.byteIndex < pctxt->buffer.size) {
+      // A string without escapes whose closing quote is in the buffer (a
+      // key, mostly): one copy of exactly its length.
+      const uint8_t* start = pctxt->buffer.data + pctxt->buffer.byteIndex;
+      size_t avail = (size_t)(pctxt->buffer.size - pctxt->buffer.byteIndex);
+      const uint8_t* quote = static_cast<const uint8_t*>(memchr(start, '"', avail));
+      if (quote != nullptr && memchr(start, '\\', (size_t)(quote - start)) == nullptr) {
+         size_t len = (size_t)(quote - start);
+         char* value = static_cast<char*>(rtxMemAlloc(pctxt, len + 1));
+         if (value == nullptr) return VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);
+         memcpy(value, start, len);
+         value[len] = 0;
+         stat = rtxReadBytes(pctxt, nullptr, len + 1);  // the text and its closing quote
+         if (stat != 0) {
+            rtxMemFreePtr(pctxt, value);
+            return VX_LOG_ERR(pctxt, stat);
+         }
+         *ppvalue = value;
+         return 0;
+      }
    }
 
    VXRTMEMBUF membuf;

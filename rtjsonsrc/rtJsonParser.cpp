@@ -6,6 +6,7 @@
 #include "rtxError.h"
 
 int rtJsonDecMatchChar(VXCTXT* pctxt, char ch) {
+   if (!rtJsonIsBlank((uint8_t)ch)) rtxSkipBufferedWhitespace(pctxt);
    for (;;) {
       uint8_t b;
       int stat = rtxReadBytes(pctxt, &b, 1);

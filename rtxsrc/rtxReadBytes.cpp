@@ -16,7 +16,7 @@ static inline bool inCtxtBufMode(const VXCTXT* pctxt)
    return (pctxt->pStream->flags & VXRT_STREAM_CTXTBUF) != 0;
 }
 
-int rtxReadBytes(VXCTXT* pctxt, uint8_t* pdata, size_t nocts)
+int rtxReadBytesGeneral(VXCTXT* pctxt, uint8_t* pdata, size_t nocts)
 {
    if (pctxt == nullptr) return RTERR_INVPARAM;
    if (nocts == 0) return 0;

@@ -4,6 +4,8 @@
 #ifndef RTXSTREAM_H
 #define RTXSTREAM_H
 
+#include <cstring>
+
 #include "rtxContext.h"
 #include "rtxReadBytes.h"
 
@@ -70,6 +72,61 @@ struct VXRTSTREAM {
 VX_INLINE bool rtxCtxtHasLiveStream(const VXCTXT* pctxt)
 {
    return pctxt->pStream != nullptr && (pctxt->flags & VXCTXT_FLAG_BUFONLY) == 0;
+}
+
+// Whether the bytes from the cursor to the end of the context buffer are
+// the next bytes of the input, so that readers may take them in place: no
+// live stream, context-buffer mode, or an attached memory stream (whose
+// bytes are the buffer) read outside that mode with nothing to capture.
+// In the last case *ppMemStream is that stream, whose counts a read must
+// keep as the memory stream's read would; otherwise it is null.
+VX_INLINE bool rtxInputIsBuffer(const VXCTXT* pctxt, VXRTSTREAM** ppMemStream)
+{
+   *ppMemStream = nullptr;
+   VXRTSTREAM* pStream = rtxCtxtHasLiveStream(pctxt) ? pctxt->pStream : nullptr;
+   if (pStream == nullptr || (pStream->flags & VXRT_STREAM_CTXTBUF) != 0) return true;
+   if (pStream->id != VXRT_STREAM_ID_MEMORY || pStream->read == nullptr ||
+       (pStream->flags & (VXRT_STREAM_INPUT | VXRT_STREAM_HEXTEXT)) != VXRT_STREAM_INPUT ||
+       pStream->pCaptureBuf != nullptr)
+      return false;
+   *ppMemStream = pStream;
+   return true;
+}
+
+// Reads nocts bytes into pdata (null: skips them); see rtxReadBytesGeneral.
+// Inline when the bytes lie in the context buffer and the buffer is the
+// input (rtxInputIsBuffer); everything else goes to rtxReadBytesGeneral.
+VX_INLINE int rtxReadBytes(VXCTXT* pctxt, uint8_t* pdata, size_t nocts)
+{
+   VXRTSTREAM* pMemStream;
+   if (VX_LIKELY(pctxt != nullptr && nocts != 0 && pctxt->buffer.byteIndex < pctxt->buffer.size &&
+                 nocts <= pctxt->buffer.size - pctxt->buffer.byteIndex &&
+                 rtxInputIsBuffer(pctxt, &pMemStream))) {
+      VXRTBuffer& buf = pctxt->buffer;
+      if (pdata != nullptr) memcpy(pdata, buf.data + buf.byteIndex, nocts);
+      buf.byteIndex += nocts;
+      pctxt->lastChar = buf.data[buf.byteIndex - 1];
+      if (pMemStream != nullptr) {
+         pMemStream->ioBytes += nocts;
+         pMemStream->bytesProcessed += nocts;
+         if (pMemStream->readAheadLimit != 0) pMemStream->readAheadCount += nocts;
+      }
+      return 0;
+   }
+   return rtxReadBytesGeneral(pctxt, pdata, nocts);
+}
+
+// Reads over the white space (space, HT to CR) at the cursor that lies in
+// the buffer when the buffer is the input, leaving the state reading it
+// byte by byte leaves; the byte-wise readers then carry on from there.
+VX_INLINE void rtxSkipBufferedWhitespace(VXCTXT* pctxt)
+{
+   VXRTSTREAM* pMemStream;
+   if (pctxt == nullptr || !rtxInputIsBuffer(pctxt, &pMemStream)) return;
+   const VXRTBuffer& buf = pctxt->buffer;
+   uint64_t i = buf.byteIndex;
+   while (i < buf.size && (buf.data[i] == ' ' || (buf.data[i] >= 0x09 && buf.data[i] <= 0x0D))) i++;
+   if (i > buf.byteIndex) rtxReadBytes(pctxt, nullptr, (size_t)(i - buf.byteIndex));
 }
 
 // Closes an existing stream and allocates a fresh, zeroed record.

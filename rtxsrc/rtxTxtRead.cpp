@@ -119,6 +119,7 @@ int readNarrow(VXCTXT* pctxt, T* pvalue, int (*reader)(VXCTXT*, V*), R lo, R hi)
 }  // namespace
 
 int rtxTxtSkipWhitespace(VXCTXT* pctxt) {
+   rtxSkipBufferedWhitespace(pctxt);
    for (;;) {
       uint8_t c;
       int stat = readByte(pctxt, &c, true);

@@ -12,6 +12,7 @@
 #include "rtxMemory.h"
 #include "rtxReadBytes.h"
 #include "rtxStream.h"
+#include "rtxTxtRead.h"
 
 namespace {
 
@@ -131,6 +132,69 @@ TEST_F(Stream, MemoryAttachReadsTheCallersBytesInPlace)
    ASSERT_EQ(0, rtxReadBytes(&ctx, b, 2));
    EXPECT_EQ(0, memcmp(b, "1}", 2));
    EXPECT_TRUE(errorStatuses(&ctx).empty());
+}
+
+// Reads that the inline path serves (single bytes, skips) leave the same
+// cursor, last byte and stream counts as one read by the general path.
+TEST_F(Stream, InlineMemoryReadsKeepTheCountsOfTheStreamRead)
+{
+   std::string text = "{\"lane\":[1,2,3]}";
+   VXCTXT other;
+   ASSERT_EQ(0, rtxInitContext(&other));
+   for (VXCTXT* p : {&ctx, &other}) {
+      ASSERT_EQ(0, rtxStreamMemoryAttach(p, bytesOf(text), text.size(), VXRT_STREAM_INPUT));
+      ASSERT_EQ(0, rtxStreamMark(p, 64));
+   }
+   std::string got;
+   for (size_t i = 0; i + 2 < text.size(); i++) {
+      uint8_t b = 0;
+      ASSERT_EQ(0, rtxReadBytes(&ctx, &b, 1));
+      got += (char)b;
+   }
+   ASSERT_EQ(0, rtxReadBytes(&ctx, nullptr, 1));
+   std::vector<uint8_t> all(text.size() - 1);
+   ASSERT_EQ(0, rtxReadBytesGeneral(&other, all.data(), all.size()));
+   EXPECT_EQ(text.substr(0, text.size() - 2), got);
+   EXPECT_EQ(other.buffer.byteIndex, ctx.buffer.byteIndex);
+   EXPECT_EQ(other.lastChar, ctx.lastChar);
+   EXPECT_EQ(']', ctx.lastChar);
+   EXPECT_EQ(other.pStream->ioBytes, ctx.pStream->ioBytes);
+   EXPECT_EQ(other.pStream->bytesProcessed, ctx.pStream->bytesProcessed);
+   EXPECT_EQ(other.pStream->readAheadCount, ctx.pStream->readAheadCount);
+   EXPECT_EQ(text.size() - 1, ctx.pStream->readAheadCount);
+   // The last byte, then the end of the stream as before.
+   uint8_t b = 0;
+   ASSERT_EQ(0, rtxReadBytes(&ctx, &b, 1));
+   EXPECT_EQ('}', b);
+   EXPECT_EQ(RTERR_ENDOFFILE, rtxReadBytes(&ctx, &b, 1));
+   rtxFreeContext(&other);
+}
+
+// White space skipped in place leaves what the byte-wise skip leaves (a
+// capture buffer keeps the other context on the byte-wise path), at the
+// next token and at the end of the text.
+TEST_F(Stream, WhitespaceSkipInPlaceMatchesTheByteWiseSkip)
+{
+   for (std::string text : {" \n\t\r x", "  \n "}) {
+      VXCTXT a, b;
+      ASSERT_EQ(0, rtxInitContext(&a));
+      ASSERT_EQ(0, rtxInitContext(&b));
+      VXRTMEMBUF cap;
+      rtxMemBufInit(&b, &cap, 0);
+      for (VXCTXT* p : {&a, &b})
+         ASSERT_EQ(0, rtxStreamMemoryAttach(p, bytesOf(text), text.size(), VXRT_STREAM_INPUT));
+      ASSERT_EQ(0, rtxStreamSetCapture(&b, &cap));
+      EXPECT_EQ(0, rtxTxtSkipWhitespace(&a));
+      EXPECT_EQ(0, rtxTxtSkipWhitespace(&b));
+      EXPECT_EQ(b.buffer.byteIndex, a.buffer.byteIndex) << text;
+      EXPECT_EQ(b.lastChar, a.lastChar) << text;
+      EXPECT_EQ(b.pStream->bytesProcessed, a.pStream->bytesProcessed) << text;
+      EXPECT_EQ(b.pStream->ioBytes, a.pStream->ioBytes) << text;
+      EXPECT_EQ(rtxErrGetErrorCnt(&b), rtxErrGetErrorCnt(&a)) << text;
+      rtxMemBufFree(&cap);
+      rtxFreeContext(&a);
+      rtxFreeContext(&b);
+   }
 }
 
 TEST_F(Stream, ReadPastTheEndOfMemoryIs17)
