@@ -1,0 +1,5 @@
+// Fuzz target of the MAPEM: UPER decoder and both JSON exports.
+#include "MAPEM-PDU-Descriptions.h"
+#include "fuzz_message.h"
+
+FUZZ_MESSAGE_TARGET(MAPEM)
