@@ -3,7 +3,7 @@
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$root/build}
-sample=$root/tests/data/cam_captured_station1.uper.hex
+sample=$root/tests/data/cam_captured_protocol1.uper.hex
 conv=$build/tools/itsconv
 echo "== UPER in ($sample)"
 cat "$sample"; echo

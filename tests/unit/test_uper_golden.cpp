@@ -639,28 +639,28 @@ CamRun runCam(const std::vector<uint8_t>& bytes)
 }
 }  // namespace
 
-TEST(UperCam, CapturedMessagesRoundTripByteForByte)
+// The capture with protocol version 1 carries a 16-bit curvatureValue, the
+// range of this schema (-30000..30001): it decodes and re-encodes exactly.
+TEST(UperCam, CapturedMessageRoundTripsByteForByte)
 {
-   const struct {
-      const char* file;
-      uint32_t station;
-   } samples[] = {{"cam_captured_station55552.uper.hex", 55552}, {"cam_captured_station1.uper.hex", 1}};
-   for (const auto& s : samples) {
-      SCOPED_TRACE(s.file);
-      std::vector<uint8_t> bytes = readHexFile(s.file);
-      ASSERT_FALSE(bytes.empty());
-      CamRun r = runCam(bytes);
-      ASSERT_EQ(0, r.decodeStat);
-      EXPECT_EQ(0, r.heapCheck);
-      EXPECT_EQ(s.station, r.stationID);
-      ASSERT_EQ(0, r.encodeStat);
-      EXPECT_EQ(bytes, r.reencoded);
-   }
+   std::vector<uint8_t> bytes = readHexFile("cam_captured_protocol1.uper.hex");
+   ASSERT_FALSE(bytes.empty());
+   CamRun r = runCam(bytes);
+   ASSERT_EQ(0, r.decodeStat);
+   EXPECT_EQ(0, r.heapCheck);
+   EXPECT_EQ(78880133u, r.stationID);
+   ASSERT_EQ(0, r.encodeStat);
+   EXPECT_EQ(bytes, r.reencoded);
 }
 
-TEST(UperCam, RobustnessSamplesFailOrPassCleanly)
+// The two captures with protocol version 2 carry an 11-bit curvatureValue
+// (-1023..1023), which this schema's range does not describe: decoding runs
+// out of step after that field and must fail cleanly. The malformed capture
+// must fail or pass cleanly as well.
+TEST(UperCam, CapturesOfAnotherCurvatureRangeFailCleanly)
 {
-   for (const char* file : {"cam_older_schema.uper.hex", "cam_malformed_yawrate.uper.hex"}) {
+   for (const char* file : {"cam_captured_station55552.uper.hex", "cam_captured_station1.uper.hex",
+                            "cam_malformed_yawrate.uper.hex"}) {
       SCOPED_TRACE(file);
       std::vector<uint8_t> bytes = readHexFile(file);
       ASSERT_FALSE(bytes.empty());
@@ -671,11 +671,12 @@ TEST(UperCam, RobustnessSamplesFailOrPassCleanly)
       if (r.decodeStat == 0) EXPECT_EQ(0, r.encodeStat);
       else EXPECT_TRUE(r.decodeStat < 0 || r.decodeStat == 2) << r.decodeStat;
    }
+   EXPECT_NE(0, runCam(readHexFile("cam_captured_station1.uper.hex")).decodeStat);
 }
 
 TEST(UperCam, RecordedConstraintViolationFailsTheMessage)
 {
-   std::vector<uint8_t> bytes = readHexFile("cam_captured_station1.uper.hex");
+   std::vector<uint8_t> bytes = readHexFile("cam_captured_protocol1.uper.hex");
    for (bool preset : {false, true}) {
       ASN1PERDecodeBuffer in(bytes.data(), bytes.size(), false);
       if (preset) rtxErrSetData(in.getCtxtPtr(), RTERR_CONSVIO, "test", 1);
@@ -752,7 +753,7 @@ TEST(UperBadInput, RandomBytesIntoEveryMessageDecoder)
 
 TEST(UperBadInput, BitFlipsOfCapturedMessages)
 {
-   for (const char* file : {"cam_captured_station55552.uper.hex", "cam_captured_station1.uper.hex"}) {
+   for (const char* file : {"cam_captured_protocol1.uper.hex", "cam_captured_station1.uper.hex"}) {
       std::vector<uint8_t> good = readHexFile(file);
       for (size_t bit = 0; bit < good.size() * 8; bit++) {
          std::vector<uint8_t> bytes = good;
