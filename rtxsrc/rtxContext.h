@@ -1,5 +1,3 @@
-// >>> ENGINEER: STOP. Before writing any code, read /tmp/ENGINEERS.md (team rules: what
-// >>> may never appear in code, build dirs, committing, tests). Do not delete this line.
 // The run-time context: the one record every run-time and per-type function
 // takes first. It ties together the heap, the message buffer with its bit
 // cursor, the error list, the stream, the name and container stacks and the

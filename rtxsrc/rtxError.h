@@ -1,5 +1,3 @@
-// >>> ENGINEER: STOP. Before writing any code, read /tmp/ENGINEERS.md (team rules: what
-// >>> may never appear in code, build dirs, committing, tests). Do not delete this line.
 // Error records, the status text tables and the report.
 //
 // A failure is recorded where it is noticed with rtxErrSetData (or

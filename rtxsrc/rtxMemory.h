@@ -1,5 +1,3 @@
-// >>> ENGINEER: STOP. Before writing any code, read /tmp/ENGINEERS.md (team rules: what
-// >>> may never appear in code, build dirs, committing, tests). Do not delete this line.
 // The context's memory heap: a sub-allocator over a few large blocks, built
 // for many small allocations released together. Heap functions take the
 // address of the heap pointer (the first field of VXCTXT, so a context
