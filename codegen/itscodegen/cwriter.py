@@ -52,3 +52,44 @@ def header_banner(stem, what):
             "// Written by the itscodec schema compiler (codegen/) from asn1/%s.asn;\n"
             "// changes belong in the schema or the compiler, not here.\n") % (
                 stem, what, stem, stem)
+
+
+def guard(stem, suffix):
+    return "ITSGEN_" + "".join(c if c.isalnum() else "_" for c in stem).upper() + "_" + suffix
+
+
+def codec_units(mod, fmt, header_suffix, common_header, enc_sig, dec_sig, write_encoder,
+                write_decoder):
+    """The three units one codec back end writes for a module: the header of
+    its declarations (<stem><header_suffix>.h), the encoders and the decoders.
+    Returns the three texts in that order."""
+    decls = Writer()
+    for line in header_banner(mod.stem, fmt + " encoder and decoder declarations").splitlines():
+        decls(line)
+    g = guard(mod.stem, header_suffix.upper() + "_H")
+    decls("#ifndef " + g)
+    decls("#define " + g)
+    decls()
+    decls('#include "%s.h"' % mod.stem)
+    decls()
+    for t in mod.types:
+        decls(enc_sig(t) + ";")
+        decls(dec_sig(t) + ";")
+    decls()
+    decls("#endif")
+
+    def unit(what, write_one):
+        w = Writer()
+        for line in header_banner(mod.stem, what).splitlines():
+            w(line)
+        w('#include "%s%s.h"' % (mod.stem, header_suffix))
+        w()
+        w('#include "%s"' % common_header)
+        for d in sorted(mod.deps - {mod}, key=lambda m: m.stem):
+            w('#include "%s%s.h"' % (d.stem, header_suffix))
+        w()
+        for t in mod.types:
+            write_one(w, t)
+        return w.text()
+
+    return decls.text(), unit(fmt + " encoders", write_encoder), unit(fmt + " decoders", write_decoder)

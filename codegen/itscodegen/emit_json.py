@@ -21,8 +21,8 @@ own gets a static function of the unit, named after the inline naming rule
 (`jsonEnc_<parent>_<component>`), coded by the rule of its kind like a type.
 """
 from . import control, layout, naming
-from .cwriter import Writer, c_string, header_banner
-from .emit_uper import alloc_record, alt_lv, by_pointer, construct, guard, is_pdu
+from .cwriter import Writer, c_string, codec_units
+from .emit_uper import alloc_record, alt_lv, by_pointer, construct, is_pdu
 
 COMMON_HEADER = "itsgen_json.h"
 
@@ -787,51 +787,6 @@ def write_decoder(w, t):
     w()
 
 
-def emit_decls(mod):
-    w = Writer()
-    for line in header_banner(mod.stem, "JSON encoder and decoder declarations").splitlines():
-        w(line)
-    g = guard(mod.stem, "JSON_H")
-    w("#ifndef " + g)
-    w("#define " + g)
-    w()
-    w('#include "%s.h"' % mod.stem)
-    w()
-    for t in mod.types:
-        w(enc_sig(t) + ";")
-        w(dec_sig(t) + ";")
-    w()
-    w("#endif")
-    return w.text()
-
-
-def unit_head(w, mod, what):
-    for line in header_banner(mod.stem, what).splitlines():
-        w(line)
-    w('#include "%sJson.h"' % mod.stem)
-    w()
-    w('#include "%s"' % COMMON_HEADER)
-    for d in sorted(mod.deps - {mod}, key=lambda m: m.stem):
-        w('#include "%sJson.h"' % d.stem)
-    w()
-
-
-def emit_encoders(mod):
-    w = Writer()
-    unit_head(w, mod, "JSON encoders")
-    for t in mod.types:
-        write_encoder(w, t)
-    return w.text()
-
-
-def emit_decoders(mod):
-    w = Writer()
-    unit_head(w, mod, "JSON decoders")
-    for t in mod.types:
-        write_decoder(w, t)
-    return w.text()
-
-
 COMMON_TEXT = r'''// itsgen_json.h: steps shared by the generated JSON codecs.
 // Written by the itscodec schema compiler (codegen/); do not edit.
 #ifndef ITSGEN_JSON_H
@@ -1024,9 +979,9 @@ def emit(model):
     """{file name: text} of the JSON back end."""
     out = {COMMON_HEADER: COMMON_TEXT}
     for mod in model.order:
-        out[mod.stem + "Json.h"] = emit_decls(mod)
-        out[mod.stem + "JsonEnc.cpp"] = emit_encoders(mod)
-        out[mod.stem + "JsonDec.cpp"] = emit_decoders(mod)
+        (out[mod.stem + "Json.h"], out[mod.stem + "JsonEnc.cpp"],
+         out[mod.stem + "JsonDec.cpp"]) = codec_units(
+            mod, "JSON", "Json", COMMON_HEADER, enc_sig, dec_sig, write_encoder, write_decoder)
     return out
 
 

@@ -21,7 +21,7 @@ length (a fragmented count) is returned as it is: callers take it for a
 failure.
 """
 from . import control, layout, naming
-from .cwriter import Writer, c_string, header_banner
+from .cwriter import Writer, c_string, codec_units
 
 COMMON_HEADER = "itsgen_per.h"
 EV = "Asn1NamedEventHandler"
@@ -847,55 +847,6 @@ def write_decoder(w, t):
     w()
 
 
-def guard(stem, suffix):
-    return "ITSGEN_" + "".join(c if c.isalnum() else "_" for c in stem).upper() + "_" + suffix
-
-
-def emit_decls(mod):
-    w = Writer()
-    for line in header_banner(mod.stem, "UPER encoder and decoder declarations").splitlines():
-        w(line)
-    g = guard(mod.stem, "PER_H")
-    w("#ifndef " + g)
-    w("#define " + g)
-    w()
-    w('#include "%s.h"' % mod.stem)
-    w()
-    for t in mod.types:
-        w(enc_sig(t) + ";")
-        w(dec_sig(t) + ";")
-    w()
-    w("#endif")
-    return w.text()
-
-
-def unit_head(w, mod, what):
-    for line in header_banner(mod.stem, what).splitlines():
-        w(line)
-    w('#include "%sPer.h"' % mod.stem)
-    w()
-    w('#include "%s"' % COMMON_HEADER)
-    for d in sorted(mod.deps - {mod}, key=lambda m: m.stem):
-        w('#include "%sPer.h"' % d.stem)
-    w()
-
-
-def emit_encoders(mod):
-    w = Writer()
-    unit_head(w, mod, "UPER encoders")
-    for t in mod.types:
-        write_encoder(w, t)
-    return w.text()
-
-
-def emit_decoders(mod):
-    w = Writer()
-    unit_head(w, mod, "UPER decoders")
-    for t in mod.types:
-        write_decoder(w, t)
-    return w.text()
-
-
 COMMON_TEXT = r'''// itsgen_per.h: helpers shared by the generated UPER codecs.
 // Written by the itscodec schema compiler (codegen/); do not edit.
 #ifndef ITSGEN_PER_H
@@ -1066,9 +1017,9 @@ def emit(model):
     """{file name: text} of the UPER back end."""
     out = {COMMON_HEADER: COMMON_TEXT}
     for mod in model.order:
-        out[mod.stem + "Per.h"] = emit_decls(mod)
-        out[mod.stem + "Enc.cpp"] = emit_encoders(mod)
-        out[mod.stem + "Dec.cpp"] = emit_decoders(mod)
+        (out[mod.stem + "Per.h"], out[mod.stem + "Enc.cpp"],
+         out[mod.stem + "Dec.cpp"]) = codec_units(
+            mod, "UPER", "Per", COMMON_HEADER, enc_sig, dec_sig, write_encoder, write_decoder)
     return out
 
 
