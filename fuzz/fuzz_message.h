@@ -40,8 +40,8 @@ void fuzzUperDecoder(const uint8_t* data, size_t size)
    int stat = decoder.DecodeFrom(in);
    if (stat != 0 && !isFailure(stat)) abort();
    if (rtxMemHeapCheckQuiet(&in.getCtxtPtr()->pMemHeap) != 0) abort();
+   if (stat != 0) return;  // a failed move leaves the cursor where it failed, maybe past the end
    if (in.getCtxtPtr()->buffer.byteIndex > size) abort();
-   if (stat != 0) return;
    ASN1PEREncodeBuffer out(false);
    Ctl encoder(out, rec);
    stat = encoder.EncodeTo(out);
