@@ -53,7 +53,7 @@ class BitTrace : public ::testing::Test {
 
    void useBytes(uint8_t* data, size_t n) { ASSERT_EQ(0, rtxInitContextBuffer(&ctx, data, n)); }
 
-   struct Spec {
+   struct FieldDef {
       const char* name;
       uint64_t offset;
       uint64_t count;
@@ -61,12 +61,12 @@ class BitTrace : public ::testing::Test {
    std::vector<uint8_t> bytes;
 
    // A fresh trace list over `data` holding the given fields, printed.
-   void traceFields(std::vector<uint8_t> data, std::initializer_list<Spec> fields)
+   void traceFields(std::vector<uint8_t> data, std::initializer_list<FieldDef> fields)
    {
       bytes = std::move(data);
       useBytes(bytes.data(), bytes.size());
       ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
-      for (const Spec& f : fields) field(ctx.pBitFldList, f.name, f.offset, f.count);
+      for (const FieldDef& f : fields) field(ctx.pBitFldList, f.name, f.offset, f.count);
       rtxDiagBitTracePrint(ctx.pBitFldList, "data");
    }
 
