@@ -33,7 +33,7 @@ class _Block:
         self.tail = tail
 
     def __enter__(self):
-        self.w(self.head + " {")
+        self.w(self.head + " {" if self.head else "{")
         self.w.indent()
         return self.w
 
@@ -41,6 +41,11 @@ class _Block:
         self.w.dedent()
         self.w(self.tail)
         return False
+
+
+def scope(w):
+    """A bare `{ ... }` block that keeps the temporaries of an inline value local."""
+    return _Block(w, "")
 
 
 def c_string(s):

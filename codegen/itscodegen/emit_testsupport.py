@@ -15,7 +15,7 @@ A BIT STRING with named bits and a variable size is filled already trimmed
 (its last bit set when above the lower bound), so encoding does not change it.
 """
 from . import emit_uper, layout, naming
-from .cwriter import Writer, c_string
+from .cwriter import Writer, c_string, scope
 
 HEADER = "itsgen_test.h"
 TABLE = "itsgen_testtable.cpp"
@@ -40,27 +40,13 @@ def equal_sig(t):
     return "bool equal_%s(const %s* a, const %s* b)" % (t.cname, t.record, t.record)
 
 
-class _scope:
-    def __init__(self, w):
-        self.w = w
-
-    def __enter__(self):
-        self.w("{")
-        self.w.indent()
-
-    def __exit__(self, *exc):
-        self.w.dedent()
-        self.w("}")
-        return False
-
-
 # -- fill -------------------------------------------------------------------------
 
 def fill_value(w, t, lv, parent=None):
     if t.owned:
         w("fill_%s(pctxt, &%s, rng);" % (t.cname, lv))
         return
-    with _scope(w):
+    with scope(w):
         fill_body(w, t, lv, parent)
 
 
@@ -150,7 +136,7 @@ def fill_sequence(w, t, v):
             w("%s.m.%sPresent = rng.optional();" % (v, c.cid))
             block = w.block("if (%s.m.%sPresent)" % (v, c.cid))
         else:
-            block = _scope(w)
+            block = scope(w)
         with block:
             if keyed and c is oc.type.key_comp:
                 with w.block("switch (row)"):
@@ -249,7 +235,7 @@ def eq_value(w, t, a, b):
     if t.owned:
         w("if (!equal_%s(&%s, &%s)) return false;" % (t.cname, a, b))
         return
-    with _scope(w):
+    with scope(w):
         eq_body(w, t, a, b)
 
 

@@ -21,7 +21,7 @@ length (a fragmented count) is returned as it is: callers take it for a
 failure.
 """
 from . import control, layout, naming
-from .cwriter import Writer, c_string, codec_units
+from .cwriter import Writer, c_string, codec_units, scope
 
 COMMON_HEADER = "itsgen_per.h"
 EV = "Asn1NamedEventHandler"
@@ -101,25 +101,8 @@ def enc_value(w, t, v, parent=None):
         w("stat = asn1PE_%s(pctxt, %s);" % (t.cname, arg))
         fail_pass(w)
         return
-    with _scope(w):
+    with scope(w):
         enc_body(w, t, v, parent)
-
-
-class _scope:
-    """A `{ ... }` block that keeps the temporaries of an inline value local."""
-
-    def __init__(self, w):
-        self.w = w
-
-    def __enter__(self):
-        self.w("{")
-        self.w.indent()
-        return self.w
-
-    def __exit__(self, *exc):
-        self.w.dedent()
-        self.w("}")
-        return False
 
 
 def int_adjusted(v, lo):
@@ -412,7 +395,7 @@ def dec_value(w, t, lv, parent=None):
         w("stat = asn1PD_%s(pctxt, &%s);" % (t.cname, lv))
         fail_pass(w)
         return
-    with _scope(w):
+    with scope(w):
         dec_body(w, t, lv, parent)
 
 
