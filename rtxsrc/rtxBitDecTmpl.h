@@ -4,6 +4,8 @@
 #ifndef RTXBITDECTMPL_H
 #define RTXBITDECTMPL_H
 
+#include <string.h>
+
 #include "rtxContext.h"
 
 // Out of line, in rtxBitDecode: make nbytes available from byteIndex (a
@@ -37,6 +39,17 @@ VX_INLINE int rtxDecBitsTmpl(VXCTXT* pctxt, T* pvalue, unsigned nbits)
          off = 8;
          b.byteIndex++;
       }
+   }
+   else if (VX_LIKELY(nbits <= 32 && b.byteIndex < b.size && b.size - b.byteIndex >= 8)) {
+      // Eight bytes lie ahead: one big-endian load, one shift each way.
+      uint64_t w;
+      memcpy(&w, b.data + b.byteIndex, 8);
+      w = __builtin_bswap64(w);
+      unsigned used = 8 - off;
+      acc = (uint32_t)((w << used) >> (64 - nbits));
+      unsigned total = used + nbits;
+      b.byteIndex += total >> 3;
+      off = 8 - (total & 7u);
    }
    else {
       uint64_t need = (nbits - off + 15) / 8;

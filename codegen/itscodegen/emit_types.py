@@ -268,7 +268,8 @@ def write_free(w, t):
                 else:
                     field_free(w, c.type, lv)
             if t.ext:
-                w("rtxMemFreeOpenSeqExt(pctxt, &pvalue->extElem1);")
+                # An empty list is already in its cleared state.
+                w("if (pvalue->extElem1.count != 0) rtxMemFreeOpenSeqExt(pctxt, &pvalue->extElem1);")
         elif k == "CHOICE":
             with w.block("switch (pvalue->t)"):
                 for i, c in enumerate(t.comps):

@@ -723,9 +723,11 @@ def dec_seqof(w, t, lv):
         w("rtxDListInit(&%s);" % lv)
         with w.block("for (uint64_t i = 0; i < count; i++)"):
             with bracket(w, "elem", "(int64_t)i"):
-                w("%s* elem = (%s*)rtxMemAllocZ(pctxt, sizeof(%s));" % (et, et, et))
-                w("VXRTDListNode* node = (VXRTDListNode*)rtxMemAlloc(pctxt, sizeof(VXRTDListNode));")
-                w("if (elem == 0 || node == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);")
+                # The node and its element are one allocation, the element
+                # right behind the node; rtxDListFreeAll knows this form.
+                w("VXRTDListNode* node = (VXRTDListNode*)rtxMemAllocZ(pctxt, sizeof(VXRTDListNode) + sizeof(%s));" % et)
+                w("if (node == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);")
+                w("%s* elem = (%s*)(node + 1);" % (et, et))
                 construct(w, e, "elem")
                 w("node->data = elem;")
                 w("rtxDListAppendNode(&%s, node);" % lv)
