@@ -5,6 +5,8 @@
 #ifndef RTXCHARSTR_H
 #define RTXCHARSTR_H
 
+#include <type_traits>
+
 #include "rtxCommon.h"
 
 struct VXCTXT;
@@ -46,5 +48,17 @@ int rtxUIntToCharStr(uint32_t value, char* buffer, size_t size, char padchar);
 int rtxInt64ToCharStr(int64_t value, char* buffer, size_t size, char padchar);
 int rtxUInt64ToCharStr(uint64_t value, char* buffer, size_t size, char padchar);
 int rtxSizeToCharStr(size_t value, char* buffer, size_t size, char padchar);
+
+// The decimal text of a whole number of any width (no padding), in a buffer
+// of its own wide enough for any 64-bit value; length is the count of
+// characters or a negative status from the conversion.
+struct VXDecimalText {
+   char text[24];
+   int length;
+   template <typename T>
+   explicit VXDecimalText(T value)
+      : length(std::is_signed<T>::value ? rtxInt64ToCharStr((int64_t)value, text, sizeof text, 0)
+                                        : rtxUInt64ToCharStr((uint64_t)value, text, sizeof text, 0)) {}
+};
 
 #endif

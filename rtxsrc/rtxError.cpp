@@ -98,12 +98,11 @@ int addParm(VXCTXT* pctxt, const char* text, size_t length) {
    return storeParm(pctxt, copy);
 }
 
-// A number as decimal text, through one of the integer conversions.
-template <typename T, int (*toText)(T, char*, size_t, char)>
+// A number as decimal text.
+template <typename T>
 int addNumberParm(VXCTXT* pctxt, T value) {
-   char digits[24];
-   int n = toText(value, digits, sizeof(digits), 0);
-   return n > 0 ? addParm(pctxt, digits, (size_t)n) : 0;
+   VXDecimalText d(value);
+   return d.length > 0 ? addParm(pctxt, d.text, (size_t)d.length) : 0;
 }
 
 void freeParms(VXCTXT* pctxt, VXRTErrInfo* rec) {
@@ -307,23 +306,23 @@ int rtxErrAddStrnParm(VXCTXT* pctxt, const char* text, size_t length) {
 }
 
 int rtxErrAddIntParm(VXCTXT* pctxt, int value) {
-   return addNumberParm<int32_t, rtxIntToCharStr>(pctxt, value);
+   return addNumberParm(pctxt, value);
 }
 
 int rtxErrAddUIntParm(VXCTXT* pctxt, unsigned value) {
-   return addNumberParm<uint32_t, rtxUIntToCharStr>(pctxt, value);
+   return addNumberParm(pctxt, value);
 }
 
 int rtxErrAddInt64Parm(VXCTXT* pctxt, int64_t value) {
-   return addNumberParm<int64_t, rtxInt64ToCharStr>(pctxt, value);
+   return addNumberParm(pctxt, value);
 }
 
 int rtxErrAddUInt64Parm(VXCTXT* pctxt, uint64_t value) {
-   return addNumberParm<uint64_t, rtxUInt64ToCharStr>(pctxt, value);
+   return addNumberParm(pctxt, value);
 }
 
 int rtxErrAddSizeParm(VXCTXT* pctxt, size_t value) {
-   return addNumberParm<size_t, rtxSizeToCharStr>(pctxt, value);
+   return addNumberParm(pctxt, value);
 }
 
 int rtxErrAddDoubleParm(VXCTXT* pctxt, double value) {

@@ -15,32 +15,30 @@ int rtxCopyUTF8Text(VXCTXT* pctxt, const char* text) {
 
 namespace {
 
-// Numbers are converted into a scratch area wide enough for any 64-bit value.
-template <class T, int (*toText)(T, char*, size_t, char)>
+template <class T>
 int writeNumber(VXCTXT* pctxt, T value) {
-   char text[40];
-   int len = toText(value, text, sizeof text, 0);
-   if (len < 0) {
-      VX_LOG_ERRNEW(pctxt, len);
-      return len;
+   VXDecimalText d(value);
+   if (d.length < 0) {
+      VX_LOG_ERRNEW(pctxt, d.length);
+      return d.length;
    }
-   return rtxCopyAsciiText(pctxt, text);
+   return rtxCopyAsciiText(pctxt, d.text);
 }
 
 }  // namespace
 
 int rtxTxtWriteInt(VXCTXT* pctxt, int32_t value) {
-   return writeNumber<int32_t, rtxIntToCharStr>(pctxt, value);
+   return writeNumber(pctxt, value);
 }
 
 int rtxTxtWriteUInt(VXCTXT* pctxt, uint32_t value) {
-   return writeNumber<uint32_t, rtxUIntToCharStr>(pctxt, value);
+   return writeNumber(pctxt, value);
 }
 
 int rtxTxtWriteInt64(VXCTXT* pctxt, int64_t value) {
-   return writeNumber<int64_t, rtxInt64ToCharStr>(pctxt, value);
+   return writeNumber(pctxt, value);
 }
 
 int rtxTxtWriteUInt64(VXCTXT* pctxt, uint64_t value) {
-   return writeNumber<uint64_t, rtxUInt64ToCharStr>(pctxt, value);
+   return writeNumber(pctxt, value);
 }
