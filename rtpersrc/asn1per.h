@@ -73,7 +73,19 @@ inline int pu_narrow(VXCTXT* pctxt, int stat, const W& wide, T* pvalue)
 
 // ---------------------------------------------------------------------------
 // Bit writers.
-int pe_bits64(VXCTXT* pctxt, uint64_t value, unsigned nbits);  // always 0, on purpose
+// Writes the low nbits (0..64) of value. Always 0, on purpose: callers never
+// test it, and the next tested write reports a buffer that could not grow.
+VX_INLINE int pe_bits64(VXCTXT* pctxt, uint64_t value, unsigned nbits)
+{
+   if (nbits > 32) {
+      if (rtxEncBits(pctxt, (uint32_t)(value >> 32), nbits - 32) != 0) return 0;
+      rtxEncBits(pctxt, (uint32_t)value, 32);
+   }
+   else {
+      rtxEncBits(pctxt, (uint32_t)value, nbits);
+   }
+   return 0;
+}
 int pe_octet(VXCTXT* pctxt, uint8_t value);
 int pe_octetAligned(VXCTXT* pctxt, uint8_t value);
 int pe_bitsAligned(VXCTXT* pctxt, uint32_t value, unsigned nbits);

@@ -3,20 +3,6 @@
 
 #include "rtxError.h"
 
-int pe_bits64(VXCTXT* pctxt, uint64_t value, unsigned nbits)
-{
-   // Failures are dropped on purpose: callers never test this result, and
-   // the next tested write reports a buffer that could not grow.
-   if (nbits > 32) {
-      if (rtxEncBits(pctxt, (uint32_t)(value >> 32), nbits - 32) != 0) return 0;
-      rtxEncBits(pctxt, (uint32_t)value, 32);
-   }
-   else {
-      rtxEncBits(pctxt, (uint32_t)value, nbits);
-   }
-   return 0;
-}
-
 int pe_octet(VXCTXT* pctxt, uint8_t value)
 {
    int stat = rtxEncBits(pctxt, value, 8);

@@ -4,6 +4,8 @@
 #ifndef RTXBITENCODE_H
 #define RTXBITENCODE_H
 
+#include <string.h>
+
 #include "rtxContext.h"
 
 // Out of line, in rtxBitEncode: grow (or refuse) the output buffer so that
@@ -58,6 +60,20 @@ VX_INLINE int rtxEncBitsTmpl(VXCTXT* pctxt, T value, unsigned nbits)
    unsigned off = (unsigned)b.bitOffset;
    uint8_t* p = b.data + b.byteIndex;
    if (nbits < Limit) value &= (T)(((T)1 << nbits) - 1);
+   if (nbits > off && nbits <= 32 && b.size - b.byteIndex >= 8) {
+      // Eight bytes of room: merge with the bits already in the current
+      // byte and store one big-endian word. The bytes beyond the new cursor
+      // get zeros, which is what a byte not yet entered may hold.
+      unsigned used = 8 - off;
+      uint64_t w = (off == 8) ? 0 : (uint64_t)*p << 56;
+      w |= (uint64_t)value << (64 - used - nbits);
+      w = __builtin_bswap64(w);
+      memcpy(p, &w, 8);
+      unsigned total = used + nbits;
+      b.byteIndex += total >> 3;
+      b.bitOffset = (int16_t)(8 - (total & 7u));
+      return 0;
+   }
    if (nbits <= off) {
       off -= nbits;
       unsigned bits = (unsigned)value << off;

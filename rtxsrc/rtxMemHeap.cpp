@@ -274,7 +274,43 @@ static void* allocNewBlock(VXMemHeap* h, uint32_t need) {
    return e + 1;
 }
 
+static void* allocGeneral(void** ppvMemHeap, size_t nbytes);
+
+// The common case first: a plain heap whose current block's first free
+// element is large enough that a piece is cut from its front, and the
+// look-ahead would not prefer the next one. Everything else, with the same
+// result, goes through allocGeneral.
 void* rtxMemHeapAlloc(void** ppvMemHeap, size_t nbytes) {
+   VXMemHeap* h = ppvMemHeap != nullptr ? heapOf(ppvMemHeap) : nullptr;
+   if (VX_LIKELY(h != nullptr && (h->flags & (RT_MH_STATIC | RT_MH_CHECKHEAP | RT_MH_RAW)) == 0 &&
+                 nbytes <= 8u * 1024u)) {
+      uint32_t need = static_cast<uint32_t>((nbytes + 7u) >> 3) + 1u;
+      if (need < 2) need = 2;
+      MemBlk* b = h->curMemBlk;
+      if (VX_LIKELY(b != nullptr && b->maxFreeElem >= need)) {
+         uint32_t link = b->freeElemOff;
+         uint32_t size = vxFreeSize(b, link);
+         if (VX_LIKELY(size >= need + 2u)) {
+            uint32_t nextSize = vxFreeSize(b, vxUnitAt(b, link)->w2);
+            if (VX_LIKELY(nextSize < need || nextSize >= size)) {
+               b->maxFreeElem = VX_MAXUNITS;
+               uint32_t ei = link + 1 - size;
+               uint32_t rem = size - need;
+               MemUnit* e = vxUnitAt(b, ei);
+               e->w0 = static_cast<uint16_t>(need);
+               writeHdr(e + need, rem, need, toOff(static_cast<uint64_t>(ei) + need), VX_ELEM_FREE, 0);
+               vxUnitAt(b, link + 1)->w1 = static_cast<uint16_t>(rem);
+               e->w2 = static_cast<uint16_t>(ei);
+               e->w3 = vxFlagsRef(0, 1);
+               return e + 1;
+            }
+         }
+      }
+   }
+   return allocGeneral(ppvMemHeap, nbytes);
+}
+
+static void* allocGeneral(void** ppvMemHeap, size_t nbytes) {
    VXMemHeap* h = heapOrCreate(ppvMemHeap);
    if (VX_UNLIKELY(!h)) return nullptr;
    if (VX_UNLIKELY(h->flags & (RT_MH_STATIC | RT_MH_CHECKHEAP | RT_MH_RAW))) {

@@ -38,6 +38,15 @@ int rtxMemHeapCreateExt(void** ppvMemHeap, VXMallocFunc m, VXReallocFunc r, VXFr
 int rtxMemStaticHeapCreate(void** ppvMemHeap, void* base, size_t size);
 void* rtxMemHeapAlloc(void** ppvMemHeap, size_t nbytes);
 void* rtxMemHeapAllocZ(void** ppvMemHeap, size_t nbytes);
+
+// rtxMemHeapAllocZ for the macros: with a size known at compile time the
+// clearing becomes a few stores instead of a call.
+VX_INLINE void* rtxMemHeapAllocZInline(void** ppvMemHeap, size_t nbytes)
+{
+   void* p = rtxMemHeapAlloc(ppvMemHeap, nbytes);
+   if (p != nullptr) __builtin_memset(p, 0, nbytes);
+   return p;
+}
 void* rtxMemHeapRealloc(void** ppvMemHeap, void* ptr, size_t nbytes);
 void* rtxMemHeapReallocStatic(void** ppvMemHeap, void* ptr, size_t oldSize, size_t newSize);
 void rtxMemHeapFreePtr(void** ppvMemHeap, void* ptr);
@@ -82,7 +91,7 @@ void rtxMemFreeOpenSeqExt(VXCTXT* pctxt, VXRTDList* pElemList);
 
 #define VX_HEAP(pctxt) (&(pctxt)->pMemHeap)
 #define rtxMemAlloc(pctxt, n) rtxMemHeapAlloc(VX_HEAP(pctxt), n)
-#define rtxMemAllocZ(pctxt, n) rtxMemHeapAllocZ(VX_HEAP(pctxt), n)
+#define rtxMemAllocZ(pctxt, n) rtxMemHeapAllocZInline(VX_HEAP(pctxt), n)
 #define rtxMemRealloc(pctxt, p, n) rtxMemHeapRealloc(VX_HEAP(pctxt), p, n)
 #define rtxMemFreePtr(pctxt, p) rtxMemHeapFreePtr(VX_HEAP(pctxt), (void*)(p))
 #define rtxMemSysAlloc(pctxt, n) rtxMemHeapSysAlloc(VX_HEAP(pctxt), n)
