@@ -6,6 +6,7 @@
 
 #include "asn1type.h"
 #include "rtxContext.h"
+#include "rtxReadBytes.h"
 
 // ---- writer ----
 int rtJsonEncIndent(VXCTXT* pctxt);
@@ -37,7 +38,23 @@ int rtJsonAsn1EncOpenType(VXCTXT* pctxt, const uint8_t* data, uint64_t numocts);
 int rtJsonEncChar(VXCTXT* pctxt, char ch);
 
 // ---- reader ----
-int rtJsonDecMatchChar(VXCTXT* pctxt, char ch);
+// The character `ch` behind white space (none skipped if `ch` is blank
+// itself): 0, or -24 with the cursor on the other character, or the read's
+// failure. Inline when the character is in the buffer, read in place.
+int rtJsonDecMatchCharGeneral(VXCTXT* pctxt, char ch);
+VX_INLINE int rtJsonDecMatchChar(VXCTXT* pctxt, char ch)
+{
+   VXRTSTREAM* pMemStream;
+   if (VX_LIKELY(!rtxTextIsBlank((uint8_t)ch) && rtxTextInPlace(pctxt, &pMemStream))) {
+      const VXRTBuffer& buf = pctxt->buffer;
+      uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
+      if (i < buf.size && buf.data[i] == (uint8_t)ch) {
+         rtxTextCommit(pctxt, pMemStream, i + 1, i + 1 - buf.byteIndex, (uint8_t)ch);
+         return 0;
+      }
+   }
+   return rtJsonDecMatchCharGeneral(pctxt, ch);
+}
 int rtJsonDecStringValue(VXCTXT* pctxt, char** ppvalue);
 int rtJsonDecStringValueInternal(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize,
                                  bool dynamic);

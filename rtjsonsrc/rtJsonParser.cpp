@@ -5,7 +5,7 @@
 
 #include "rtxError.h"
 
-int rtJsonDecMatchChar(VXCTXT* pctxt, char ch) {
+int rtJsonDecMatchCharGeneral(VXCTXT* pctxt, char ch) {
    if (!rtJsonIsBlank((uint8_t)ch)) rtxSkipBufferedWhitespace(pctxt);
    for (;;) {
       uint8_t b;

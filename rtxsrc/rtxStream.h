@@ -116,6 +116,42 @@ VX_INLINE int rtxReadBytes(VXCTXT* pctxt, uint8_t* pdata, size_t nocts)
    return rtxReadBytesGeneral(pctxt, pdata, nocts);
 }
 
+// In-place text reading. rtxTextInPlace tells whether the unread bytes of
+// the buffer may be scanned directly (the buffer is the input and holds at
+// least one unread byte). rtxTextCommit then moves the cursor to `index` and
+// leaves what reading byte by byte leaves: `reads` bytes counted as read by
+// a memory stream (bytes read and put back again included) and `last`, the
+// byte read last, in lastChar.
+VX_INLINE bool rtxTextInPlace(const VXCTXT* pctxt, VXRTSTREAM** ppMemStream)
+{
+   return pctxt->buffer.byteIndex < pctxt->buffer.size && rtxInputIsBuffer(pctxt, ppMemStream);
+}
+
+VX_INLINE void rtxTextCommit(VXCTXT* pctxt, VXRTSTREAM* pMemStream, uint64_t index,
+                             uint64_t reads, uint8_t last)
+{
+   pctxt->buffer.byteIndex = index;
+   pctxt->lastChar = last;
+   if (pMemStream != nullptr) {
+      pMemStream->ioBytes += reads;
+      pMemStream->bytesProcessed += reads;
+      if (pMemStream->readAheadLimit != 0) pMemStream->readAheadCount += reads;
+   }
+}
+
+VX_INLINE bool rtxTextIsBlank(uint8_t c)
+{
+   return c == ' ' || (c >= 0x09 && c <= 0x0D);
+}
+
+// The index of the first byte at or after `i` that is not white space, or
+// the buffer size.
+VX_INLINE uint64_t rtxTextSkipBlanks(const VXRTBuffer& buf, uint64_t i)
+{
+   while (i < buf.size && rtxTextIsBlank(buf.data[i])) i++;
+   return i;
+}
+
 // Reads over the white space (space, HT to CR) at the cursor that lies in
 // the buffer when the buffer is the input, leaving the state reading it
 // byte by byte leaves; the byte-wise readers then carry on from there.

@@ -57,7 +57,7 @@ int readRequired(VXCTXT* pctxt, uint8_t* pc) {
 
 // White space skipped, the first byte read.
 int readFirstByte(VXCTXT* pctxt, uint8_t* pc) {
-   int stat = rtxTxtSkipWhitespace(pctxt);
+   int stat = rtxTxtSkipWhitespaceGeneral(pctxt);
    if (stat < 0) return passOn(pctxt, stat);
    return readRequired(pctxt, pc);
 }
@@ -118,7 +118,7 @@ int readNarrow(VXCTXT* pctxt, T* pvalue, int (*reader)(VXCTXT*, V*), R lo, R hi)
 
 }  // namespace
 
-int rtxTxtSkipWhitespace(VXCTXT* pctxt) {
+int rtxTxtSkipWhitespaceGeneral(VXCTXT* pctxt) {
    rtxSkipBufferedWhitespace(pctxt);
    for (;;) {
       uint8_t c;
@@ -134,7 +134,7 @@ int rtxTxtSkipWhitespace(VXCTXT* pctxt) {
 
 int rtxTxtPeekChar(VXCTXT* pctxt, char* pch, bool skipWs) {
    if (skipWs) {
-      int stat = rtxTxtSkipWhitespace(pctxt);
+      int stat = rtxTxtSkipWhitespaceGeneral(pctxt);
       if (stat < 0) return passOn(pctxt, stat);
    }
    uint8_t c;
@@ -151,7 +151,7 @@ char rtxTxtPeekChar2(VXCTXT* pctxt, bool skipWs) {
    return rtxTxtPeekChar(pctxt, &c, skipWs) == 0 ? c : 0;
 }
 
-int rtxTxtReadInt32(VXCTXT* pctxt, int32_t* pvalue) {
+int rtxTxtReadInt32General(VXCTXT* pctxt, int32_t* pvalue) {
    uint8_t c;
    int stat = readFirstByte(pctxt, &c);
    if (stat != 0) return stat;
@@ -169,27 +169,27 @@ int rtxTxtReadInt32(VXCTXT* pctxt, int32_t* pvalue) {
    return 0;
 }
 
-int rtxTxtReadUInt32(VXCTXT* pctxt, uint32_t* pvalue) {
+int rtxTxtReadUInt32General(VXCTXT* pctxt, uint32_t* pvalue) {
    return readUnsigned<uint32_t>(pctxt, pvalue);
 }
 
-int rtxTxtReadUInt64(VXCTXT* pctxt, uint64_t* pvalue) {
+int rtxTxtReadUInt64General(VXCTXT* pctxt, uint64_t* pvalue) {
    return readUnsigned<uint64_t>(pctxt, pvalue);
 }
 
-int rtxTxtReadInt16(VXCTXT* pctxt, int16_t* pvalue) {
-   return readNarrow<int16_t, int32_t, int32_t>(pctxt, pvalue, rtxTxtReadInt32, INT16_MIN,
+int rtxTxtReadInt16General(VXCTXT* pctxt, int16_t* pvalue) {
+   return readNarrow<int16_t, int32_t, int32_t>(pctxt, pvalue, rtxTxtReadInt32General, INT16_MIN,
                                                 INT16_MAX);
 }
 
-int rtxTxtReadInt8(VXCTXT* pctxt, int8_t* pvalue) {
-   return readNarrow<int8_t, int32_t, int32_t>(pctxt, pvalue, rtxTxtReadInt32, INT8_MIN, INT8_MAX);
+int rtxTxtReadInt8General(VXCTXT* pctxt, int8_t* pvalue) {
+   return readNarrow<int8_t, int32_t, int32_t>(pctxt, pvalue, rtxTxtReadInt32General, INT8_MIN, INT8_MAX);
 }
 
-int rtxTxtReadUInt16(VXCTXT* pctxt, uint16_t* pvalue) {
-   return readNarrow<uint16_t, uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32, 0u, UINT16_MAX);
+int rtxTxtReadUInt16General(VXCTXT* pctxt, uint16_t* pvalue) {
+   return readNarrow<uint16_t, uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32General, 0u, UINT16_MAX);
 }
 
-int rtxTxtReadUInt8(VXCTXT* pctxt, uint8_t* pvalue) {
-   return readNarrow<uint8_t, uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32, 0u, UINT8_MAX);
+int rtxTxtReadUInt8General(VXCTXT* pctxt, uint8_t* pvalue) {
+   return readNarrow<uint8_t, uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32General, 0u, UINT8_MAX);
 }

@@ -2,13 +2,21 @@
 // and decimal numbers. All read through rtxReadBytes, so they work on the
 // context's buffer alone and through a stream alike. A byte read too many
 // is put back by stepping byteIndex back.
+//
+// The skip and the number readers are inline for the common case, the
+// text in the buffer and ending there (rtxTextInPlace): they scan it in
+// place and leave what the byte-wise readers (the ...General functions)
+// leave. Anything else, failures included, goes to those.
 #ifndef RTXTXTREAD_H
 #define RTXTXTREAD_H
 
+#include <limits>
+
 #include "rtxContext.h"
+#include "rtxReadBytes.h"
 
 // Skips 0x09..0x0D and blanks. The end of the input is no failure.
-int rtxTxtSkipWhitespace(VXCTXT* pctxt);
+int rtxTxtSkipWhitespaceGeneral(VXCTXT* pctxt);
 // The next byte, not consumed (white space first skipped if `skipWs`);
 // -2 at the end of the input.
 int rtxTxtPeekChar(VXCTXT* pctxt, char* pch, bool skipWs);
@@ -17,14 +25,137 @@ char rtxTxtPeekChar2(VXCTXT* pctxt, bool skipWs);
 
 // A signed decimal number with optional sign: -24 if no digit comes, -23 if
 // it is out of range. The end of a buffer (-2) ends the number normally.
-int rtxTxtReadInt32(VXCTXT* pctxt, int32_t* pvalue);
-int rtxTxtReadInt16(VXCTXT* pctxt, int16_t* pvalue);
-int rtxTxtReadInt8(VXCTXT* pctxt, int8_t* pvalue);
+int rtxTxtReadInt32General(VXCTXT* pctxt, int32_t* pvalue);
+int rtxTxtReadInt16General(VXCTXT* pctxt, int16_t* pvalue);
+int rtxTxtReadInt8General(VXCTXT* pctxt, int8_t* pvalue);
 // An unsigned decimal number with optional "+": -23 if out of range. A text
 // that does not start with a digit gives 0 and status 0, the byte unread.
-int rtxTxtReadUInt32(VXCTXT* pctxt, uint32_t* pvalue);
-int rtxTxtReadUInt64(VXCTXT* pctxt, uint64_t* pvalue);
-int rtxTxtReadUInt16(VXCTXT* pctxt, uint16_t* pvalue);
-int rtxTxtReadUInt8(VXCTXT* pctxt, uint8_t* pvalue);
+int rtxTxtReadUInt32General(VXCTXT* pctxt, uint32_t* pvalue);
+int rtxTxtReadUInt64General(VXCTXT* pctxt, uint64_t* pvalue);
+int rtxTxtReadUInt16General(VXCTXT* pctxt, uint16_t* pvalue);
+int rtxTxtReadUInt8General(VXCTXT* pctxt, uint8_t* pvalue);
+
+VX_INLINE int rtxTxtSkipWhitespace(VXCTXT* pctxt)
+{
+   VXRTSTREAM* pMemStream;
+   if (VX_LIKELY(pctxt != nullptr && rtxTextInPlace(pctxt, &pMemStream))) {
+      const VXRTBuffer& buf = pctxt->buffer;
+      uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
+      if (i < buf.size) {
+         // The byte-wise skip reads the first other byte and puts it back.
+         rtxTextCommit(pctxt, pMemStream, i, i + 1 - buf.byteIndex, buf.data[i]);
+         return 0;
+      }
+   }
+   return rtxTxtSkipWhitespaceGeneral(pctxt);
+}
+
+// Scans a number in place: blanks, a sign ('-' only if `minus` may be
+// set), digits accumulated as long as no step passes `bound` (or
+// `negBound` after '-'), and a byte that ends them, all in the buffer.
+// Returns the index of that byte, or 0 when the scan does not succeed so.
+template <class U>
+VX_INLINE uint64_t rtxTextScanNumber(const VXRTBuffer& buf, bool signedText, U bound,
+                                     U negBound, U* pmagnitude, bool* pminus)
+{
+   uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
+   if (i >= buf.size) return 0;
+   bool minus = signedText && buf.data[i] == '-';
+   if (minus || buf.data[i] == '+') {
+      i++;
+      if (minus) bound = negBound;
+   }
+   const U limit = bound / 10;
+   U value = 0;
+   uint64_t first = i;
+   for (; i < buf.size; i++) {
+      uint8_t c = buf.data[i];
+      if (c < '0' || c > '9') break;
+      U digit = (U)(c - '0');
+      if (value > limit || value * 10 > bound - digit) return 0;
+      value = value * 10 + digit;
+   }
+   if (i == first || i >= buf.size) return 0;
+   *pmagnitude = value;
+   *pminus = minus;
+   return i;
+}
+
+// The byte-wise readers read the first byte twice (the skip puts it back)
+// and the byte after the digits once.
+VX_INLINE void rtxTextCommitNumber(VXCTXT* pctxt, VXRTSTREAM* pMemStream, uint64_t end)
+{
+   rtxTextCommit(pctxt, pMemStream, end, end - pctxt->buffer.byteIndex + 2,
+                 pctxt->buffer.data[end]);
+}
+
+template <class T>
+VX_INLINE int rtxTxtReadSignedT(VXCTXT* pctxt, T* pvalue, int (*general)(VXCTXT*, T*))
+{
+   VXRTSTREAM* pMemStream;
+   if (VX_LIKELY(pctxt != nullptr && rtxTextInPlace(pctxt, &pMemStream))) {
+      uint32_t magnitude;
+      bool minus;
+      uint64_t end = rtxTextScanNumber<uint32_t>(pctxt->buffer, true, 0x7FFFFFFFu, 0x80000000u,
+                                                 &magnitude, &minus);
+      if (end != 0) {
+         int64_t value = minus ? -(int64_t)magnitude : (int64_t)magnitude;
+         if (value >= (int64_t)std::numeric_limits<T>::min() &&
+             value <= (int64_t)std::numeric_limits<T>::max()) {
+            rtxTextCommitNumber(pctxt, pMemStream, end);
+            *pvalue = (T)value;
+            return 0;
+         }
+      }
+   }
+   return general(pctxt, pvalue);
+}
+
+template <class T, class U>
+VX_INLINE int rtxTxtReadUnsignedT(VXCTXT* pctxt, T* pvalue, int (*general)(VXCTXT*, T*))
+{
+   VXRTSTREAM* pMemStream;
+   if (VX_LIKELY(pctxt != nullptr && rtxTextInPlace(pctxt, &pMemStream))) {
+      U magnitude;
+      bool minus;
+      uint64_t end = rtxTextScanNumber<U>(pctxt->buffer, false, (U)~(U)0, (U)~(U)0, &magnitude,
+                                          &minus);
+      if (end != 0 && magnitude <= (U)std::numeric_limits<T>::max()) {
+         rtxTextCommitNumber(pctxt, pMemStream, end);
+         *pvalue = (T)magnitude;
+         return 0;
+      }
+   }
+   return general(pctxt, pvalue);
+}
+
+VX_INLINE int rtxTxtReadInt32(VXCTXT* pctxt, int32_t* pvalue)
+{
+   return rtxTxtReadSignedT<int32_t>(pctxt, pvalue, rtxTxtReadInt32General);
+}
+VX_INLINE int rtxTxtReadInt16(VXCTXT* pctxt, int16_t* pvalue)
+{
+   return rtxTxtReadSignedT<int16_t>(pctxt, pvalue, rtxTxtReadInt16General);
+}
+VX_INLINE int rtxTxtReadInt8(VXCTXT* pctxt, int8_t* pvalue)
+{
+   return rtxTxtReadSignedT<int8_t>(pctxt, pvalue, rtxTxtReadInt8General);
+}
+VX_INLINE int rtxTxtReadUInt32(VXCTXT* pctxt, uint32_t* pvalue)
+{
+   return rtxTxtReadUnsignedT<uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32General);
+}
+VX_INLINE int rtxTxtReadUInt64(VXCTXT* pctxt, uint64_t* pvalue)
+{
+   return rtxTxtReadUnsignedT<uint64_t, uint64_t>(pctxt, pvalue, rtxTxtReadUInt64General);
+}
+VX_INLINE int rtxTxtReadUInt16(VXCTXT* pctxt, uint16_t* pvalue)
+{
+   return rtxTxtReadUnsignedT<uint16_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt16General);
+}
+VX_INLINE int rtxTxtReadUInt8(VXCTXT* pctxt, uint8_t* pvalue)
+{
+   return rtxTxtReadUnsignedT<uint8_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt8General);
+}
 
 #endif

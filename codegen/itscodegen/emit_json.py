@@ -188,11 +188,11 @@ def enc_enum(w, t, v):
 
 def dec_enum(w, t, lv):
     tab = t.record + "_ENUMTAB"
-    w("char* text = 0;")
-    w("int stat = rtJsonDecStringValue(pctxt, &text);")
+    w("JsonGenText text;")
+    w("int stat = jsonGenReadText(pctxt, &text);")
     fail_log(w)
-    w("int row = rtxLookupEnum(text, strlen(text), %s, %s_SIZE);" % (tab, tab))
-    w("rtxMemFreePtr(pctxt, text);")
+    w("int row = rtxLookupEnum(text.text, text.len, %s, %s_SIZE);" % (tab, tab))
+    w("jsonGenTextRelease(pctxt, &text);")
     w("if (row < 0) return VX_LOG_ERR(pctxt, RTERR_INVENUM);")
     w("%s = (uint32_t)%s[row].value;" % (lv, tab))
     w("return 0;")
@@ -366,9 +366,23 @@ def enc_sequence(w, t, v):
     w("return jsonGenClose(pctxt, '}');")
 
 
-def keys_table(w, t):
-    names = ", ".join(c_string(c.name) for c in t.comps)
-    w("static const char* const kKeys[%d] = { %s };" % (len(t.comps), names))
+def key_lookup(w, t):
+    """`index` from the key just read: a switch on its length, then a
+    comparison of the bytes with each identifier of that length."""
+    w("int index = -1;")
+    by_len = {}
+    for i, c in enumerate(t.comps):
+        by_len.setdefault(len(c.name.encode("utf-8")), []).append((i, c.name))
+    with w.block("switch (key.len)"):
+        for n in sorted(by_len):
+            w("case %d:" % n)
+            w.indent()
+            for i, name in by_len[n]:
+                w("if (memcmp(key.text, %s, %d) == 0) index = %d;" % (c_string(name), n, i))
+            w("break;")
+            w.dedent()
+        w("default:")
+        w("   break;")
 
 
 def open_comp_rows(t):
@@ -405,7 +419,6 @@ def dec_member(w, t, c, v):
 
 def dec_sequence(w, t, v):
     n = len(t.comps)
-    keys_table(w, t)
     w("int stat = jsonGenMatch(pctxt, '{');")
     fail_pass(w)
     if t.optionals:
@@ -416,20 +429,22 @@ def dec_sequence(w, t, v):
     w("memset(seen, 0, sizeof(seen));")
     with w.block("if (jsonGenPeek(pctxt) != '}')"):
         with w.block("for (;;)"):
-            w("char* key = 0;")
+            w("JsonGenText key;")
             w("stat = jsonGenReadKey(pctxt, &key);")
             fail_pass(w)
-            w("int index = jsonGenFindKey(key, kKeys, %d);" % n)
+            key_lookup(w, t)
             with w.block("if (index < 0)"):
                 if t.ext:
                     # A member this schema does not know: kept as its text.
-                    w("stat = jsonGenDecExtMember(pctxt, key, &%s.extElem1);" % v)
+                    w("char* name = jsonGenTextTake(pctxt, &key);")
+                    w("if (name == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);")
+                    w("stat = jsonGenDecExtMember(pctxt, name, &%s.extElem1);" % v)
                     fail_pass(w)
                 else:
-                    w("rtxMemFreePtr(pctxt, key);")
+                    w("jsonGenTextRelease(pctxt, &key);")
                     w("return VX_LOG_ERR(pctxt, RTERR_NOTINSET);")
             with w.block("else"):
-                w("rtxMemFreePtr(pctxt, key);")
+                w("jsonGenTextRelease(pctxt, &key);")
                 w("if (seen[index]) return VX_LOG_ERR(pctxt, RTERR_SETDUPL);")
                 w("seen[index] = 1;")
                 with w.block("switch (index)"):
@@ -555,13 +570,13 @@ def enc_choice(w, t, v):
 
 def dec_choice(w, t, v):
     n = len(t.comps)
-    keys_table(w, t)
     w("int stat = jsonGenMatch(pctxt, '{');")
     fail_pass(w)
-    w("char* key = 0;")
+    w("JsonGenText key;")
     w("stat = jsonGenReadKey(pctxt, &key);")
     fail_pass(w)
-    w("int index = jsonGenFindKey(key, kKeys, %d);" % n)
+    key_lookup(w, t)
+    w("if (index >= 0) jsonGenTextRelease(pctxt, &key);")
     with w.block("switch (index)"):
         for i, c in enumerate(t.comps):
             w("case %d:" % i)
@@ -578,18 +593,18 @@ def dec_choice(w, t, v):
             w.dedent()
         w("default:")
         w.indent()
+        w("char* name = jsonGenTextTake(pctxt, &key);")
+        w("if (name == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);")
         if t.ext:
             # Kept as the member's text, under the first index past the root.
-            w("stat = jsonGenDecMemberText(pctxt, key, &%s.u.extElem1);" % v)
-            w("key = 0;")
+            w("stat = jsonGenDecMemberText(pctxt, name, &%s.u.extElem1);" % v)
             w("%s.t = %d;" % (v, n + 1))
             w("break;")
         else:
-            w("rtxErrAddStrParm(pctxt, key);")
-            w("rtxMemFreePtr(pctxt, key);")
+            w("rtxErrAddStrParm(pctxt, name);")
+            w("rtxMemFreePtr(pctxt, name);")
             w("return VX_LOG_ERR(pctxt, RTERR_INVOPT);")
         w.dedent()
-    w("if (key != 0) rtxMemFreePtr(pctxt, key);")
     fail_pass(w)
     # A second key meets this brace: -24.
     w("return jsonGenMatch(pctxt, '}');")
@@ -870,34 +885,116 @@ inline int jsonGenMatch(VXCTXT* pctxt, char ch)
 
 // The next character that is not blank, left unread; 0 at the end, which
 // a memory stream records as -1 (the read that follows adds its own).
+// In place when that character is in the buffer.
 inline char jsonGenPeek(VXCTXT* pctxt)
 {
+   VXRTSTREAM* pMemStream;
+   if (VX_LIKELY(rtxTextInPlace(pctxt, &pMemStream))) {
+      const VXRTBuffer& buf = pctxt->buffer;
+      uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
+      if (i < buf.size) {
+         uint8_t next = buf.data[i];
+         // The skip reads the character and puts it back.
+         rtxTextCommit(pctxt, pMemStream, i, i + 1 - buf.byteIndex, next);
+         return (char)next;
+      }
+   }
    rtxTxtSkipWhitespace(pctxt);
    uint8_t next = 0;
    return rtxPeekByte(pctxt, &next) == 1 ? (char)next : 0;
 }
 
-// A member's key and its colon. The key is a heap string.
-inline int jsonGenReadKey(VXCTXT* pctxt, char** pkey)
+// A string read for a lookup (a key, an identifier): len bytes at text,
+// either in the input itself or, when it had to be read byte by byte, in
+// the heap string `heap`.
+struct JsonGenText {
+   const char* text;
+   size_t len;
+   char* heap;
+};
+
+// A quoted string without escapes or NUL bytes whose closing quote, and
+// `follow` behind it unless that is 0, lie in the buffer: taken in place,
+// the cursor left behind the last of them. Otherwise false, nothing read.
+inline bool jsonGenTextInPlace(VXCTXT* pctxt, JsonGenText* out, char follow)
 {
-   int stat = rtJsonDecStringValue(pctxt, pkey);
-   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
-   stat = rtJsonDecMatchChar(pctxt, ':');
-   if (stat != 0) {
-      rtxMemFreePtr(pctxt, *pkey);
-      *pkey = 0;
-      return VX_LOG_ERR(pctxt, stat);
+   VXRTSTREAM* pMemStream;
+   if (!rtxTextInPlace(pctxt, &pMemStream) || (pctxt->flags & VXCTXT_FLAG_JSONSTR) != 0)
+      return false;
+   const VXRTBuffer& buf = pctxt->buffer;
+   uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
+   if (i >= buf.size || buf.data[i] != '"') return false;
+   uint64_t start = ++i;
+   while (i < buf.size) {
+      uint8_t b = buf.data[i];
+      if (b == '"') break;
+      if (b == '\\' || b == 0) return false;
+      i++;
    }
+   if (i >= buf.size) return false;
+   uint64_t end = i + 1;
+   if (follow != 0) {
+      end = rtxTextSkipBlanks(buf, end);
+      if (end >= buf.size || buf.data[end] != (uint8_t)follow) return false;
+      end++;
+   }
+   out->text = (const char*)buf.data + start;
+   out->len = (size_t)(i - start);
+   out->heap = 0;
+   rtxTextCommit(pctxt, pMemStream, end, end - buf.byteIndex, buf.data[end - 1]);
+   return true;
+}
+
+// A string value for a lookup.
+inline int jsonGenReadText(VXCTXT* pctxt, JsonGenText* out)
+{
+   if (VX_LIKELY(jsonGenTextInPlace(pctxt, out, 0))) return 0;
+   int stat = rtJsonDecStringValue(pctxt, &out->heap);
+   if (stat != 0) return stat;
+   out->text = out->heap;
+   out->len = strlen(out->heap);
    return 0;
 }
 
-// The position of a key among the identifiers of a type, or -1.
-inline int jsonGenFindKey(const char* key, const char* const* names, int count)
+// A member's key and its colon.
+inline int jsonGenReadKey(VXCTXT* pctxt, JsonGenText* key)
 {
-   for (int i = 0; i < count; i++) {
-      if (strcmp(key, names[i]) == 0) return i;
+   if (VX_LIKELY(jsonGenTextInPlace(pctxt, key, ':'))) return 0;
+   key->heap = 0;
+   int stat = rtJsonDecStringValue(pctxt, &key->heap);
+   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   stat = rtJsonDecMatchChar(pctxt, ':');
+   if (stat != 0) {
+      rtxMemFreePtr(pctxt, key->heap);
+      key->heap = 0;
+      return VX_LOG_ERR(pctxt, stat);
    }
-   return -1;
+   key->text = key->heap;
+   key->len = strlen(key->heap);
+   return 0;
+}
+
+inline void jsonGenTextRelease(VXCTXT* pctxt, JsonGenText* t)
+{
+   if (t->heap != 0) rtxMemFreePtr(pctxt, t->heap);
+   t->heap = 0;
+}
+
+// The string as a heap string of the caller's (a copy when it was taken in
+// place); null, recorded, when memory is exhausted.
+inline char* jsonGenTextTake(VXCTXT* pctxt, JsonGenText* t)
+{
+   char* s = t->heap;
+   t->heap = 0;
+   if (s != 0) return s;
+   s = static_cast<char*>(rtxMemAlloc(pctxt, t->len + 1));
+   if (s == 0) {
+      VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);
+      return 0;
+   }
+   memcpy(s, t->text, t->len);
+   s[t->len] = 0;
+   return s;
 }
 
 // A member not known to the type, kept whole as the text "key":value with

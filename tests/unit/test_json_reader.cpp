@@ -163,6 +163,9 @@ TEST_F(JsonReader, AnyTypeWithoutOutputOnlyValidates) {
 
 #include "VXJSONBuffers.h"
 #include "VXRTStream.h"
+#include "itsgen_json.h"
+#include "rtxMemBuf.h"
+#include "rtxStream.h"
 
 namespace {
 
@@ -195,6 +198,76 @@ TEST(JsonEncodeBuffer, StartsEmptyAndTerminated) {
    EXPECT_STREQ("\"x\"", (const char*)buf.getMsgPtr());
    EXPECT_EQ(0, buf.init());
    EXPECT_EQ(0u, buf.getMsgLen());
+}
+
+// The readers scan text in place when it lies in the buffer; a capture
+// buffer keeps the other context on the byte-wise path. Both must end in
+// the same state: status, value, cursor, last byte, the memory stream's
+// counts and the error records, at the end of the text and on failures too.
+TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
+   typedef std::string (*Op)(VXCTXT*);
+   struct Case {
+      const char* name;
+      Op op;
+   };
+   static const Case ops[] = {
+      {"match", [](VXCTXT* c) { return std::to_string(rtJsonDecMatchChar(c, ':')); }},
+      {"skip", [](VXCTXT* c) { return std::to_string(rtxTxtSkipWhitespace(c)); }},
+      {"peek", [](VXCTXT* c) { return std::string(1, jsonGenPeek(c)); }},
+      {"i32", [](VXCTXT* c) { int32_t v = 7; int s = rtxTxtReadInt32(c, &v);
+                              return std::to_string(s) + "/" + std::to_string(v); }},
+      {"i8", [](VXCTXT* c) { int8_t v = 7; int s = rtxTxtReadInt8(c, &v);
+                             return std::to_string(s) + "/" + std::to_string(v); }},
+      {"u16", [](VXCTXT* c) { uint16_t v = 7; int s = rtxTxtReadUInt16(c, &v);
+                              return std::to_string(s) + "/" + std::to_string(v); }},
+      {"u64", [](VXCTXT* c) { uint64_t v = 7; int s = rtxTxtReadUInt64(c, &v);
+                              return std::to_string(s) + "/" + std::to_string(v); }},
+      {"key", [](VXCTXT* c) { JsonGenText k = {0, 0, 0}; int s = jsonGenReadKey(c, &k);
+                              std::string r = std::to_string(s) + "/" +
+                                              (s == 0 ? std::string(k.text, k.len) : "");
+                              jsonGenTextRelease(c, &k);
+                              return r; }},
+      {"text", [](VXCTXT* c) { JsonGenText k = {0, 0, 0}; int s = jsonGenReadText(c, &k);
+                               std::string r = std::to_string(s) + "/" +
+                                               (s == 0 ? std::string(k.text, k.len) : "");
+                               jsonGenTextRelease(c, &k);
+                               return r; }},
+   };
+   static const char* const texts[] = {
+      " \n :1", ":", "  ", "x", " 42,", "-128]", "-129 ", "+255}", "255", "65536,",
+      "-0 ", "- 1,", "+x", "2147483647 ", "-2147483648,", "2147483648 ",
+      "18446744073709551615,", "18446744073709551616,", "007 ", "\t\"lane\" :2",
+      "\"lane\"", "\"lane\" x", "\"a\\\"b\":1", "\"\":", "\"abc", "\"ab\"  ",
+   };
+   for (const Case& op : ops) {
+      for (const char* t : texts) {
+         std::string text = t;
+         VXCTXT a, b;
+         ASSERT_EQ(0, rtInitContext(&a));
+         ASSERT_EQ(0, rtInitContext(&b));
+         VXRTMEMBUF cap;
+         rtxMemBufInit(&b, &cap, 0);
+         for (VXCTXT* p : {&a, &b}) {
+            ASSERT_EQ(0, rtxStreamMemoryAttach(p, (const uint8_t*)text.data(), text.size(),
+                                               VXRT_STREAM_INPUT));
+            ASSERT_EQ(0, rtxStreamMark(p, 64));
+         }
+         ASSERT_EQ(0, rtxStreamSetCapture(&b, &cap));
+         std::string ra = op.op(&a), rb = op.op(&b);
+         std::string where = std::string(op.name) + " on '" + text + "'";
+         EXPECT_EQ(rb, ra) << where;
+         EXPECT_EQ(b.buffer.byteIndex, a.buffer.byteIndex) << where;
+         EXPECT_EQ(b.lastChar, a.lastChar) << where;
+         EXPECT_EQ(b.pStream->bytesProcessed, a.pStream->bytesProcessed) << where;
+         EXPECT_EQ(b.pStream->ioBytes, a.pStream->ioBytes) << where;
+         EXPECT_EQ(b.pStream->readAheadCount, a.pStream->readAheadCount) << where;
+         EXPECT_EQ(rtxErrGetErrorCnt(&b), rtxErrGetErrorCnt(&a)) << where;
+         EXPECT_EQ(rtxErrGetLastError(&b), rtxErrGetLastError(&a)) << where;
+         rtxMemBufFree(&cap);
+         rtFreeContext(&a);
+         rtFreeContext(&b);
+      }
+   }
 }
 
 }  // namespace
