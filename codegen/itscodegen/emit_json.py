@@ -877,7 +877,7 @@ inline int jsonGenNext(VXCTXT* pctxt)
 
 // ---- reading ----
 
-inline int jsonGenMatch(VXCTXT* pctxt, char ch)
+VX_INLINE int jsonGenMatch(VXCTXT* pctxt, char ch)
 {
    int stat = rtJsonDecMatchChar(pctxt, ch);
    return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
@@ -886,7 +886,14 @@ inline int jsonGenMatch(VXCTXT* pctxt, char ch)
 // The next character that is not blank, left unread; 0 at the end, which
 // a memory stream records as -1 (the read that follows adds its own).
 // In place when that character is in the buffer.
-inline char jsonGenPeek(VXCTXT* pctxt)
+__attribute__((noinline)) inline char jsonGenPeekGeneral(VXCTXT* pctxt)
+{
+   rtxTxtSkipWhitespace(pctxt);
+   uint8_t next = 0;
+   return rtxPeekByte(pctxt, &next) == 1 ? (char)next : 0;
+}
+
+VX_INLINE char jsonGenPeek(VXCTXT* pctxt)
 {
    VXRTSTREAM* pMemStream;
    if (VX_LIKELY(rtxTextInPlace(pctxt, &pMemStream))) {
@@ -899,9 +906,7 @@ inline char jsonGenPeek(VXCTXT* pctxt)
          return (char)next;
       }
    }
-   rtxTxtSkipWhitespace(pctxt);
-   uint8_t next = 0;
-   return rtxPeekByte(pctxt, &next) == 1 ? (char)next : 0;
+   return jsonGenPeekGeneral(pctxt);
 }
 
 // A string read for a lookup (a key, an identifier): len bytes at text,
@@ -916,7 +921,7 @@ struct JsonGenText {
 // A quoted string without escapes or NUL bytes whose closing quote, and
 // `follow` behind it unless that is 0, lie in the buffer: taken in place,
 // the cursor left behind the last of them. Otherwise false, nothing read.
-inline bool jsonGenTextInPlace(VXCTXT* pctxt, JsonGenText* out, char follow)
+VX_INLINE bool jsonGenTextInPlace(VXCTXT* pctxt, JsonGenText* out, char follow)
 {
    VXRTSTREAM* pMemStream;
    if (!rtxTextInPlace(pctxt, &pMemStream) || (pctxt->flags & VXCTXT_FLAG_JSONSTR) != 0)
@@ -925,13 +930,8 @@ inline bool jsonGenTextInPlace(VXCTXT* pctxt, JsonGenText* out, char follow)
    uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
    if (i >= buf.size || buf.data[i] != '"') return false;
    uint64_t start = ++i;
-   while (i < buf.size) {
-      uint8_t b = buf.data[i];
-      if (b == '"') break;
-      if (b == '\\' || b == 0) return false;
-      i++;
-   }
-   if (i >= buf.size) return false;
+   i = rtxTextFindQuote(buf, i);
+   if (i >= buf.size || buf.data[i] != '"') return false;
    uint64_t end = i + 1;
    if (follow != 0) {
       end = rtxTextSkipBlanks(buf, end);
@@ -946,9 +946,9 @@ inline bool jsonGenTextInPlace(VXCTXT* pctxt, JsonGenText* out, char follow)
 }
 
 // A string value for a lookup.
-inline int jsonGenReadText(VXCTXT* pctxt, JsonGenText* out)
+__attribute__((noinline)) inline int jsonGenReadTextGeneral(VXCTXT* pctxt, JsonGenText* out)
 {
-   if (VX_LIKELY(jsonGenTextInPlace(pctxt, out, 0))) return 0;
+   out->heap = 0;
    int stat = rtJsonDecStringValue(pctxt, &out->heap);
    if (stat != 0) return stat;
    out->text = out->heap;
@@ -956,10 +956,15 @@ inline int jsonGenReadText(VXCTXT* pctxt, JsonGenText* out)
    return 0;
 }
 
-// A member's key and its colon.
-inline int jsonGenReadKey(VXCTXT* pctxt, JsonGenText* key)
+VX_INLINE int jsonGenReadText(VXCTXT* pctxt, JsonGenText* out)
 {
-   if (VX_LIKELY(jsonGenTextInPlace(pctxt, key, ':'))) return 0;
+   if (VX_LIKELY(jsonGenTextInPlace(pctxt, out, 0))) return 0;
+   return jsonGenReadTextGeneral(pctxt, out);
+}
+
+// A member's key and its colon.
+__attribute__((noinline)) inline int jsonGenReadKeyGeneral(VXCTXT* pctxt, JsonGenText* key)
+{
    key->heap = 0;
    int stat = rtJsonDecStringValue(pctxt, &key->heap);
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
@@ -972,6 +977,12 @@ inline int jsonGenReadKey(VXCTXT* pctxt, JsonGenText* key)
    key->text = key->heap;
    key->len = strlen(key->heap);
    return 0;
+}
+
+VX_INLINE int jsonGenReadKey(VXCTXT* pctxt, JsonGenText* key)
+{
+   if (VX_LIKELY(jsonGenTextInPlace(pctxt, key, ':'))) return 0;
+   return jsonGenReadKeyGeneral(pctxt, key);
 }
 
 inline void jsonGenTextRelease(VXCTXT* pctxt, JsonGenText* t)
