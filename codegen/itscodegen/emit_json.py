@@ -155,9 +155,13 @@ def enc_integer(w, t, v):
     test = range_test(t, v)
     if test:
         w("if (%s) return RTERR_CONSVIO;" % test)
-    w("int stat = %s(pctxt, %s);" % (INT_FIELDS[int_field(t)][0], v))
-    fail_pass(w)
-    w("return jsonGenTerminate(pctxt);")
+    ct = int_field(t)
+    writer = INT_FIELDS[ct][0]
+    if ct.startswith("int") and ct != "int64_t":
+        w("return jsonGenPutInt(pctxt, %s, %s);" % (v, writer))
+    else:
+        arg = "uint64_t" if ct == "uint64_t" else "uint32_t"
+        w("return jsonGenPutUInt<%s>(pctxt, %s, %s);" % (arg, v, writer))
 
 
 def dec_integer(w, t, lv):
@@ -809,6 +813,9 @@ COMMON_TEXT = r'''// itsgen_json.h: steps shared by the generated JSON codecs.
 
 #include <cstring>
 #include <new>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "asn1ErrorHandler.h"
 #include "asn1EventHandler.h"
@@ -849,9 +856,96 @@ inline int jsonGenTerminate(VXCTXT* pctxt)
    return 0;
 }
 
-// `{` or `[`, one level deeper, and the break before the first member.
-inline int jsonGenOpen(VXCTXT* pctxt, char bracket)
+// Room for n more bytes in the buffer as it is, without a stream to write
+// to: the writers below then write in place, and otherwise take the
+// general steps (which grow the buffer, or fail).
+VX_INLINE uint8_t* jsonGenRoom(VXCTXT* pctxt, size_t n)
 {
+   VXRTBuffer& buf = pctxt->buffer;
+   size_t need = n + (buf.bitOffset != 8 ? 1u : 0u);
+   if (pctxt->pStream != 0 || buf.byteIndex + need > buf.size) return 0;
+   return buf.data + buf.byteIndex;
+}
+
+// Room for a line break of `indent` blanks and `extra` bytes around it.
+// A growing buffer of the writer's own must hold 16 bytes more: its blanks
+// are stored 16 at a time and may run past the text (not into it).
+VX_INLINE uint8_t* jsonGenBreakRoom(VXCTXT* pctxt, size_t indent, size_t extra)
+{
+   if (pctxt->state != 0 || (pctxt->flags & VXCTXT_FLAG_NOINDENT) != 0) return 0;
+   return jsonGenRoom(pctxt, indent + extra + (pctxt->buffer.dynamic ? 16 : 0));
+}
+
+// A line break and `indent` blanks at p; returns the end.
+VX_INLINE uint8_t* jsonGenBreak(VXCTXT* pctxt, uint8_t* p, size_t indent)
+{
+   *p++ = '\n';
+#if defined(__SSE2__)
+   if (pctxt->buffer.dynamic) {
+      const __m128i blanks = _mm_set1_epi8(' ');
+      for (size_t k = 0; k < indent; k += 16)
+         _mm_storeu_si128(reinterpret_cast<__m128i*>(p + k), blanks);
+      return p + indent;
+   }
+#endif
+   (void)pctxt;
+   for (; indent > 0; indent--) *p++ = ' ';
+   return p;
+}
+
+// A decimal number and the NUL behind it, as the number writers and
+// jsonGenTerminate write them.
+VX_INLINE bool jsonGenPutDecimal(VXCTXT* pctxt, uint64_t magnitude, bool minus)
+{
+   char digits[20];
+   size_t n = 0;
+   do {
+      digits[n++] = (char)('0' + magnitude % 10);
+      magnitude /= 10;
+   } while (magnitude != 0);
+   size_t len = n + (minus ? 1 : 0);
+   uint8_t* p = jsonGenRoom(pctxt, len + 1);
+   if (p == 0) return false;
+   if (minus) *p++ = '-';
+   while (n > 0) *p++ = (uint8_t)digits[--n];
+   *p = 0;
+   pctxt->buffer.byteIndex += len;
+   pctxt->lastChar = p[-1];
+   return true;
+}
+
+VX_INLINE int jsonGenPutInt(VXCTXT* pctxt, int64_t value, int (*general)(VXCTXT*, int32_t))
+{
+   uint64_t magnitude = value < 0 ? 0u - (uint64_t)value : (uint64_t)value;
+   if (VX_LIKELY(jsonGenPutDecimal(pctxt, magnitude, value < 0))) return 0;
+   int stat = general(pctxt, (int32_t)value);
+   if (stat != 0) return stat;
+   return jsonGenTerminate(pctxt);
+}
+
+template <class T>
+VX_INLINE int jsonGenPutUInt(VXCTXT* pctxt, T value, int (*general)(VXCTXT*, T))
+{
+   if (VX_LIKELY(jsonGenPutDecimal(pctxt, (uint64_t)value, false))) return 0;
+   int stat = general(pctxt, value);
+   if (stat != 0) return stat;
+   return jsonGenTerminate(pctxt);
+}
+
+// `{` or `[`, one level deeper, and the break before the first member.
+VX_INLINE int jsonGenOpen(VXCTXT* pctxt, char bracket)
+{
+   size_t indent = (size_t)pctxt->indent + VXRT_INDENT_SPACES;
+   uint8_t* p;
+   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, indent, 3)) != 0)) {
+      *p++ = (uint8_t)bracket;
+      p = jsonGenBreak(pctxt, p, indent);
+      *p = 0;
+      pctxt->buffer.byteIndex += indent + 2;
+      pctxt->lastChar = (uint8_t)bracket;
+      pctxt->indent = (uint16_t)indent;
+      return 0;
+   }
    int stat = rtJsonEncChar(pctxt, bracket);
    if (stat != 0) return stat;
    rtxIndentIncr(pctxt);
@@ -859,17 +953,37 @@ inline int jsonGenOpen(VXCTXT* pctxt, char bracket)
 }
 
 // One level up, the break, and `}` or `]`.
-inline int jsonGenClose(VXCTXT* pctxt, char bracket)
+VX_INLINE int jsonGenClose(VXCTXT* pctxt, char bracket)
 {
    rtxIndentDecr(pctxt);
+   size_t indent = pctxt->indent;
+   uint8_t* p;
+   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, indent, 3)) != 0)) {
+      p = jsonGenBreak(pctxt, p, indent);
+      *p++ = (uint8_t)bracket;
+      *p = 0;
+      pctxt->buffer.byteIndex += indent + 2;
+      pctxt->lastChar = (uint8_t)bracket;
+      return 0;
+   }
    int stat = rtJsonEncIndent(pctxt);
    if (stat != 0) return stat;
    return rtJsonEncChar(pctxt, bracket);
 }
 
 // The comma that ends a member's line, and the break.
-inline int jsonGenNext(VXCTXT* pctxt)
+VX_INLINE int jsonGenNext(VXCTXT* pctxt)
 {
+   size_t indent = pctxt->indent;
+   uint8_t* p;
+   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, indent, 3)) != 0)) {
+      *p++ = ',';
+      p = jsonGenBreak(pctxt, p, indent);
+      *p = 0;
+      pctxt->buffer.byteIndex += indent + 2;
+      pctxt->lastChar = ',';
+      return 0;
+   }
    int stat = rtJsonEncChar(pctxt, ',');
    if (stat != 0) return stat;
    return rtJsonEncIndent(pctxt);
