@@ -134,7 +134,7 @@ int rtxTxtSkipWhitespaceGeneral(VXCTXT* pctxt) {
 
 int rtxTxtPeekChar(VXCTXT* pctxt, char* pch, bool skipWs) {
    if (skipWs) {
-      int stat = rtxTxtSkipWhitespaceGeneral(pctxt);
+      int stat = rtxTxtSkipWhitespace(pctxt);
       if (stat < 0) return passOn(pctxt, stat);
    }
    uint8_t c;
