@@ -191,12 +191,12 @@ TEST_F(BitCursor, RandomFieldsRoundTripAtX691Positions)
       for (auto& f : fields) {
          uint64_t got = 0;
          if (f.second <= 32) {
-            uint32_t w;
+            uint32_t w = 0;
             ASSERT_EQ(0, rtxDecBits(pctxt, &w, f.second));
             got = w;
          }
          else {
-            uint32_t hi, lo;
+            uint32_t hi = 0, lo = 0;
             ASSERT_EQ(0, rtxDecBits(pctxt, &hi, f.second - 32));
             ASSERT_EQ(0, rtxDecBits(pctxt, &lo, 32));
             got = (uint64_t)hi << 32 | lo;

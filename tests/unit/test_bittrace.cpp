@@ -60,14 +60,21 @@ class BitTrace : public ::testing::Test {
    };
    std::vector<uint8_t> bytes;
 
-   // A fresh trace list over `data` holding the given fields, printed.
-   void traceFields(std::vector<uint8_t> data, std::initializer_list<FieldDef> fields)
+   // A fresh trace list of the context, over a copy of `data`.
+   VXRTDiagBitFieldList* startList(std::vector<uint8_t> data)
    {
       bytes = std::move(data);
       useBytes(bytes.data(), bytes.size());
-      ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
-      for (const FieldDef& f : fields) field(ctx.pBitFldList, f.name, f.offset, f.count);
-      rtxDiagBitTracePrint(ctx.pBitFldList, "data");
+      EXPECT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+      return ctx.pBitFldList;
+   }
+
+   // A fresh trace list over `data` holding the given fields, printed.
+   void traceFields(std::vector<uint8_t> data, std::initializer_list<FieldDef> fields)
+   {
+      VXRTDiagBitFieldList* list = startList(std::move(data));
+      for (const FieldDef& f : fields) field(list, f.name, f.offset, f.count);
+      rtxDiagBitTracePrint(list, "data");
    }
 
    // Records a field of `count` bits at `offset` in `list`.
@@ -125,10 +132,7 @@ TEST_F(BitTrace, FullLinesAndZeroBitFieldOnEmptyLine)
 
 TEST_F(BitTrace, NestedOpenTypeListWithBaseOffset)
 {
-   uint8_t data[3] = {0x12, 0x34, 0x56};
-   useBytes(data, 3);
-   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
-   VXRTDiagBitFieldList* list = ctx.pBitFldList;
+   VXRTDiagBitFieldList* list = startList({0x12, 0x34, 0x56});
    field(list, "length", 0, 8);
    field(list, "OpenType", 8, 16);
 
@@ -155,10 +159,7 @@ TEST_F(BitTrace, NestedOpenTypeListWithBaseOffset)
 
 TEST_F(BitTrace, SecondPrintShowsOnlyNewFields)
 {
-   uint8_t data[1] = {0xF0};
-   useBytes(data, 1);
-   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
-   VXRTDiagBitFieldList* list = ctx.pBitFldList;
+   VXRTDiagBitFieldList* list = startList({0xF0});
    field(list, "a", 0, 4);
    rtxDiagBitTracePrint(list, "data");
    EXPECT_EQ(head("data a", 0, 4) + line("1111", "", "") + "\n", out);
@@ -174,24 +175,19 @@ TEST_F(BitTrace, SecondPrintShowsOnlyNewFields)
 
 TEST_F(BitTrace, NamesFromTheElementStackAndLongSuffix)
 {
-   uint8_t data[1] = {0};
-   useBytes(data, 1);
-   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
+   VXRTDiagBitFieldList* list = startList({0});
    ASSERT_EQ(0, rtxCtxtPushElemName(&ctx, "cam"));
    ASSERT_EQ(0, rtxCtxtPushElemName(&ctx, "speed"));
    const char* longSuffix = "0123456789abcdefghijklmnopqrstuvwxyz";  // 36 characters
-   field(ctx.pBitFldList, longSuffix, 0, 0);
-   rtxDiagBitFldAppendNamePart(ctx.pBitFldList, "value");
-   rtxDiagBitTracePrint(ctx.pBitFldList, "data");
+   field(list, longSuffix, 0, 0);
+   rtxDiagBitFldAppendNamePart(list, "value");
+   rtxDiagBitTracePrint(list, "data");
    EXPECT_EQ(0u, out.find("data.cam.speed.value 0123456789abcdefghijklmnopqrstuv\n"));
 }
 
 TEST_F(BitTrace, ListFunctionsRecordSplitAndDisable)
 {
-   uint8_t data[4] = {};
-   useBytes(data, 4);
-   ASSERT_EQ(0, rtxDiagCtxtBitFieldListInit(&ctx));
-   VXRTDiagBitFieldList* list = ctx.pBitFldList;
+   VXRTDiagBitFieldList* list = startList({0, 0, 0, 0});
    ASSERT_EQ(0, rtxCtxtSetBitOffset(&ctx, 2));
    VXRTDiagBitField* f = rtxDiagNewBitField(list, "SemiCons");
    ASSERT_NE(nullptr, f);
@@ -308,23 +304,22 @@ TEST_F(BitTrace, StreamInputIsPrintedFromTheCaptureBuffer)
 
 TEST_F(BitTrace, DiagLevelFilter)
 {
-   ctx.diagLevel = 0;
-   EXPECT_TRUE(checkDiagLevel(&ctx, "plain text"));
-   EXPECT_TRUE(checkDiagLevel(&ctx, "~E error"));
-   EXPECT_TRUE(checkDiagLevel(&ctx, "~e error"));
-   EXPECT_FALSE(checkDiagLevel(&ctx, "~W warning"));
-   ctx.diagLevel = 1;
-   EXPECT_TRUE(checkDiagLevel(&ctx, "~w warning"));
-   EXPECT_FALSE(checkDiagLevel(&ctx, "~I info"));
-   ctx.diagLevel = 2;
-   EXPECT_TRUE(checkDiagLevel(&ctx, "~I info"));
-   EXPECT_FALSE(checkDiagLevel(&ctx, "~D debug"));
-   ctx.diagLevel = 3;
-   EXPECT_TRUE(checkDiagLevel(&ctx, "~d debug"));
-   EXPECT_FALSE(checkDiagLevel(&ctx, "~Q other"));
-   EXPECT_FALSE(checkDiagLevel(&ctx, "~"));
-   ctx.diagLevel = 9;
-   EXPECT_TRUE(checkDiagLevel(&ctx, "~Q other"));
+   // Text without a level mark always passes; ~E/~W/~I/~D need levels 0..3
+   // (either case), any other mark more than 3.
+   const struct {
+      int level;
+      const char* text;
+      bool shown;
+   } cases[] = {
+      {0, "plain text", true}, {0, "~E error", true},  {0, "~e error", true},
+      {0, "~W warning", false}, {1, "~w warning", true}, {1, "~I info", false},
+      {2, "~I info", true},    {2, "~D debug", false}, {3, "~d debug", true},
+      {3, "~Q other", false},  {3, "~", false},        {9, "~Q other", true},
+   };
+   for (const auto& c : cases) {
+      ctx.diagLevel = c.level;
+      EXPECT_EQ(c.shown, checkDiagLevel(&ctx, c.text)) << c.level << " " << c.text;
+   }
    EXPECT_TRUE(checkDiagLevel(nullptr, "~D debug"));
 }
 

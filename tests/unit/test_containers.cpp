@@ -270,10 +270,11 @@ TEST_F(Containers, StacksOfPointersAndIntegers) {
    VXRTDynPtrArray arr;
    ASSERT_EQ(0, rtxDynPtrArrayInit(&ctx, &arr, 0));
    EXPECT_EQ(4, arr.capacity);
-   for (int i = 0; i < 9; i++) ASSERT_EQ(0, rtxDynPtrArrayAppend(&ctx, &arr, &x + i));
+   int items[9];
+   for (int& item : items) ASSERT_EQ(0, rtxDynPtrArrayAppend(&ctx, &arr, &item));
    EXPECT_EQ(16, arr.capacity);
    EXPECT_EQ(9, arr.count);
-   EXPECT_EQ(&x + 8, arr.data[8]);
+   EXPECT_EQ(&items[8], arr.data[8]);
 }
 
 // Stores `count` elements through the list buffer and makes the array.
@@ -296,7 +297,7 @@ std::vector<uint32_t> collect(VXCTXT* pctxt, size_t firstSeg, size_t count, size
    std::vector<uint32_t> out;
    if (count > 0 && array == nullptr) return out;
    for (size_t i = 0; i < count; i++) out.push_back(array[i]);
-   if (count == 0) EXPECT_EQ(nullptr, array);
+   if (count == 0) { EXPECT_EQ(nullptr, array); }
    EXPECT_EQ(0u, buf.tmplist.count);
    return out;
 }

@@ -633,10 +633,11 @@ TEST_P(HeapWorkload, PayloadsSurviveAndHeapStaysConsistent) {
          rtxMemHeapFreePtr(&heap, s.p);
          s.p = nullptr;
       }
-      if (op % 500 == 0) ASSERT_EQ(rtxMemHeapCheckQuiet(&heap), 0) << "op " << op;
+      if (op % 500 == 0) { ASSERT_EQ(rtxMemHeapCheckQuiet(&heap), 0) << "op " << op; }
    }
-   for (Slot& s : slots)
-      if (s.p) ASSERT_TRUE(intact(s, s.size));
+   for (Slot& s : slots) {
+      if (s.p) { ASSERT_TRUE(intact(s, s.size)); }
+   }
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
    for (size_t i = 0; i < slots.size(); i += 2)
       if (slots[i].p) rtxMemHeapFreePtr(&heap, slots[i].p);

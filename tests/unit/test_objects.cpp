@@ -410,55 +410,40 @@ TEST(Vexil, SetMsgBufStoresInitResult)
    EXPECT_EQ(0, buf.getStatus());
 }
 
-TEST(Vexil, DecodePassesConstraintViolationUntouched)
+// What the control object adds to the codec's result: a -16 that the decoder
+// recorded stays as it is; other recorded failures get one more position; a
+// bare failure gets a record of its own; success and positive counts pass;
+// encoding adds a position even to a -16.
+TEST(Vexil, StatusesPassedOnWithPositions)
 {
-   FakeBuffer buf(VXRTMessageBufferIF::PERDecode, new ASN1RtContext());
-   TestControl control(buf);
-   control.result = RTERR_CONSVIO;
-   control.record = true;
-   EXPECT_EQ(RTERR_CONSVIO, control.Decode(0));
-   VXRTErrInfo* err = lastError(buf.getCtxtPtr());
-   ASSERT_NE(nullptr, err);
-   EXPECT_EQ(1, err->stackCount);
-   EXPECT_EQ(1u, buf.getCtxtPtr()->errInfo.count);
-}
-
-TEST(Vexil, DecodeAddsOnePositionToOtherFailures)
-{
-   FakeBuffer buf(VXRTMessageBufferIF::PERDecode, new ASN1RtContext());
-   TestControl control(buf);
-   control.result = RTERR_ENDOFBUF;
-   control.record = true;
-   EXPECT_EQ(RTERR_ENDOFBUF, control.Decode(0));
-   VXRTErrInfo* err = lastError(buf.getCtxtPtr());
-   ASSERT_NE(nullptr, err);
-   ASSERT_EQ(2, err->stackCount);
-   EXPECT_NE(std::string::npos, std::string(err->stack[1].module).find("VexilType"));
-   EXPECT_EQ(1u, buf.getCtxtPtr()->errInfo.count);
-
-   // A bare status (nothing recorded by the codec) gets a record of its own.
-   FakeBuffer buf2(VXRTMessageBufferIF::PERDecode, new ASN1RtContext());
-   TestControl control2(buf2);
-   control2.result = RTERR_INVENUM;
-   EXPECT_EQ(RTERR_INVENUM, control2.Decode(0));
-   ASSERT_NE(nullptr, lastError(buf2.getCtxtPtr()));
-   EXPECT_EQ(1, lastError(buf2.getCtxtPtr())->stackCount);
-
-   // Success and positive counts pass as they are.
-   FakeBuffer buf3(VXRTMessageBufferIF::PERDecode, new ASN1RtContext());
-   TestControl control3(buf3);
-   control3.result = 2;
-   EXPECT_EQ(2, control3.Decode(0));
-   EXPECT_EQ(0u, buf3.getCtxtPtr()->errInfo.count);
-}
-
-TEST(Vexil, EncodeAddsPositionEvenToConstraintViolation)
-{
-   FakeBuffer buf(VXRTMessageBufferIF::PEREncode, new ASN1RtContext());
-   TestControl control(buf);
-   control.result = RTERR_CONSVIO;
-   EXPECT_EQ(RTERR_CONSVIO, control.Encode());
-   EXPECT_EQ(1u, buf.getCtxtPtr()->errInfo.count);
+   const struct {
+      bool encode;
+      int result;
+      bool record;
+      int records;  // in the error list afterwards
+      int positions;  // in the last record (0: not looked at)
+   } cases[] = {
+      {false, RTERR_CONSVIO, true, 1, 1}, {false, RTERR_ENDOFBUF, true, 1, 2},
+      {false, RTERR_INVENUM, false, 1, 1}, {false, 2, false, 0, 0},
+      {true, RTERR_CONSVIO, false, 1, 0},
+   };
+   for (const auto& c : cases) {
+      SCOPED_TRACE(c.result);
+      FakeBuffer buf(c.encode ? VXRTMessageBufferIF::PEREncode : VXRTMessageBufferIF::PERDecode,
+                     new ASN1RtContext());
+      TestControl control(buf);
+      control.result = c.result;
+      control.record = c.record;
+      EXPECT_EQ(c.result, c.encode ? control.Encode() : control.Decode(0));
+      EXPECT_EQ((unsigned)c.records, buf.getCtxtPtr()->errInfo.count);
+      if (c.positions == 0) continue;
+      VXRTErrInfo* err = lastError(buf.getCtxtPtr());
+      ASSERT_NE(nullptr, err);
+      ASSERT_EQ(c.positions, err->stackCount);
+      if (c.positions == 2) {
+         EXPECT_NE(std::string::npos, std::string(err->stack[1].module).find("VexilType"));
+      }
+   }
 }
 
 TEST(Vexil, NoContextGivesNotInitialized)

@@ -35,7 +35,7 @@ TEST_F(PerStr, BitStringsOfNineSixteenSeventeenBits)
       ASSERT_EQ(0, pd_BitString64(pctxt, &count, back, sizeof(back)));
       EXPECT_EQ(n, count);
       EXPECT_EQ(bitText(data, n), bitText(back, n));
-      if (n % 8) EXPECT_EQ(0, back[n / 8] & (0xFF >> (n % 8)));  // unused bits are 0
+      if (n % 8) { EXPECT_EQ(0, back[n / 8] & (0xFF >> (n % 8))); }  // unused bits are 0
 
       encodeMode();
       ASSERT_EQ(0, pu_setSizeConstraint(pctxt, n, n, 0, 0));  // fixed size: no length

@@ -30,13 +30,6 @@ std::vector<int> errorStatuses(VXCTXT* pctxt)
    return out;
 }
 
-class Stream : public ::testing::Test {
- protected:
-   VXCTXT ctx;
-   void SetUp() override { ASSERT_EQ(0, rtxInitContext(&ctx)); }
-   void TearDown() override { rtxFreeContext(&ctx); }
-};
-
 // A readable stream of another kind: hands out its source in chunks of at
 // most `chunk` bytes and supports mark/reset/skip, but has no positions.
 struct ChunkSource {
@@ -48,36 +41,35 @@ struct ChunkSource {
    int closes = 0;
 };
 
+ChunkSource& sourceOf(VXRTSTREAM* s) { return *static_cast<ChunkSource*>(s->extra); }
+
 long chunkRead(VXRTSTREAM* s, uint8_t* buf, size_t n)
 {
-   ChunkSource* src = static_cast<ChunkSource*>(s->extra);
-   size_t take = std::min({n, src->chunk, src->data.size() - src->pos});
-   memcpy(buf, src->data.data() + src->pos, take);
-   src->pos += take;
+   ChunkSource& src = sourceOf(s);
+   size_t take = std::min({n, src.chunk, src.data.size() - src.pos});
+   memcpy(buf, src.data.data() + src.pos, take);
+   src.pos += take;
    return (long)take;
 }
 int chunkSkip(VXRTSTREAM* s, size_t n)
 {
-   ChunkSource* src = static_cast<ChunkSource*>(s->extra);
-   src->pos = std::min(src->data.size(), src->pos + n);
+   sourceOf(s).pos = std::min(sourceOf(s).data.size(), sourceOf(s).pos + n);
    return 0;
 }
 int chunkMark(VXRTSTREAM* s, size_t)
 {
-   ChunkSource* src = static_cast<ChunkSource*>(s->extra);
-   src->markPos = src->pos;
+   sourceOf(s).markPos = sourceOf(s).pos;
    return 0;
 }
 int chunkReset(VXRTSTREAM* s)
 {
-   ChunkSource* src = static_cast<ChunkSource*>(s->extra);
-   src->pos = src->markPos;
-   src->resets++;
+   sourceOf(s).pos = sourceOf(s).markPos;
+   sourceOf(s).resets++;
    return 0;
 }
 int chunkClose(VXRTSTREAM* s)
 {
-   static_cast<ChunkSource*>(s->extra)->closes++;
+   sourceOf(s).closes++;
    return 0;
 }
 
@@ -108,12 +100,26 @@ void readPieces(VXCTXT* pctxt, size_t n, size_t piece, std::vector<uint8_t>& out
    }
 }
 
+class Stream : public ::testing::Test {
+ protected:
+   VXCTXT ctx;
+   std::string text;        // the caller's bytes of a memory stream
+   ChunkSource src;         // or the source of a chunked stream
+   std::vector<uint8_t> got;
+   void SetUp() override { ASSERT_EQ(0, rtxInitContext(&ctx)); }
+   void TearDown() override { rtxFreeContext(&ctx); }
+   void attachText(const std::string& s, int flags = VXRT_STREAM_INPUT)
+   {
+      text = s;
+      ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), text.size(), flags));
+   }
+};
+
 // ---- memory stream ----
 
 TEST_F(Stream, MemoryAttachReadsTheCallersBytesInPlace)
 {
-   std::string text = "{\"a\":1}";
-   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), text.size(), VXRT_STREAM_INPUT));
+   attachText("{\"a\":1}");
    EXPECT_EQ(bytesOf(text), ctx.buffer.data);
    EXPECT_EQ(text.size(), ctx.buffer.size);
    EXPECT_EQ(VXRT_STREAM_ID_MEMORY, ctx.pStream->id);
@@ -138,7 +144,7 @@ TEST_F(Stream, MemoryAttachReadsTheCallersBytesInPlace)
 // cursor, last byte and stream counts as one read by the general path.
 TEST_F(Stream, InlineMemoryReadsKeepTheCountsOfTheStreamRead)
 {
-   std::string text = "{\"lane\":[1,2,3]}";
+   text = "{\"lane\":[1,2,3]}";
    VXCTXT other;
    ASSERT_EQ(0, rtxInitContext(&other));
    for (VXCTXT* p : {&ctx, &other}) {
@@ -199,8 +205,7 @@ TEST_F(Stream, WhitespaceSkipInPlaceMatchesTheByteWiseSkip)
 
 TEST_F(Stream, ReadPastTheEndOfMemoryIs17)
 {
-   std::string text = "abc";
-   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), 3, VXRT_STREAM_INPUT));
+   attachText("abc");
    uint8_t b[4];
    ASSERT_EQ(0, rtxReadBytes(&ctx, b, 2));
    EXPECT_EQ(RTERR_ENDOFFILE, rtxReadBytes(&ctx, b, 2));
@@ -209,8 +214,7 @@ TEST_F(Stream, ReadPastTheEndOfMemoryIs17)
 
 TEST_F(Stream, PeekPastTheEndOfMemoryIs1ThenReadIs17)
 {
-   std::string text = "ab";
-   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), 2, VXRT_STREAM_INPUT));
+   attachText("ab");
    uint8_t b[2];
    ASSERT_EQ(0, rtxReadBytes(&ctx, b, 2));
    EXPECT_EQ(RTERR_BUFOVFLW, rtxPeekByte(&ctx, b));
@@ -292,9 +296,8 @@ TEST_F(Stream, SkipMarkAndWriteRefusals)
 
 TEST_F(Stream, CloseForgetsTheCallersBytesWithoutTouchingThem)
 {
-   std::string text = "<CAM>1</CAM>";
+   attachText("<CAM>1</CAM>");
    std::string copy = text;
-   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), text.size(), VXRT_STREAM_INPUT));
    uint8_t b[5];
    ASSERT_EQ(0, rtxReadBytes(&ctx, b, 5));
    EXPECT_EQ(0, rtxStreamClose(&ctx));
@@ -308,8 +311,7 @@ TEST_F(Stream, CloseForgetsTheCallersBytesWithoutTouchingThem)
 
 TEST_F(Stream, MemoryMarkResetAndPositions)
 {
-   std::string text = "0123456789";
-   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), text.size(), VXRT_STREAM_INPUT));
+   attachText("0123456789");
    uint8_t b[4];
    ASSERT_EQ(0, rtxReadBytes(&ctx, b, 2));
    EXPECT_TRUE(rtxStreamMarkSupported(&ctx));
@@ -351,9 +353,7 @@ TEST_F(Stream, MarkPosWithoutStreamIsTheByteIndex)
 
 TEST_F(Stream, HexTextMemoryStream)
 {
-   std::string text = " 0a 1B\n ff";
-   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), text.size(),
-                                      VXRT_STREAM_INPUT | VXRT_STREAM_HEXTEXT));
+   attachText(" 0a 1B\n ff", VXRT_STREAM_INPUT | VXRT_STREAM_HEXTEXT);
    uint8_t b[4] = {};
    EXPECT_EQ(3, rtxStreamRead(&ctx, b, 4));
    EXPECT_EQ(0x0a, b[0]);
@@ -367,13 +367,11 @@ TEST_F(Stream, HexTextMemoryStream)
 
 TEST_F(Stream, CaptureOfMemoryStreamHoldsTheTextOnce)
 {
-   std::string text = "capture me";
-   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(text), text.size(), VXRT_STREAM_INPUT));
+   attachText("capture me");
    VXRTMEMBUF cap;
    rtxMemBufInit(&ctx, &cap, 0);
    ASSERT_EQ(0, rtxStreamSetCapture(&ctx, &cap));
    EXPECT_EQ(&cap, rtxStreamGetCapture(&ctx));
-   std::vector<uint8_t> got;
    readPieces(&ctx, text.size(), 3, got);
    ASSERT_EQ(text.size(), rtxMemBufGetDataLen(&cap));
    EXPECT_EQ(0, memcmp(text.data(), rtxMemBufGetData(&cap, nullptr), text.size()));
@@ -384,13 +382,11 @@ TEST_F(Stream, CaptureOfMemoryStreamHoldsTheTextOnce)
 
 TEST_F(Stream, ContextBufferReadsEveryByteOnceIntoCapture)
 {
-   ChunkSource src;
    attachChunkStream(&ctx, &src, 5000);
    VXRTMEMBUF cap;
    rtxMemBufInit(&ctx, &cap, 0);
    ASSERT_EQ(0, rtxStreamSetCapture(&ctx, &cap));
 
-   std::vector<uint8_t> got;
    readPieces(&ctx, 700, 7, got);  // through the context buffer
    EXPECT_NE(0u, ctx.pStream->flags & VXRT_STREAM_CTXTBUF);
    EXPECT_EQ(1024u, ctx.pStream->bufSize);
@@ -418,9 +414,7 @@ TEST_F(Stream, ContextBufferReadsEveryByteOnceIntoCapture)
 
 TEST_F(Stream, InputLimitReachedIs2)
 {
-   ChunkSource src;
    attachChunkStream(&ctx, &src, 300);
-   std::vector<uint8_t> got;
    readPieces(&ctx, 10, 10, got);
    // Everything the limit allows is in the buffer already.
    ctx.pStream->inputLimit = ctx.pStream->ioBytes + ctx.buffer.size;
@@ -433,7 +427,6 @@ TEST_F(Stream, InputLimitReachedIs2)
 
 TEST_F(Stream, ContextBufferSetUpRefusals)
 {
-   ChunkSource src;
    attachChunkStream(&ctx, &src, 10);
    ASSERT_EQ(0, rtxStreamInitCtxtBuf(&ctx));
    EXPECT_EQ(RTERR_FAILED, rtxStreamInitCtxtBuf(&ctx));  // buffer already set
@@ -451,9 +444,7 @@ TEST_F(Stream, ContextBufferSetUpRefusals)
 
 TEST_F(Stream, ContextBufferMarkResetWithinTheBuffer)
 {
-   ChunkSource src;
    attachChunkStream(&ctx, &src, 600);
-   std::vector<uint8_t> got;
    readPieces(&ctx, 10, 10, got);
    ASSERT_EQ(0, rtxStreamMark(&ctx, 1000));
    std::vector<uint8_t> first, again;
@@ -466,9 +457,7 @@ TEST_F(Stream, ContextBufferMarkResetWithinTheBuffer)
 
 TEST_F(Stream, ContextBufferResetAfterShiftFallsThroughToTheStream)
 {
-   ChunkSource src;
    attachChunkStream(&ctx, &src, 5000);
-   std::vector<uint8_t> got;
    readPieces(&ctx, 10, 10, got);
    ASSERT_EQ(0, rtxStreamMark(&ctx, 4000));
    readPieces(&ctx, 1500, 100, got);  // the buffer shifts past the mark
@@ -481,9 +470,7 @@ TEST_F(Stream, ContextBufferResetAfterShiftFallsThroughToTheStream)
 
 TEST_F(Stream, MarkPosHoldsTheBufferAcrossShifts)
 {
-   ChunkSource src;
    attachChunkStream(&ctx, &src, 5000);
-   std::vector<uint8_t> got;
    readPieces(&ctx, 900, 100, got);
    size_t pos = 0;
    ASSERT_EQ(0, rtxMarkPos(&ctx, &pos));

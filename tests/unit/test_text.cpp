@@ -92,86 +92,74 @@ TEST(CharStr, BoundedCopiesLeaveNothingHalfWritten) {
    EXPECT_STREQ("123", buf);
 }
 
-TEST_F(Text, SignedReaderAcceptsLimitsAndRejectsOverflow) {
-   int32_t v = 0;
-   feed(" \t\n-2147483648,");
-   ASSERT_EQ(0, rtxTxtReadInt32(&ctx, &v));
-   EXPECT_EQ(INT32_MIN, v);
-   EXPECT_EQ(',', input[ctx.buffer.byteIndex]);
-   feed("+2147483647");
-   ASSERT_EQ(0, rtxTxtReadInt32(&ctx, &v));
-   EXPECT_EQ(INT32_MAX, v);
-   EXPECT_EQ(input.size(), ctx.buffer.byteIndex);  // the end ended the number
-   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));         // and left no record
-   feed("2147483648");
-   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadInt32(&ctx, &v));
-   EXPECT_EQ(RTERR_TOOBIG, rtxErrGetLastError(&ctx));
-   feed("-2147483649");
-   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadInt32(&ctx, &v));
-   feed("21474836470");
-   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadInt32(&ctx, &v));
-   feed("0042.5");
-   ASSERT_EQ(0, rtxTxtReadInt32(&ctx, &v));
-   EXPECT_EQ(42, v);
-   EXPECT_EQ('.', input[ctx.buffer.byteIndex]);
-   feed("abc");
-   EXPECT_EQ(RTERR_INVCHAR, rtxTxtReadInt32(&ctx, &v));
-   feed("-x");
-   EXPECT_EQ(RTERR_INVCHAR, rtxTxtReadInt32(&ctx, &v));
-   feed("   ");
-   EXPECT_GT(0, rtxTxtReadInt32(&ctx, &v));
-
-   int8_t i8;
-   int16_t i16;
-   feed("-128");
-   ASSERT_EQ(0, rtxTxtReadInt8(&ctx, &i8));
-   EXPECT_EQ(-128, i8);
-   feed("-129");
-   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadInt8(&ctx, &i8));
-   feed("32767");
-   ASSERT_EQ(0, rtxTxtReadInt16(&ctx, &i16));
-   EXPECT_EQ(32767, i16);
-   feed("32768");
-   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadInt16(&ctx, &i16));
+// A number reader of one type, its result given back as decimal text; the
+// value starts as 99, so that a reader that stores nothing shows.
+using NumberReader = int (*)(VXCTXT*, std::string*);
+template <typename T, int (*read)(VXCTXT*, T*)>
+int readAsText(VXCTXT* pctxt, std::string* text) {
+   T v = 99;
+   int stat = read(pctxt, &v);
+   *text = std::to_string(v);
+   return stat;
 }
 
-TEST_F(Text, UnsignedReaderTakesNoDigitsAsZero) {
-   uint32_t v = 99;
-   feed("abc");
-   ASSERT_EQ(0, rtxTxtReadUInt32(&ctx, &v));
-   EXPECT_EQ(0u, v);
-   EXPECT_EQ(0u, ctx.buffer.byteIndex);  // before the "a"
-   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
-   feed("  -5");
-   v = 99;
-   ASSERT_EQ(0, rtxTxtReadUInt32(&ctx, &v));
-   EXPECT_EQ(0u, v);
-   EXPECT_EQ('-', input[ctx.buffer.byteIndex]);
-   feed("+4294967295}");
-   ASSERT_EQ(0, rtxTxtReadUInt32(&ctx, &v));
-   EXPECT_EQ(UINT32_MAX, v);
-   EXPECT_EQ('}', input[ctx.buffer.byteIndex]);
-   feed("4294967296");
-   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadUInt32(&ctx, &v));
-   feed("4294967300");
-   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadUInt32(&ctx, &v));
+const int kSomeFailure = 1;  // any negative status
 
-   uint64_t w;
-   feed("18446744073709551615");
-   ASSERT_EQ(0, rtxTxtReadUInt64(&ctx, &w));
-   EXPECT_EQ(UINT64_MAX, w);
-   feed("18446744073709551616");
-   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadUInt64(&ctx, &w));
-
-   uint8_t u8;
-   uint16_t u16;
-   feed("255");
-   ASSERT_EQ(0, rtxTxtReadUInt8(&ctx, &u8));
-   EXPECT_EQ(255, u8);
-   feed("256");
-   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadUInt8(&ctx, &u8));
-   feed("65536");
-   EXPECT_EQ(RTERR_TOOBIG, rtxTxtReadUInt16(&ctx, &u16));
+TEST_F(Text, NumberReadersByCase) {
+   const NumberReader i8 = readAsText<int8_t, rtxTxtReadInt8>, i16 = readAsText<int16_t, rtxTxtReadInt16>,
+                      i32 = readAsText<int32_t, rtxTxtReadInt32>, u8 = readAsText<uint8_t, rtxTxtReadUInt8>,
+                      u16 = readAsText<uint16_t, rtxTxtReadUInt16>, u32 = readAsText<uint32_t, rtxTxtReadUInt32>,
+                      u64 = readAsText<uint64_t, rtxTxtReadUInt64>;
+   // stop: the character the cursor rests on after a success (0: the end).
+   const struct {
+      NumberReader read;
+      const char* text;
+      int stat;
+      const char* value = "";
+      char stop = 0;
+   } cases[] = {
+       {i32, " \t\n-2147483648,", 0, "-2147483648", ','},
+       {i32, "+2147483647", 0, "2147483647", 0},
+       {i32, "2147483648", RTERR_TOOBIG},
+       {i32, "-2147483649", RTERR_TOOBIG},
+       {i32, "21474836470", RTERR_TOOBIG},
+       {i32, "0042.5", 0, "42", '.'},
+       {i32, "abc", RTERR_INVCHAR},
+       {i32, "-x", RTERR_INVCHAR},
+       {i32, "   ", kSomeFailure},
+       {i8, "-128", 0, "-128", 0},
+       {i8, "-129", RTERR_TOOBIG},
+       {i16, "32767", 0, "32767", 0},
+       {i16, "32768", RTERR_TOOBIG},
+       // Unsigned readers take no digits as 0 and stop before the sign.
+       {u32, "abc", 0, "0", 'a'},
+       {u32, "  -5", 0, "0", '-'},
+       {u32, "+4294967295}", 0, "4294967295", '}'},
+       {u32, "4294967296", RTERR_TOOBIG},
+       {u32, "4294967300", RTERR_TOOBIG},
+       {u64, "18446744073709551615", 0, "18446744073709551615", 0},
+       {u64, "18446744073709551616", RTERR_TOOBIG},
+       {u8, "255", 0, "255", 0},
+       {u8, "256", RTERR_TOOBIG},
+       {u16, "65536", RTERR_TOOBIG},
+   };
+   for (const auto& c : cases) {
+      SCOPED_TRACE(c.text);
+      feed(c.text);
+      std::string value;
+      int stat = c.read(&ctx, &value);
+      if (c.stat == kSomeFailure) {
+         EXPECT_GT(0, stat);
+      } else if (c.stat != 0) {
+         EXPECT_EQ(c.stat, stat);
+         EXPECT_EQ(c.stat, rtxErrGetLastError(&ctx));
+      } else {
+         ASSERT_EQ(0, stat);
+         EXPECT_EQ(c.value, value);
+         EXPECT_EQ(c.stop, input.c_str()[ctx.buffer.byteIndex]);
+         EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));  // a success leaves no record
+      }
+   }
 }
 
 TEST_F(Text, PeekAndWhitespace) {
@@ -360,25 +348,28 @@ TEST_F(Text, UTF8StringFunctions) {
 }
 
 TEST_F(Text, UTF8ToLatin1AndUTF16IntoTheBuffer) {
-   output(4);
-   const char* s = "A\xC3\xA9";
-   ASSERT_EQ(0, rtxStreamUTF8ToLatin1(&ctx, s, strlen(s)));
-   EXPECT_EQ(std::string("A\xE9"), written());
-   output(4);
-   EXPECT_EQ(0, rtxStreamUTF8ToLatin1(&ctx, "x\xC3", 2));  // cut off at the end
-   EXPECT_EQ("x", written());
-   output(4);
-   EXPECT_EQ(RTERR_INVCHAR, rtxStreamUTF8ToLatin1(&ctx, "\xE2\x82\xAC", 3));
-   output(4);
-   EXPECT_EQ(RTERR_INVCHAR, rtxStreamUTF8ToLatin1(&ctx, "\x80x", 2));
-
-   const char* t = "A\xF0\x9F\x98\x80";  // A 😀
-   output(4);
-   ASSERT_EQ(0, rtxStreamUTF8ToUTF16BE(&ctx, t, strlen(t)));
-   EXPECT_EQ(std::string("\x00\x41\xD8\x3D\xDE\x00", 6), written());
-   output(4);
-   ASSERT_EQ(0, rtxStreamUTF8ToUTF16LE(&ctx, t, strlen(t)));
-   EXPECT_EQ(std::string("\x41\x00\x3D\xD8\x00\xDE", 6), written());
+   const struct {
+      int (*convert)(VXCTXT*, const char*, size_t);
+      std::string in;
+      int stat;
+      std::string out;
+   } cases[] = {
+       {rtxStreamUTF8ToLatin1, "A\xC3\xA9", 0, "A\xE9"},
+       {rtxStreamUTF8ToLatin1, "x\xC3", 0, "x"},  // cut off at the end
+       {rtxStreamUTF8ToLatin1, "\xE2\x82\xAC", RTERR_INVCHAR, ""},
+       {rtxStreamUTF8ToLatin1, "\x80x", RTERR_INVCHAR, ""},
+       // A 😀
+       {rtxStreamUTF8ToUTF16BE, "A\xF0\x9F\x98\x80", 0, std::string("\x00\x41\xD8\x3D\xDE\x00", 6)},
+       {rtxStreamUTF8ToUTF16LE, "A\xF0\x9F\x98\x80", 0, std::string("\x41\x00\x3D\xD8\x00\xDE", 6)},
+   };
+   for (const auto& c : cases) {
+      SCOPED_TRACE(c.in);
+      output(4);
+      EXPECT_EQ(c.stat, c.convert(&ctx, c.in.data(), c.in.size()));
+      if (c.stat == 0) {
+         EXPECT_EQ(c.out, written());
+      }
+   }
 
    std::string longText(1000, 'q');
    output(16);
