@@ -193,7 +193,9 @@ TEST_P(EveryType, JsonRoundTrip)
          {
             Record back(T, jctxt);
             ASSERT_EQ(0, T.jsonDecode(jctxt, back.p)) << T.name << "\n" << text;
-            if (!T.rawOpen) EXPECT_TRUE(T.equal(rec.p, back.p)) << T.name << "\n" << text;
+            if (!T.rawOpen) {
+               EXPECT_TRUE(T.equal(rec.p, back.p)) << T.name << "\n" << text;
+            }
 
             // The record read from the text through UPER and back to text.
             std::vector<uint8_t> bytes;
@@ -201,7 +203,9 @@ TEST_P(EveryType, JsonRoundTrip)
             Record viaPer(T, pctxt);
             ASSERT_EQ(0, perDecode(T, pctxt, bytes, viaPer.p)) << T.name << " " << hex(bytes);
             ASSERT_EQ(0, jsonEncode(T, viaPer.p, &again)) << T.name;
-            if (!T.rawOpen) EXPECT_EQ(text, again) << T.name;
+            if (!T.rawOpen) {
+               EXPECT_EQ(text, again) << T.name;
+            }
          }
          EXPECT_EQ(0, heapCheck(jctxt)) << T.name;
       }
@@ -278,7 +282,9 @@ TEST_P(EveryType, RandomBytesReencodeToTheBitsConsumed)
       }
       EXPECT_EQ(0, heapCheck(pctxt)) << T.name << " " << hex(in);
    }
-   if (!mayChangeOnPurpose(T.name)) EXPECT_EQ(0, changed) << T.name << ": " << firstChange;
+   if (!mayChangeOnPurpose(T.name)) {
+      EXPECT_EQ(0, changed) << T.name << ": " << firstChange;
+   }
    RecordProperty("decoded", decoded);
 }
 
@@ -358,8 +364,9 @@ TEST(MessageExports, RandomMessagesRoundTripThroughJson)
          EXPECT_EQ(0, stat) << m.name << "\n" << text << "\n" << (err ? err : "");
          // Open types without a known type come back one level deeper (the
          // known failure described at JsonRoundTrip).
-         if (stat == 0 && !T->rawOpen)
+         if (stat == 0 && !T->rawOpen) {
             EXPECT_EQ(hex(bytes), hex(std::vector<uint8_t>(back, back + backLen))) << m.name;
+         }
          if (corpus != nullptr) {
             std::string dir = std::string(corpus) + "/fuzz_" + m.lower + "/";
             std::string n = std::to_string(i);
