@@ -9,12 +9,6 @@ static void* noMemory(VXCTXT* pctxt) {
    return nullptr;
 }
 
-void rtxDListInit(VXRTDList* pList) {
-   pList->count = 0;
-   pList->head = nullptr;
-   pList->tail = nullptr;
-}
-
 static VXRTDListNode* newNode(VXCTXT* pctxt, void* pData) {
    VXRTDListNode* node = rtxMemAllocType(pctxt, VXRTDListNode);
    if (node == nullptr) return static_cast<VXRTDListNode*>(noMemory(pctxt));
@@ -22,19 +16,6 @@ static VXRTDListNode* newNode(VXCTXT* pctxt, void* pData) {
    node->next = nullptr;
    node->prev = nullptr;
    return node;
-}
-
-VXRTDListNode* rtxDListAppendNode(VXRTDList* pList, VXRTDListNode* pNode) {
-   if (pNode == nullptr) return nullptr;
-   pNode->next = nullptr;
-   pNode->prev = pList->tail;
-   if (pList->tail != nullptr)
-      pList->tail->next = pNode;
-   else
-      pList->head = pNode;
-   pList->tail = pNode;
-   pList->count++;
-   return pNode;
 }
 
 VXRTDListNode* rtxDListAppend(VXCTXT* pctxt, VXRTDList* pList, void* pData) {

@@ -12,12 +12,31 @@
 // positive like strcmp. sortCtxt is the caller's data, passed through.
 typedef int (*VXRTDListCompareFunc)(const void* a, const void* b, const void* sortCtxt);
 
-void rtxDListInit(VXRTDList* pList);
+// Empties a list record without freeing anything (inline: records with
+// several lists call it for each in their constructors).
+VX_INLINE void rtxDListInit(VXRTDList* pList)
+{
+   pList->count = 0;
+   pList->head = nullptr;
+   pList->tail = nullptr;
+}
 
 // Appends (or inserts) a new node that points to pData. Each returns the new
 // node, or null when the heap is exhausted.
 VXRTDListNode* rtxDListAppend(VXCTXT* pctxt, VXRTDList* pList, void* pData);
-VXRTDListNode* rtxDListAppendNode(VXRTDList* pList, VXRTDListNode* pNode);
+VX_INLINE VXRTDListNode* rtxDListAppendNode(VXRTDList* pList, VXRTDListNode* pNode)
+{
+   if (pNode == nullptr) return nullptr;
+   pNode->next = nullptr;
+   pNode->prev = pList->tail;
+   if (pList->tail != nullptr)
+      pList->tail->next = pNode;
+   else
+      pList->head = pNode;
+   pList->tail = pNode;
+   pList->count++;
+   return pNode;
+}
 // Appends a heap copy of `length` bytes of `data`, NUL-terminated.
 VXRTDListNode* rtxDListAppendCharArray(VXCTXT* pctxt, VXRTDList* pList, size_t length,
                                        const char* data);
