@@ -42,7 +42,9 @@ public:
 
    // Calls op on every registered handler, in order of registration. The
    // test for an empty list is inlined into every decoder; the walk itself
-   // stays out of line so that the decoders carry no loop for it.
+   // stays out of line so that the decoders carry no loop for it. The
+   // operations capture their arguments by value, so that nothing has to be
+   // kept in memory for them while the list is empty.
    template <typename Op>
    static VX_INLINE void forEach(VXCTXT* pctxt, Op op)
    {
@@ -61,75 +63,75 @@ public:
    static VX_INLINE void invokeStartElement(VXCTXT* pctxt, const char* name, int index)
    {
       if (VX_UNLIKELY(pctxt->pASN1Info == nullptr)) rtCtxtInitASN1Info(pctxt);
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->startElement(name, index); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->startElement(name, index); });
    }
    static VX_INLINE void invokeEndElement(VXCTXT* pctxt, const char* name, int index)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->endElement(name, index); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->endElement(name, index); });
    }
    static VX_INLINE void invokeBoolValue(VXCTXT* pctxt, bool value)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->boolValue(value); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->boolValue(value); });
    }
    static VX_INLINE void invokeIntValue(VXCTXT* pctxt, int32_t value)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->intValue(value); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->intValue(value); });
    }
    static VX_INLINE void invokeUIntValue(VXCTXT* pctxt, uint32_t value)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->uIntValue(value); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->uIntValue(value); });
    }
    static VX_INLINE void invokeInt64Value(VXCTXT* pctxt, int64_t value)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->int64Value(value); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->int64Value(value); });
    }
    static VX_INLINE void invokeUInt64Value(VXCTXT* pctxt, uint64_t value)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->uInt64Value(value); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->uInt64Value(value); });
    }
    static VX_INLINE void invokeBitStrValue(VXCTXT* pctxt, uint32_t numbits, const uint8_t* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->bitStrValue(numbits, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->bitStrValue(numbits, data); });
    }
    static VX_INLINE void invokeOctStrValue(VXCTXT* pctxt, uint32_t numocts, const uint8_t* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->octStrValue(numocts, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->octStrValue(numocts, data); });
    }
    static VX_INLINE void invokeCharStrValue(VXCTXT* pctxt, const char* value)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->charStrValue(value); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->charStrValue(value); });
    }
    static VX_INLINE void invokeCharStrValue(VXCTXT* pctxt, uint32_t nchars, const uint8_t* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->charStrValue(nchars, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->charStrValue(nchars, data); });
    }
    static VX_INLINE void invokeCharStrValue(VXCTXT* pctxt, uint32_t nchars, const uint16_t* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->charStrValue(nchars, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->charStrValue(nchars, data); });
    }
    static VX_INLINE void invokeCharStrValue(VXCTXT* pctxt, uint32_t nchars, const uint32_t* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->charStrValue(nchars, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->charStrValue(nchars, data); });
    }
    static VX_INLINE void invokeNullValue(VXCTXT* pctxt)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->nullValue(); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->nullValue(); });
    }
    static VX_INLINE void invokeOidValue(VXCTXT* pctxt, uint32_t numSubIds, const uint32_t* subIds)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->oidValue(numSubIds, subIds); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->oidValue(numSubIds, subIds); });
    }
    static VX_INLINE void invokeRealValue(VXCTXT* pctxt, double value)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->realValue(value); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->realValue(value); });
    }
    static VX_INLINE void invokeEnumValue(VXCTXT* pctxt, uint32_t value, const char* text)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->enumValue(value, text); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->enumValue(value, text); });
    }
    static VX_INLINE void invokeOpenTypeValue(VXCTXT* pctxt, uint32_t numocts, const void* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->openTypeValue(numocts, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->openTypeValue(numocts, data); });
    }
 };
 
@@ -139,35 +141,35 @@ public:
    static VX_INLINE void invokeStartElement(VXCTXT* pctxt, const char* name, int64_t index)
    {
       if (VX_UNLIKELY(pctxt->pASN1Info == nullptr)) rtCtxtInitASN1Info(pctxt);
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->startElement64(name, index); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->startElement64(name, index); });
    }
    static VX_INLINE void invokeEndElement(VXCTXT* pctxt, const char* name, int64_t index)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->endElement64(name, index); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->endElement64(name, index); });
    }
    static VX_INLINE void invokeBitStrValue(VXCTXT* pctxt, uint64_t numbits, const uint8_t* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->bitStrValue64(numbits, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->bitStrValue64(numbits, data); });
    }
    static VX_INLINE void invokeOctStrValue(VXCTXT* pctxt, uint64_t numocts, const uint8_t* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->octStrValue64(numocts, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->octStrValue64(numocts, data); });
    }
    static VX_INLINE void invokeCharStrValue(VXCTXT* pctxt, uint64_t nchars, const uint8_t* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->charStrValue64(nchars, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->charStrValue64(nchars, data); });
    }
    static VX_INLINE void invokeCharStrValue(VXCTXT* pctxt, uint64_t nchars, const uint16_t* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->charStrValue64(nchars, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->charStrValue64(nchars, data); });
    }
    static VX_INLINE void invokeCharStrValue(VXCTXT* pctxt, uint64_t nchars, const uint32_t* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->charStrValue64(nchars, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->charStrValue64(nchars, data); });
    }
    static VX_INLINE void invokeOpenTypeValue(VXCTXT* pctxt, uint64_t numocts, const void* data)
    {
-      forEach(pctxt, [&](Asn1NamedEventHandler* h) { h->openTypeValue64(numocts, data); });
+      forEach(pctxt, [=](Asn1NamedEventHandler* h) { h->openTypeValue64(numocts, data); });
    }
 };
 
