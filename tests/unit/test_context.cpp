@@ -22,16 +22,6 @@ class ContextTest : public ::testing::Test {
    }
 };
 
-TEST_F(ContextTest, PreInitLeavesCursorOnByteBoundary)
-{
-   EXPECT_EQ(VXCTXT_INITCODE, ctxt.initCode);
-   EXPECT_EQ(8, ctxt.buffer.bitOffset);
-   EXPECT_EQ(0u, ctxt.flags);
-   EXPECT_EQ(pctxt, ctxt.containerStack.pctxt);
-   EXPECT_NE(nullptr, ctxt.pMemHeap);
-   EXPECT_EQ(0, rtxCheckContext(pctxt));
-}
-
 TEST_F(ContextTest, NullBufferGivesZeroedDynamicWorkBuffer)
 {
    ASSERT_EQ(0, rtxInitContextBuffer(pctxt, nullptr, 0));
@@ -366,21 +356,6 @@ TEST(RtContext, SubContextSharesHeap)
    memset(p, 0xA5, 32);
    EXPECT_NE(nullptr, rtxMemAlloc(&sub, 16));
    rtxFreeContext(&sub);
-}
-
-TEST(RtContext, FastCopyFlag)
-{
-   VXCTXT ctxt;
-   rtxPreInitContext(&ctxt);
-   rtSetFastCopy(&ctxt, true);
-   EXPECT_NE(0u, ctxt.flags & VXCTXT_FLAG_FASTCOPY);
-   rtSetCopyValues(&ctxt, true);
-   EXPECT_EQ(0u, ctxt.flags & VXCTXT_FLAG_FASTCOPY);
-   rtSetCopyValues(&ctxt, false);
-   EXPECT_NE(0u, ctxt.flags & VXCTXT_FLAG_FASTCOPY);
-   rtxCtxtClearFlag(&ctxt, VXCTXT_FLAG_FASTCOPY);
-   EXPECT_EQ(0u, ctxt.flags);
-   rtxFreeContext(&ctxt);
 }
 
 TEST(RtContext, ASN1InfoAndEventHandlers)

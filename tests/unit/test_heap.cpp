@@ -387,16 +387,6 @@ TEST_F(Heap, ResetRebuildsFreeListsAroundSavedElements) {
    EXPECT_EQ(alloc(16), static_cast<void*>(vxUnitAt(b, 3)));
 }
 
-TEST_F(Heap, ReferencesOnTheHeapRecord) {
-   alloc(16);
-   rtxMemHeapAddRef(&heap);
-   rtxMemHeapRelease(&heap);
-   ASSERT_NE(heap, nullptr);
-   EXPECT_FALSE(rtxMemHeapIsEmpty(&heap));
-   rtxMemHeapRelease(&heap);
-   EXPECT_EQ(heap, nullptr);
-}
-
 TEST_F(Heap, StaticHeapBumpsWithinItsArea) {
    alignas(8) uint8_t area[64];
    ASSERT_EQ(rtxMemStaticHeapCreate(&heap, area, sizeof area), 0);

@@ -269,8 +269,6 @@ TEST(Holder, MakesPlainContextWhenGivenNone)
 TEST(MessageBuffer, BaseOperations)
 {
    FakeBuffer buf(VXRTMessageBufferIF::JSONEncode);
-   EXPECT_TRUE(buf.isA(VXRTMessageBufferIF::JSONEncode));
-   EXPECT_FALSE(buf.isA(VXRTMessageBufferIF::PEREncode));
    EXPECT_EQ(0u, buf.getMsgLen());
    EXPECT_EQ(nullptr, buf.getMsgCopy());
    EXPECT_EQ(nullptr, buf.getAppInfo());
@@ -310,7 +308,6 @@ TEST(MessageBuffer, ASN1BufferHasASN1Context)
 {
    FakeASN1Buffer buf;
    EXPECT_NE(nullptr, buf.getCtxtPtr()->pASN1Info);
-   EXPECT_TRUE(buf.isA(VXRTMessageBufferIF::PEREncode));
    EXPECT_EQ(0, buf.getStatus());
 
    // A 16-bit buffer is not supported, and the buffer remembers that.

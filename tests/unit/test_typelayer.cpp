@@ -141,25 +141,6 @@ TEST(TypeLayer, EveryEnumerationTableIsSortedAndSearchable) {
    EXPECT_EQ(n, 45);
 }
 
-TEST(TypeLayer, ToStringGivesTheIdentifiers) {
-   EXPECT_STREQ(ASN1T_ITS_DriveDirection_ToString(0), "forward");
-   EXPECT_STREQ(ASN1T_ITS_DriveDirection_ToString(2), "unavailable");
-   EXPECT_STREQ(ASN1T_ITS_VehicleRole_ToString(0), "default");
-   EXPECT_STREQ(ASN1T_ETSI_DSRC_MovementPhaseState_ToString(2), "stop-Then-Proceed");
-}
-
-TEST(TypeLayer, LookupRejectsNearMisses) {
-   const auto* tab = ASN1T_ITS_DriveDirection_ENUMTAB;
-   size_t n = ASN1T_ITS_DriveDirection_ENUMTAB_SIZE;
-   EXPECT_EQ(rtxLookupEnum("forwar", 6, tab, n), -4);
-   EXPECT_EQ(rtxLookupEnum("forwards", 8, tab, n), -4);
-   EXPECT_EQ(rtxLookupEnum("Forward", 7, tab, n), -4);
-   EXPECT_EQ(rtxLookupEnum("", 0, tab, n), -4);
-   int k = rtxLookupEnum("backward", 8, tab, n);
-   ASSERT_GE(k, 0);
-   EXPECT_EQ(tab[k].value, 1);
-}
-
 TEST(TypeLayer, NamedBitTablesInBitOrderWithClosingRow) {
    const auto* tab = g_ASN1T_ITS_DrivingLaneStatus_NAMEDBITTAB;
    EXPECT_STREQ(tab[0].name, "outermostLaneClosed");
