@@ -59,6 +59,16 @@ def header_banner(stem, what):
                 stem, what, stem, stem)
 
 
+def schema_header(w, name, what, guard_name):
+    """Opens a header generated from the whole schema (tests only): banner
+    and include guard."""
+    w("// %s: %s (tests only)." % (name, what))
+    w("// Written by the itscodec schema compiler (codegen/); do not edit.")
+    w("#ifndef " + guard_name)
+    w("#define " + guard_name)
+    w()
+
+
 def guard(stem, suffix):
     return "ITSGEN_" + "".join(c if c.isalnum() else "_" for c in stem).upper() + "_" + suffix
 

@@ -3,7 +3,7 @@ classes by construct, so that tests can walk every record, enumeration
 table and region list without naming them one by one. Nothing in the
 library includes it."""
 from . import layout
-from .cwriter import Writer
+from .cwriter import Writer, schema_header
 
 NAME = "itsgen_catalog.h"
 
@@ -19,11 +19,8 @@ def xlist(w, name, entries):
 def emit(model):
     types = model.types
     w = Writer()
-    w("// itsgen_catalog.h: lists of the generated records by construct (tests only).")
-    w("// Written by the itscodec schema compiler (codegen/); do not edit.")
-    w("#ifndef ITSGEN_CATALOG_H")
-    w("#define ITSGEN_CATALOG_H")
-    w()
+    schema_header(w, "itsgen_catalog.h", "lists of the generated records by construct",
+                  "ITSGEN_CATALOG_H")
     for m in model.order:
         w('#include "%s.h"' % m.stem)
     w()

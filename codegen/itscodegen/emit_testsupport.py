@@ -15,7 +15,7 @@ A BIT STRING with named bits and a variable size is filled already trimmed
 (its last bit set when above the lower bound), so encoding does not change it.
 """
 from . import emit_uper, layout, naming
-from .cwriter import Writer, c_string, scope
+from .cwriter import Writer, c_string, schema_header, scope
 
 HEADER = "itsgen_test.h"
 TABLE = "itsgen_testtable.cpp"
@@ -514,11 +514,8 @@ inline const char* itsTestRandomString(VXCTXT* pctxt, ItsTestRng& rng, size_t n,
 
 def emit_header(model):
     w = Writer()
-    w("// itsgen_test.h: random records and deep comparison for every type (tests only).")
-    w("// Written by the itscodec schema compiler (codegen/); do not edit.")
-    w("#ifndef ITSGEN_TEST_H")
-    w("#define ITSGEN_TEST_H")
-    w()
+    schema_header(w, "itsgen_test.h", "random records and deep comparison for every type",
+                  "ITSGEN_TEST_H")
     w("#include <stddef.h>")
     w("#include <stdint.h>")
     w("#include <string.h>")
