@@ -529,13 +529,18 @@ void rtxErrFreeParms(VXCTXT* pctxt) {
 }
 
 void rtxErrResetErrInfo(VXCTXT* pctxt) {
-   if (heapUsable(pctxt)) {
-      rtxErrFreeParms(pctxt);
-      VXRTDListNode* node = pctxt->errInfo.head;
-      while (node != nullptr) {
-         VXRTDListNode* next = node->next;
-         if (node != &pctxt->reservedNode) rtxMemFreePtr(pctxt, node);
-         node = next;
+   // An empty list and no collected parameter (every call that succeeds):
+   // nothing to free, so the heap need not be asked.
+   const VXRTErrInfo& reserved = pctxt->reservedErr;
+   if (pctxt->errInfo.head != nullptr || reserved.parmCount != 0 || reserved.elemName != nullptr) {
+      if (heapUsable(pctxt)) {
+         rtxErrFreeParms(pctxt);
+         VXRTDListNode* node = pctxt->errInfo.head;
+         while (node != nullptr) {
+            VXRTDListNode* next = node->next;
+            if (node != &pctxt->reservedNode) rtxMemFreePtr(pctxt, node);
+            node = next;
+         }
       }
    }
    rtxDListInit(&pctxt->errInfo);
@@ -543,7 +548,8 @@ void rtxErrResetErrInfo(VXCTXT* pctxt) {
 }
 
 void rtxErrReset(VXCTXT* pctxt) {
-   rtxDListFreeNodes(pctxt, &pctxt->elemNameStack);
+   if (pctxt->elemNameStack.head != nullptr) rtxDListFreeNodes(pctxt, &pctxt->elemNameStack);
+   else rtxDListInit(&pctxt->elemNameStack);
    rtxErrResetErrInfo(pctxt);
    rtxCtxtPopAllContainers(pctxt);
 }
