@@ -68,12 +68,21 @@ VX_INLINE uint64_t rtxTextScanNumber(const VXRTBuffer& buf, bool signedText, U b
    const U limit = bound / 10;
    U value = 0;
    uint64_t first = i;
-   for (; i < buf.size; i++) {
-      uint8_t c = buf.data[i];
-      if (c < '0' || c > '9') break;
-      U digit = (U)(c - '0');
-      if (value > limit || value * 10 > bound - digit) return 0;
+   // Nine digits fit any bound (all are 2^31 - 1 or more) unchecked.
+   uint64_t unchecked = buf.size - i > 9 ? i + 9 : buf.size;
+   for (; i < unchecked; i++) {
+      uint8_t digit = (uint8_t)(buf.data[i] - '0');
+      if (digit > 9) break;
       value = value * 10 + digit;
+   }
+   if (i == unchecked) {
+      for (; i < buf.size; i++) {
+         uint8_t c = buf.data[i];
+         if (c < '0' || c > '9') break;
+         U digit = (U)(c - '0');
+         if (value > limit || value * 10 > bound - digit) return 0;
+         value = value * 10 + digit;
+      }
    }
    if (i == first || i >= buf.size) return 0;
    *pmagnitude = value;

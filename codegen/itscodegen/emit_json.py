@@ -187,7 +187,7 @@ def enc_enum(w, t, v):
             fail_pass(w)
     w("if (%s > %dU) return VX_LOG_ERRNEW(pctxt, RTERR_INVENUM);" % (v, last))
     w("const VXEnumItem& item = %s[%s[%s].transidx];" % (tab, tab, v))
-    w("return rtJsonEncStringValue2(pctxt, item.name, item.namelen);")
+    w("return jsonGenPutName(pctxt, item.name, item.namelen);")
 
 
 def dec_enum(w, t, lv):
@@ -195,7 +195,23 @@ def dec_enum(w, t, lv):
     w("JsonGenText text;")
     w("int stat = jsonGenReadText(pctxt, &text);")
     fail_log(w)
-    w("int row = rtxLookupEnum(text.text, text.len, %s, %s_SIZE);" % (tab, tab))
+    # The row of the identifier in the table (sorted by name, as the table
+    # is written), found by its length and bytes.
+    rows = sorted((name for name, value in t.items), key=lambda name: name.encode("utf-8"))
+    w("int row = -1;")
+    by_len = {}
+    for i, name in enumerate(rows):
+        by_len.setdefault(len(name.encode("utf-8")), []).append((i, name))
+    with w.block("switch (text.len)"):
+        for n in sorted(by_len):
+            w("case %d:" % n)
+            w.indent()
+            for i, name in by_len[n]:
+                w("if (memcmp(text.text, %s, %d) == 0) row = %d;" % (c_string(name), n, i))
+            w("break;")
+            w.dedent()
+        w("default:")
+        w("   break;")
     w("jsonGenTextRelease(pctxt, &text);")
     w("if (row < 0) return VX_LOG_ERR(pctxt, RTERR_INVENUM);")
     w("%s = (uint32_t)%s[row].value;" % (lv, tab))
@@ -320,8 +336,13 @@ def key_text(name):
 
 
 def enc_sequence(w, t, v):
-    w("int stat = jsonGenOpen(pctxt, '{');")
-    fail_pass(w)
+    # A required first member is written with the brace in one step.
+    open_with_key = bool(t.comps) and not t.comps[0].optional
+    if open_with_key:
+        w("int stat;")
+    else:
+        w("int stat = jsonGenOpen(pctxt, '{');")
+        fail_pass(w)
     # Whether a member was written before: "no", "yes", or "flag" (known
     # only at run time, kept in `written`).
     state = "no"
@@ -335,14 +356,15 @@ def enc_sequence(w, t, v):
         if cond:
             w("if (%s) {" % cond)
             w.indent()
+        key = key_text(c.name)
         if state == "yes":
-            w("stat = jsonGenNext(pctxt);")
-            fail_pass(w)
+            w("stat = jsonGenNextKey(pctxt, %s);" % key)
         elif state == "flag":
-            with w.block("if (written)"):
-                w("stat = jsonGenNext(pctxt);")
-                fail_pass(w)
-        w("stat = jsonGenPut(pctxt, %s);" % key_text(c.name))
+            w("stat = written ? jsonGenNextKey(pctxt, %s) : jsonGenPut(pctxt, %s);" % (key, key))
+        elif open_with_key:
+            w("stat = jsonGenOpenKey(pctxt, %s);" % key)
+        else:
+            w("stat = jsonGenPut(pctxt, %s);" % key)
         fail_pass(w)
         w("stat = %s;" % enc_call(site, lv))
         fail_log(w)
@@ -461,9 +483,9 @@ def dec_sequence(w, t, v):
                     w("default:")
                     w("   break;")
                 fail_log(w)
-            w("if (jsonGenPeek(pctxt) != ',') break;")
-            w("stat = jsonGenMatch(pctxt, ',');")
-            fail_pass(w)
+            w("stat = jsonGenComma(pctxt);")
+            w("if (stat == 0) break;")
+            w("if (stat < 0) return stat;")
     w("stat = jsonGenMatch(pctxt, '}');")
     fail_pass(w)
     req = [i for i, c in enumerate(t.comps) if not c.optional]
@@ -543,13 +565,12 @@ def enc_open(w, t, v):
 
 def enc_choice(w, t, v):
     n = len(t.comps)
-    w("int stat = jsonGenOpen(pctxt, '{');")
-    fail_pass(w)
+    w("int stat;")
     with w.block("switch (%s.t)" % v):
         for i, c in enumerate(t.comps):
             w("case %d:" % (i + 1))
             w.indent()
-            w("stat = jsonGenPut(pctxt, %s);" % key_text(c.name))
+            w("stat = jsonGenOpenKey(pctxt, %s);" % key_text(c.name))
             fail_pass(w)
             if c.type.base.kind == "NULL":
                 w("stat = rtJsonEncStringNull(pctxt);")
@@ -561,6 +582,8 @@ def enc_choice(w, t, v):
             w.dedent()
         w("default:")
         w.indent()
+        w("stat = jsonGenOpen(pctxt, '{');")
+        fail_pass(w)
         if t.ext:
             # An alternative this schema does not know, as it was received.
             with w.block("if (%s.t == %d && %s.u.extElem1 != 0)" % (v, n + 1, v)):
@@ -686,9 +709,9 @@ def dec_seqof(w, t, v):
                     w("return stat;")
                 w("buf.n++;")
                 w("buf.nAll++;")
-            w("if (jsonGenPeek(pctxt) != ',') break;")
-            w("stat = jsonGenMatch(pctxt, ',');")
-            fail_pass(w)
+            w("stat = jsonGenComma(pctxt);")
+            w("if (stat == 0) break;")
+            w("if (stat < 0) return stat;")
     if t.form == "dynamic-array":
         with w.block("if ((stat = jsonGenMatch(pctxt, ']')) != 0)"):
             w("rtxDListBufFreeAll(pctxt, &buf);")
@@ -893,24 +916,52 @@ VX_INLINE uint8_t* jsonGenBreak(VXCTXT* pctxt, uint8_t* p, size_t indent)
    return p;
 }
 
+// "00" to "99": the number writer below makes two digits per division.
+inline constexpr char kJsonGenDigitPairs[] =
+   "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+   "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+   "8081828384858687888990919293949596979899";
+
+VX_INLINE size_t jsonGenDigitCount(uint64_t v)
+{
+   size_t n = 1;
+   for (;;) {
+      if (v < 10) return n;
+      if (v < 100) return n + 1;
+      if (v < 1000) return n + 2;
+      if (v < 10000) return n + 3;
+      v /= 10000;
+      n += 4;
+   }
+}
+
 // A decimal number and the NUL behind it, as the number writers and
-// jsonGenTerminate write them.
+// jsonGenTerminate write them: written from its last digit back, two
+// digits at a time, straight into the buffer.
 VX_INLINE bool jsonGenPutDecimal(VXCTXT* pctxt, uint64_t magnitude, bool minus)
 {
-   char digits[20];
-   size_t n = 0;
-   do {
-      digits[n++] = (char)('0' + magnitude % 10);
-      magnitude /= 10;
-   } while (magnitude != 0);
+   size_t n = jsonGenDigitCount(magnitude);
    size_t len = n + (minus ? 1 : 0);
    uint8_t* p = jsonGenRoom(pctxt, len + 1);
    if (p == 0) return false;
    if (minus) *p++ = '-';
-   while (n > 0) *p++ = (uint8_t)digits[--n];
-   *p = 0;
+   uint8_t* q = p + n;
+   *q = 0;
+   while (magnitude >= 100) {
+      size_t pair = (size_t)(magnitude % 100) * 2;
+      magnitude /= 100;
+      q -= 2;
+      q[0] = (uint8_t)kJsonGenDigitPairs[pair];
+      q[1] = (uint8_t)kJsonGenDigitPairs[pair + 1];
+   }
+   if (magnitude >= 10) {
+      q[-2] = (uint8_t)kJsonGenDigitPairs[magnitude * 2];
+      q[-1] = (uint8_t)kJsonGenDigitPairs[magnitude * 2 + 1];
+   } else {
+      q[-1] = (uint8_t)('0' + magnitude);
+   }
    pctxt->buffer.byteIndex += len;
-   pctxt->lastChar = p[-1];
+   pctxt->lastChar = p[n - 1];
    return true;
 }
 
@@ -930,6 +981,25 @@ VX_INLINE int jsonGenPutUInt(VXCTXT* pctxt, T value, int (*general)(VXCTXT*, T))
    int stat = general(pctxt, value);
    if (stat != 0) return stat;
    return jsonGenTerminate(pctxt);
+}
+
+// An identifier of an enumeration as a string. Identifiers need no escapes,
+// so in place it is the quotes around the bytes; the room asked for is what
+// the general string writer reserves (every byte doubled, the quotes, a
+// mark and the NUL), so that the buffer grows exactly when it would.
+VX_INLINE int jsonGenPutName(VXCTXT* pctxt, const char* name, size_t n)
+{
+   uint8_t* p;
+   if (VX_LIKELY(n != 0 && name[0] != 0 && (pctxt->flags & VXCTXT_FLAG_JSONSTR) == 0 &&
+                 (p = jsonGenRoom(pctxt, 2 * n + 4)) != 0)) {
+      p[0] = '"';
+      memcpy(p + 1, name, n);
+      p[n + 1] = '"';
+      p[n + 2] = 0;
+      pctxt->buffer.byteIndex += n + 2;
+      return 0;
+   }
+   return rtJsonEncStringValue2(pctxt, name, n);
 }
 
 // `{` or `[`, one level deeper, and the break before the first member.
@@ -989,6 +1059,47 @@ VX_INLINE int jsonGenNext(VXCTXT* pctxt)
    return rtJsonEncIndent(pctxt);
 }
 
+// The comma that ends a member's line, the break and the next member's key
+// in one step; otherwise the two steps one after the other.
+VX_INLINE int jsonGenNextKey(VXCTXT* pctxt, const char* key, size_t n)
+{
+   size_t indent = pctxt->indent;
+   uint8_t* p;
+   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, indent, 3 + n)) != 0)) {
+      *p++ = ',';
+      p = jsonGenBreak(pctxt, p, indent);
+      memcpy(p, key, n);
+      p[n] = 0;
+      pctxt->buffer.byteIndex += indent + 2 + n;
+      pctxt->lastChar = (uint8_t)key[n - 1];
+      return 0;
+   }
+   int stat = jsonGenNext(pctxt);
+   if (stat != 0) return stat;
+   return jsonGenPut(pctxt, key, n);
+}
+
+// `{`, one level deeper, the break and the first member's key in one step;
+// otherwise the two steps one after the other.
+VX_INLINE int jsonGenOpenKey(VXCTXT* pctxt, const char* key, size_t n)
+{
+   size_t indent = (size_t)pctxt->indent + VXRT_INDENT_SPACES;
+   uint8_t* p;
+   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, indent, 3 + n)) != 0)) {
+      *p++ = '{';
+      p = jsonGenBreak(pctxt, p, indent);
+      memcpy(p, key, n);
+      p[n] = 0;
+      pctxt->buffer.byteIndex += indent + 2 + n;
+      pctxt->lastChar = (uint8_t)key[n - 1];
+      pctxt->indent = (uint16_t)indent;
+      return 0;
+   }
+   int stat = jsonGenOpen(pctxt, '{');
+   if (stat != 0) return stat;
+   return jsonGenPut(pctxt, key, n);
+}
+
 // ---- reading ----
 
 VX_INLINE int jsonGenMatch(VXCTXT* pctxt, char ch)
@@ -1021,6 +1132,37 @@ VX_INLINE char jsonGenPeek(VXCTXT* pctxt)
       }
    }
    return jsonGenPeekGeneral(pctxt);
+}
+
+// After a member: 1 when a comma follows (read), 0 when anything else
+// does (left unread, as jsonGenPeek leaves it), or the failure of reading
+// the comma. In place when the next character is in the buffer.
+__attribute__((noinline)) inline int jsonGenCommaGeneral(VXCTXT* pctxt)
+{
+   if (jsonGenPeek(pctxt) != ',') return 0;
+   int stat = jsonGenMatch(pctxt, ',');
+   return stat != 0 ? stat : 1;
+}
+
+VX_INLINE int jsonGenComma(VXCTXT* pctxt)
+{
+   VXRTSTREAM* pMemStream;
+   if (VX_LIKELY(rtxTextInPlace(pctxt, &pMemStream))) {
+      const VXRTBuffer& buf = pctxt->buffer;
+      uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
+      if (i < buf.size) {
+         uint8_t next = buf.data[i];
+         // The peek reads the character and puts it back; the match then
+         // reads it again.
+         if (next != ',') {
+            rtxTextCommit(pctxt, pMemStream, i, i + 1 - buf.byteIndex, next);
+            return 0;
+         }
+         rtxTextCommit(pctxt, pMemStream, i + 1, i + 2 - buf.byteIndex, next);
+         return 1;
+      }
+   }
+   return jsonGenCommaGeneral(pctxt);
 }
 
 // A string read for a lookup (a key, an identifier): len bytes at text,

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "AVIAEINumberingAndDataStructuresJson.h"
 #include "AddGrpCJson.h"
@@ -186,6 +187,32 @@ TEST(JsonCodecs, CamTextReadsAndIsWrittenBackIdentically) {
    Vexil_CAM writer(out, cam);
    ASSERT_EQ(0, writer.Encode());
    EXPECT_EQ(std::string(kCam), std::string((const char*)out.getMsgPtr(), out.getMsgLen()));
+}
+
+// In a caller's buffer that can not grow, every step writes in place when
+// it has room and otherwise takes the general writer, which reports the
+// overflow: at every size the text is either whole and exact or -1.
+TEST(JsonCodecs, CamTextInFixedBuffersOfEverySize) {
+   Reader r(kCam);
+   ASN1T_CAM cam;
+   ASSERT_EQ(0, r.read(asn1JsonDec_CAM, &cam));
+   const size_t len = strlen(kCam);
+   size_t smallestFit = 0;
+   for (size_t n = 1; n <= len + 1; n++) {
+      std::vector<uint8_t> mem(n, 0xEE);
+      VXJSONEncodeBuffer out(mem.data(), n);
+      int stat = asn1JsonEnc_CAM(out.getCtxtPtr(), &cam);
+      if (stat == 0) {
+         ASSERT_EQ(std::string(kCam), std::string((const char*)mem.data(), out.getMsgLen())) << n;
+         EXPECT_EQ(0, mem[len]) << n;
+         if (smallestFit == 0) smallestFit = n;
+      } else {
+         ASSERT_EQ(RTERR_BUFOVFLW, stat) << n;
+         EXPECT_EQ(0u, smallestFit) << "fails at " << n << " after fitting in " << smallestFit;
+      }
+   }
+   // The text and its terminator are all the room it needs.
+   EXPECT_EQ(len + 1, smallestFit);
 }
 
 TEST(JsonCodecs, BrokenCamTextsFailCleanly) {
@@ -432,8 +459,11 @@ TEST(JsonCodecs, Enumerations) {
    Reader ok(" \"unavailable\"");
    ASSERT_EQ(0, ok.read(asn1JsonDec_ITS_DriveDirection, &dir));
    EXPECT_EQ(2u, dir);
-   Reader caseDiffers("\"Forward\"");
-   EXPECT_EQ(RTERR_INVENUM, caseDiffers.read(asn1JsonDec_ITS_DriveDirection, &dir));
+   // Only the whole identifier, in its own case, is one.
+   for (const char* near : {"\"Forward\"", "\"forwar\"", "\"forwardd\"", "\"\""}) {
+      Reader r(near);
+      EXPECT_EQ(RTERR_INVENUM, r.read(asn1JsonDec_ITS_DriveDirection, &dir)) << near;
+   }
    Reader number("1");
    EXPECT_NE(0, number.read(asn1JsonDec_ITS_DriveDirection, &dir));
 }

@@ -214,10 +214,13 @@ TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
       {"match", [](VXCTXT* c) { return std::to_string(rtJsonDecMatchChar(c, ':')); }},
       {"skip", [](VXCTXT* c) { return std::to_string(rtxTxtSkipWhitespace(c)); }},
       {"peek", [](VXCTXT* c) { return std::string(1, jsonGenPeek(c)); }},
+      {"comma", [](VXCTXT* c) { return std::to_string(jsonGenComma(c)); }},
       {"i32", [](VXCTXT* c) { int32_t v = 7; int s = rtxTxtReadInt32(c, &v);
                               return std::to_string(s) + "/" + std::to_string(v); }},
       {"i8", [](VXCTXT* c) { int8_t v = 7; int s = rtxTxtReadInt8(c, &v);
                              return std::to_string(s) + "/" + std::to_string(v); }},
+      {"u32", [](VXCTXT* c) { uint32_t v = 7; int s = rtxTxtReadUInt32(c, &v);
+                              return std::to_string(s) + "/" + std::to_string(v); }},
       {"u16", [](VXCTXT* c) { uint16_t v = 7; int s = rtxTxtReadUInt16(c, &v);
                               return std::to_string(s) + "/" + std::to_string(v); }},
       {"u64", [](VXCTXT* c) { uint64_t v = 7; int s = rtxTxtReadUInt64(c, &v);
@@ -238,6 +241,8 @@ TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
       "-0 ", "- 1,", "+x", "2147483647 ", "-2147483648,", "2147483648 ",
       "18446744073709551615,", "18446744073709551616,", "007 ", "\t\"lane\" :2",
       "\"lane\"", "\"lane\" x", "\"a\\\"b\":1", "\"\":", "\"abc", "\"ab\"  ",
+      ",", " \n\t, ", "999999999 ", "1234567890,", "4294967295 ", "4294967296 ",
+      "-2147483649,", "00000000000042 ", "123456789",
    };
    for (const Case& op : ops) {
       for (const char* t : texts) {
