@@ -378,7 +378,11 @@ static VX_INLINE MemUnit* quickCheck(VXMemHeap* h, const void* ptr, bool range) 
    MemUnit* e = vxElemOf(ptr);
    if (range && VX_UNLIKELY(!inRange(h, e))) return nullptr;
    MemUnit* guard = e - e->w2;
-   if (range && VX_UNLIKELY(!inRange(h, guard))) return nullptr;
+   // The guard lies at or below the header, which passed the range test:
+   // only its lower end is left to test.
+   if (range && VX_UNLIKELY(reinterpret_cast<uintptr_t>(guard) <
+                            reinterpret_cast<uintptr_t>(h->minAddr)))
+      return nullptr;
    if (VX_UNLIKELY(vxGetCode(guard) != h->code)) return nullptr;
    return e;
 }
@@ -418,46 +422,49 @@ static void releaseRaw(VXMemHeap* h, MemRawBlk* rb) {
 
 // Returns an element with refCnt 0 to its block, coalescing with free
 // neighbours. The borders are never free, so both neighbours always exist.
-static void freeElem(VXMemHeap* h, MemUnit* e) {
-   MemBlk* b = vxBlockOf(e);
+// Units are reached from the element itself: the link of a free element
+// before it is the unit right in front of it, its own link would be its
+// last unit, and the data area starts beginOff units back.
+static VX_INLINE void freeElem(VXMemHeap* h, MemUnit* e) {
    const uint32_t ei = e->w2;
    const uint32_t n = e->w0;
+   MemUnit* const area = e - ei;
+   MemBlk* const b = reinterpret_cast<MemBlk*>(reinterpret_cast<uint8_t*>(area) - sizeof(MemBlk));
    if (VX_UNLIKELY(e->w3 & VX_ELEM_SAVED)) b->nsaved--;
-   MemUnit* next = e + n;
-   const bool nextFree = vxIsFree(next);
-   const bool prevFree = vxIsFree(e - e->w1);
-   uint32_t start, size;
-   if (nextFree) {
-      if (prevFree) {
+   MemUnit* const next = e + n;
+   const uint32_t prevUnits = e->w1;
+   MemUnit* s;        // start of the free element that results
+   uint32_t size;     // and its size
+   if (vxIsFree(e - prevUnits)) {
+      s = e - prevUnits;
+      if (vxIsFree(next)) {
          // The link of prev goes; the link of next serves the whole.
          unlinkFree(b, ei - 1);
-         start = ei - e->w1;
-         size = e->w1 + n + next->w0;
+         size = prevUnits + n + next->w0;
       } else {
-         e->w3 = vxFlagsRef(VX_ELEM_FREE, 0);
-         start = ei;
-         size = n + next->w0;
+         // Move prev's link to the end of this element.
+         const uint32_t oldLink = ei - 1;
+         const uint32_t newLink = linkOf(ei, e);
+         const MemUnit* ol = e - 1;
+         MemUnit* nl = e + (n - 1);
+         const uint16_t nxt = ol->w2, prv = ol->w3;
+         nl->w2 = nxt;
+         nl->w3 = prv;
+         area[prv].w2 = static_cast<uint16_t>(newLink);
+         area[nxt].w3 = static_cast<uint16_t>(newLink);
+         if (b->freeElemOff == oldLink) b->freeElemOff = static_cast<uint16_t>(newLink);
+         size = prevUnits + n;
       }
-   } else if (prevFree) {
-      // Move prev's link to the end of this element.
-      uint32_t oldLink = ei - 1;
-      uint32_t newLink = linkOf(ei, e);
-      MemUnit* ol = vxUnitAt(b, oldLink);
-      MemUnit* nl = vxUnitAt(b, newLink);
-      nl->w2 = ol->w2;
-      nl->w3 = ol->w3;
-      vxUnitAt(b, nl->w3)->w2 = static_cast<uint16_t>(newLink);
-      vxUnitAt(b, nl->w2)->w3 = static_cast<uint16_t>(newLink);
-      if (b->freeElemOff == oldLink) b->freeElemOff = static_cast<uint16_t>(newLink);
-      start = ei - e->w1;
-      size = e->w1 + n;
    } else {
+      s = e;
       e->w3 = vxFlagsRef(VX_ELEM_FREE, 0);
-      insertFree(b, linkOf(ei, e));
-      start = ei;
-      size = n;
+      if (vxIsFree(next)) {
+         size = n + next->w0;
+      } else {
+         insertFree(b, linkOf(ei, e));
+         size = n;
+      }
    }
-   MemUnit* s = vxUnitAt(b, start);
    if (size != n) {
       s->w0 = toOff(size);
       s[size].w1 = static_cast<uint16_t>(size);
