@@ -434,7 +434,7 @@ def dec_member(w, t, c, v):
     call = dec_call(comp_site(t, c), lv)
     if c.optional:
         # `null` stands for an absent component.
-        with w.block("if (jsonGenPeek(pctxt) == 'n')"):
+        with w.block("if (jsonGenPeekIn(pctxt, in) == 'n')"):
             w("stat = rtJsonDecNull(pctxt);")
         with w.block("else"):
             w("stat = %s;" % call)
@@ -445,18 +445,20 @@ def dec_member(w, t, c, v):
 
 def dec_sequence(w, t, v):
     n = len(t.comps)
-    w("int stat = jsonGenMatch(pctxt, '{');")
-    fail_pass(w)
+    w("const JsonGenIn in = jsonGenInput(pctxt);")
+    # 1: an empty object, read whole.
+    w("int stat = jsonGenOpenIn(pctxt, in, '{', '}');")
+    w("if (stat < 0) return stat;")
     if t.optionals:
         w("memset(&%s.m, 0, sizeof(%s.m));" % (v, v))
     if t.ext:
         w("rtxDListInit(&%s.extElem1);" % v)
     w("uint8_t seen[%d];" % n)
     w("memset(seen, 0, sizeof(seen));")
-    with w.block("if (jsonGenPeek(pctxt) != '}')"):
+    with w.block("if (stat == 0)"):
         with w.block("for (;;)"):
             w("JsonGenText key;")
-            w("stat = jsonGenReadKey(pctxt, &key);")
+            w("stat = jsonGenReadKeyIn(pctxt, in, &key);")
             fail_pass(w)
             key_lookup(w, t)
             with w.block("if (index < 0)"):
@@ -483,11 +485,10 @@ def dec_sequence(w, t, v):
                     w("default:")
                     w("   break;")
                 fail_log(w)
-            w("stat = jsonGenComma(pctxt);")
+            # 0: the closing brace, read.
+            w("stat = jsonGenNextIn(pctxt, in, '}');")
             w("if (stat == 0) break;")
             w("if (stat < 0) return stat;")
-    w("stat = jsonGenMatch(pctxt, '}');")
-    fail_pass(w)
     req = [i for i, c in enumerate(t.comps) if not c.optional]
     if req:
         with w.block("if (%s)" % " || ".join("!seen[%d]" % i for i in req)):
@@ -597,10 +598,11 @@ def enc_choice(w, t, v):
 
 def dec_choice(w, t, v):
     n = len(t.comps)
-    w("int stat = jsonGenMatch(pctxt, '{');")
+    w("const JsonGenIn in = jsonGenInput(pctxt);")
+    w("int stat = jsonGenMatchIn(pctxt, in, '{');")
     fail_pass(w)
     w("JsonGenText key;")
-    w("stat = jsonGenReadKey(pctxt, &key);")
+    w("stat = jsonGenReadKeyIn(pctxt, in, &key);")
     fail_pass(w)
     key_lookup(w, t)
     w("if (index >= 0) jsonGenTextRelease(pctxt, &key);")
@@ -634,7 +636,7 @@ def dec_choice(w, t, v):
         w.dedent()
     fail_pass(w)
     # A second key meets this brace: -24.
-    w("return jsonGenMatch(pctxt, '}');")
+    w("return jsonGenMatchIn(pctxt, in, '}');")
 
 
 # -- SEQUENCE OF ------------------------------------------------------------------------
@@ -671,8 +673,15 @@ def enc_seqof(w, t, v):
 def dec_seqof(w, t, v):
     site = elem_site(t)
     et = layout.field_ctype(t.elem)
-    w("int stat = jsonGenMatch(pctxt, '[');")
-    fail_pass(w)
+    dynamic = t.form == "dynamic-array"
+    if dynamic:
+        w("int stat = jsonGenMatch(pctxt, '[');")
+        fail_pass(w)
+    else:
+        w("const JsonGenIn in = jsonGenInput(pctxt);")
+        # 1: an empty array, read whole.
+        w("int stat = jsonGenOpenIn(pctxt, in, '[', ']');")
+        w("if (stat < 0) return stat;")
     if t.form == "list":
         w("rtxDListInit(&%s);" % v)
     elif t.form == "inline-array":
@@ -683,7 +692,7 @@ def dec_seqof(w, t, v):
         w("%s* array = 0;" % et)
         w("VXRTDListBuf buf;")
         w("rtxDListBufInit(&buf, 16, (void**)&array, sizeof(%s));" % et)
-    with w.block("if (jsonGenPeek(pctxt) != ']')"):
+    with w.block("if (jsonGenPeek(pctxt) != ']')" if dynamic else "if (stat == 0)"):
         with w.block("for (;;)"):
             if t.form == "list":
                 # No size test here: the UPER encoder refuses the count.
@@ -709,10 +718,14 @@ def dec_seqof(w, t, v):
                     w("return stat;")
                 w("buf.n++;")
                 w("buf.nAll++;")
-            w("stat = jsonGenComma(pctxt);")
+            if dynamic:
+                w("stat = jsonGenComma(pctxt);")
+            else:
+                # 0: the closing bracket, read.
+                w("stat = jsonGenNextIn(pctxt, in, ']');")
             w("if (stat == 0) break;")
             w("if (stat < 0) return stat;")
-    if t.form == "dynamic-array":
+    if dynamic:
         with w.block("if ((stat = jsonGenMatch(pctxt, ']')) != 0)"):
             w("rtxDListBufFreeAll(pctxt, &buf);")
             w("return stat;")
@@ -720,9 +733,7 @@ def dec_seqof(w, t, v):
         fail_log(w)
         w("%s.n = buf.nAll;" % v)
         w("%s.elem = array;" % v)
-        w("return 0;")
-    else:
-        w("return jsonGenMatch(pctxt, ']');")
+    w("return 0;")
 
 
 # -- functions -------------------------------------------------------------------------
@@ -1102,10 +1113,52 @@ VX_INLINE int jsonGenOpenKey(VXCTXT* pctxt, const char* key, size_t n)
 
 // ---- reading ----
 
+// Where the text is read from, found once per object or array: whether the
+// bytes from the cursor to the end of the buffer are the input
+// (rtxInputIsBuffer) and the memory stream whose counts a read keeps, if
+// any. Reading changes neither, except from not so to so (a stream put into
+// context-buffer mode), so the steps of one decoder may use what its start
+// found; each step still tests that the cursor is inside the buffer.
+struct JsonGenIn {
+   VXRTSTREAM* mem;
+   bool direct;
+};
+
+VX_INLINE JsonGenIn jsonGenInput(const VXCTXT* pctxt)
+{
+   JsonGenIn in;
+   in.direct = rtxInputIsBuffer(pctxt, &in.mem);
+   return in;
+}
+
+VX_INLINE bool jsonGenInPlace(const VXCTXT* pctxt, const JsonGenIn& in)
+{
+   return in.direct && pctxt->buffer.byteIndex < pctxt->buffer.size;
+}
+
+__attribute__((noinline)) inline int jsonGenMatchGeneral(VXCTXT* pctxt, char ch)
+{
+   int stat = rtJsonDecMatchCharGeneral(pctxt, ch);
+   return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
+}
+
+// The character `ch` behind white space, read; a failure is recorded.
+VX_INLINE int jsonGenMatchIn(VXCTXT* pctxt, const JsonGenIn& in, char ch)
+{
+   if (VX_LIKELY(jsonGenInPlace(pctxt, in))) {
+      const VXRTBuffer& buf = pctxt->buffer;
+      uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
+      if (i < buf.size && buf.data[i] == (uint8_t)ch) {
+         rtxTextCommit(pctxt, in.mem, i + 1, i + 1 - buf.byteIndex, (uint8_t)ch);
+         return 0;
+      }
+   }
+   return jsonGenMatchGeneral(pctxt, ch);
+}
+
 VX_INLINE int jsonGenMatch(VXCTXT* pctxt, char ch)
 {
-   int stat = rtJsonDecMatchChar(pctxt, ch);
-   return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
+   return jsonGenMatchIn(pctxt, jsonGenInput(pctxt), ch);
 }
 
 // The next character that is not blank, left unread; 0 at the end, which
@@ -1118,20 +1171,105 @@ __attribute__((noinline)) inline char jsonGenPeekGeneral(VXCTXT* pctxt)
    return rtxPeekByte(pctxt, &next) == 1 ? (char)next : 0;
 }
 
-VX_INLINE char jsonGenPeek(VXCTXT* pctxt)
+VX_INLINE char jsonGenPeekIn(VXCTXT* pctxt, const JsonGenIn& in)
 {
-   VXRTSTREAM* pMemStream;
-   if (VX_LIKELY(rtxTextInPlace(pctxt, &pMemStream))) {
+   if (VX_LIKELY(jsonGenInPlace(pctxt, in))) {
       const VXRTBuffer& buf = pctxt->buffer;
       uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
       if (i < buf.size) {
          uint8_t next = buf.data[i];
          // The skip reads the character and puts it back.
-         rtxTextCommit(pctxt, pMemStream, i, i + 1 - buf.byteIndex, next);
+         rtxTextCommit(pctxt, in.mem, i, i + 1 - buf.byteIndex, next);
          return (char)next;
       }
    }
    return jsonGenPeekGeneral(pctxt);
+}
+
+VX_INLINE char jsonGenPeek(VXCTXT* pctxt)
+{
+   return jsonGenPeekIn(pctxt, jsonGenInput(pctxt));
+}
+
+// The start of an object or array: `open` read, then a peek at what
+// follows; when that is `close`, it is read too. 1 for the empty object
+// or array read whole, 0 when members follow (the cursor on the first), or
+// the failure of a read (recorded). The same steps as jsonGenMatch,
+// jsonGenPeek and jsonGenMatch one after the other, in place when the
+// characters lie in the buffer.
+__attribute__((noinline)) inline int jsonGenOpenTail(VXCTXT* pctxt, char close)
+{
+   if (jsonGenPeek(pctxt) != close) return 0;
+   int stat = jsonGenMatch(pctxt, close);
+   return stat != 0 ? stat : 1;
+}
+
+__attribute__((noinline)) inline int jsonGenOpenGeneral(VXCTXT* pctxt, char open, char close)
+{
+   int stat = jsonGenMatch(pctxt, open);
+   if (stat != 0) return stat;
+   return jsonGenOpenTail(pctxt, close);
+}
+
+VX_INLINE int jsonGenOpenIn(VXCTXT* pctxt, const JsonGenIn& in, char open, char close)
+{
+   if (VX_LIKELY(jsonGenInPlace(pctxt, in))) {
+      const VXRTBuffer& buf = pctxt->buffer;
+      uint64_t start = buf.byteIndex;
+      uint64_t i = rtxTextSkipBlanks(buf, start);
+      if (i < buf.size && buf.data[i] == (uint8_t)open) {
+         uint64_t j = rtxTextSkipBlanks(buf, i + 1);
+         if (j >= buf.size) {
+            rtxTextCommit(pctxt, in.mem, i + 1, i + 1 - start, (uint8_t)open);
+            return jsonGenOpenTail(pctxt, close);
+         }
+         uint8_t next = buf.data[j];
+         // The peek reads the next character and puts it back; the match
+         // of `close` reads it again.
+         if (next == (uint8_t)close) {
+            rtxTextCommit(pctxt, in.mem, j + 1, j + 2 - start, next);
+            return 1;
+         }
+         rtxTextCommit(pctxt, in.mem, j, j + 1 - start, next);
+         return 0;
+      }
+   }
+   return jsonGenOpenGeneral(pctxt, open, close);
+}
+
+// After a member or element: a comma read (1), or else `close` read (0),
+// or the failure of reading the one or the other (recorded). The same
+// steps as a peek and then jsonGenMatch of the comma or of `close`.
+__attribute__((noinline)) inline int jsonGenNextGeneral(VXCTXT* pctxt, char close)
+{
+   int stat;
+   if (jsonGenPeek(pctxt) != ',') {
+      stat = jsonGenMatch(pctxt, close);
+      return stat;
+   }
+   stat = jsonGenMatch(pctxt, ',');
+   return stat != 0 ? stat : 1;
+}
+
+VX_INLINE int jsonGenNextIn(VXCTXT* pctxt, const JsonGenIn& in, char close)
+{
+   if (VX_LIKELY(jsonGenInPlace(pctxt, in))) {
+      const VXRTBuffer& buf = pctxt->buffer;
+      uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
+      if (i < buf.size) {
+         uint8_t next = buf.data[i];
+         // Read twice: by the peek and by the match.
+         if (next == ',') {
+            rtxTextCommit(pctxt, in.mem, i + 1, i + 2 - buf.byteIndex, next);
+            return 1;
+         }
+         if (next == (uint8_t)close) {
+            rtxTextCommit(pctxt, in.mem, i + 1, i + 2 - buf.byteIndex, next);
+            return 0;
+         }
+      }
+   }
+   return jsonGenNextGeneral(pctxt, close);
 }
 
 // After a member: 1 when a comma follows (read), 0 when anything else
@@ -1177,11 +1315,10 @@ struct JsonGenText {
 // A quoted string without escapes or NUL bytes whose closing quote, and
 // `follow` behind it unless that is 0, lie in the buffer: taken in place,
 // the cursor left behind the last of them. Otherwise false, nothing read.
-VX_INLINE bool jsonGenTextInPlace(VXCTXT* pctxt, JsonGenText* out, char follow)
+VX_INLINE bool jsonGenTextInPlace(VXCTXT* pctxt, const JsonGenIn& in, JsonGenText* out,
+                                  char follow)
 {
-   VXRTSTREAM* pMemStream;
-   if (!rtxTextInPlace(pctxt, &pMemStream) || (pctxt->flags & VXCTXT_FLAG_JSONSTR) != 0)
-      return false;
+   if (!jsonGenInPlace(pctxt, in) || (pctxt->flags & VXCTXT_FLAG_JSONSTR) != 0) return false;
    const VXRTBuffer& buf = pctxt->buffer;
    uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
    if (i >= buf.size || buf.data[i] != '"') return false;
@@ -1197,7 +1334,7 @@ VX_INLINE bool jsonGenTextInPlace(VXCTXT* pctxt, JsonGenText* out, char follow)
    out->text = (const char*)buf.data + start;
    out->len = (size_t)(i - start);
    out->heap = 0;
-   rtxTextCommit(pctxt, pMemStream, end, end - buf.byteIndex, buf.data[end - 1]);
+   rtxTextCommit(pctxt, in.mem, end, end - buf.byteIndex, buf.data[end - 1]);
    return true;
 }
 
@@ -1214,7 +1351,7 @@ __attribute__((noinline)) inline int jsonGenReadTextGeneral(VXCTXT* pctxt, JsonG
 
 VX_INLINE int jsonGenReadText(VXCTXT* pctxt, JsonGenText* out)
 {
-   if (VX_LIKELY(jsonGenTextInPlace(pctxt, out, 0))) return 0;
+   if (VX_LIKELY(jsonGenTextInPlace(pctxt, jsonGenInput(pctxt), out, 0))) return 0;
    return jsonGenReadTextGeneral(pctxt, out);
 }
 
@@ -1235,10 +1372,15 @@ __attribute__((noinline)) inline int jsonGenReadKeyGeneral(VXCTXT* pctxt, JsonGe
    return 0;
 }
 
+VX_INLINE int jsonGenReadKeyIn(VXCTXT* pctxt, const JsonGenIn& in, JsonGenText* key)
+{
+   if (VX_LIKELY(jsonGenTextInPlace(pctxt, in, key, ':'))) return 0;
+   return jsonGenReadKeyGeneral(pctxt, key);
+}
+
 VX_INLINE int jsonGenReadKey(VXCTXT* pctxt, JsonGenText* key)
 {
-   if (VX_LIKELY(jsonGenTextInPlace(pctxt, key, ':'))) return 0;
-   return jsonGenReadKeyGeneral(pctxt, key);
+   return jsonGenReadKeyIn(pctxt, jsonGenInput(pctxt), key);
 }
 
 inline void jsonGenTextRelease(VXCTXT* pctxt, JsonGenText* t)

@@ -215,6 +215,8 @@ TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
       {"skip", [](VXCTXT* c) { return std::to_string(rtxTxtSkipWhitespace(c)); }},
       {"peek", [](VXCTXT* c) { return std::string(1, jsonGenPeek(c)); }},
       {"comma", [](VXCTXT* c) { return std::to_string(jsonGenComma(c)); }},
+      {"open", [](VXCTXT* c) { return std::to_string(jsonGenOpenIn(c, jsonGenInput(c), '{', '}')); }},
+      {"next", [](VXCTXT* c) { return std::to_string(jsonGenNextIn(c, jsonGenInput(c), '}')); }},
       {"i32", [](VXCTXT* c) { int32_t v = 7; int s = rtxTxtReadInt32(c, &v);
                               return std::to_string(s) + "/" + std::to_string(v); }},
       {"i8", [](VXCTXT* c) { int8_t v = 7; int s = rtxTxtReadInt8(c, &v);
@@ -242,7 +244,8 @@ TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
       "18446744073709551615,", "18446744073709551616,", "007 ", "\t\"lane\" :2",
       "\"lane\"", "\"lane\" x", "\"a\\\"b\":1", "\"\":", "\"abc", "\"ab\"  ",
       ",", " \n\t, ", "999999999 ", "1234567890,", "4294967295 ", "4294967296 ",
-      "-2147483649,", "00000000000042 ", "123456789",
+      "-2147483649,", "00000000000042 ", "123456789", "{", " { } ", "{\n \"a\"", "{x", " }",
+      "}x", "\t,}",
    };
    for (const Case& op : ops) {
       for (const char* t : texts) {
