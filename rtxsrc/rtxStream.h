@@ -148,12 +148,30 @@ VX_INLINE bool rtxTextIsBlank(uint8_t c)
 }
 
 // The index of the first byte at or after `i` that is not white space, or
-// the buffer size. Sixteen bytes at a time where the buffer has them.
+// the buffer size. A line break and the blanks of an indentation, the white
+// space of indented text, are passed by a line-break test and a search for
+// the first byte other than a blank, sixteen bytes at a time; any other
+// white space by the general test, sixteen bytes at a time where the
+// buffer has them.
 VX_INLINE uint64_t rtxTextSkipBlanks(const VXRTBuffer& buf, uint64_t i)
 {
-   if (i < buf.size && !rtxTextIsBlank(buf.data[i])) return i;
+   if (i < buf.size) {
+      uint8_t c = buf.data[i];
+      if (!rtxTextIsBlank(c)) return i;
+      if (c == '\n') i++;
+   }
 #if defined(__SSE2__)
    const __m128i space = _mm_set1_epi8(' ');
+   while (i + 16 <= buf.size) {
+      __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf.data + i));
+      unsigned other = ~(unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, space)) & 0xFFFFu;
+      if (other != 0) {
+         i += (unsigned)__builtin_ctz(other);
+         if (!rtxTextIsBlank(buf.data[i])) return i;
+         break;
+      }
+      i += 16;
+   }
    const __m128i nine = _mm_set1_epi8(9);
    const __m128i four = _mm_set1_epi8(4);
    while (i + 16 <= buf.size) {

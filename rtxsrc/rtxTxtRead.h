@@ -98,11 +98,13 @@ VX_INLINE void rtxTextCommitNumber(VXCTXT* pctxt, VXRTSTREAM* pMemStream, uint64
                  pctxt->buffer.data[end]);
 }
 
+// The number readers with the test of rtxTextInPlace made by the caller:
+// `inPlace` is its result and pMemStream the stream it gave.
 template <class T>
-VX_INLINE int rtxTxtReadSignedT(VXCTXT* pctxt, T* pvalue, int (*general)(VXCTXT*, T*))
+VX_INLINE int rtxTxtReadSignedAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* pMemStream, T* pvalue,
+                                 int (*general)(VXCTXT*, T*))
 {
-   VXRTSTREAM* pMemStream;
-   if (VX_LIKELY(pctxt != nullptr && rtxTextInPlace(pctxt, &pMemStream))) {
+   if (VX_LIKELY(inPlace)) {
       uint32_t magnitude;
       bool minus;
       uint64_t end = rtxTextScanNumber<uint32_t>(pctxt->buffer, true, 0x7FFFFFFFu, 0x80000000u,
@@ -121,10 +123,10 @@ VX_INLINE int rtxTxtReadSignedT(VXCTXT* pctxt, T* pvalue, int (*general)(VXCTXT*
 }
 
 template <class T, class U>
-VX_INLINE int rtxTxtReadUnsignedT(VXCTXT* pctxt, T* pvalue, int (*general)(VXCTXT*, T*))
+VX_INLINE int rtxTxtReadUnsignedAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* pMemStream, T* pvalue,
+                                   int (*general)(VXCTXT*, T*))
 {
-   VXRTSTREAM* pMemStream;
-   if (VX_LIKELY(pctxt != nullptr && rtxTextInPlace(pctxt, &pMemStream))) {
+   if (VX_LIKELY(inPlace)) {
       U magnitude;
       bool minus;
       uint64_t end = rtxTextScanNumber<U>(pctxt->buffer, false, (U)~(U)0, (U)~(U)0, &magnitude,
@@ -136,6 +138,22 @@ VX_INLINE int rtxTxtReadUnsignedT(VXCTXT* pctxt, T* pvalue, int (*general)(VXCTX
       }
    }
    return general(pctxt, pvalue);
+}
+
+template <class T>
+VX_INLINE int rtxTxtReadSignedT(VXCTXT* pctxt, T* pvalue, int (*general)(VXCTXT*, T*))
+{
+   VXRTSTREAM* pMemStream = nullptr;
+   bool inPlace = pctxt != nullptr && rtxTextInPlace(pctxt, &pMemStream);
+   return rtxTxtReadSignedAt<T>(pctxt, inPlace, pMemStream, pvalue, general);
+}
+
+template <class T, class U>
+VX_INLINE int rtxTxtReadUnsignedT(VXCTXT* pctxt, T* pvalue, int (*general)(VXCTXT*, T*))
+{
+   VXRTSTREAM* pMemStream = nullptr;
+   bool inPlace = pctxt != nullptr && rtxTextInPlace(pctxt, &pMemStream);
+   return rtxTxtReadUnsignedAt<T, U>(pctxt, inPlace, pMemStream, pvalue, general);
 }
 
 VX_INLINE int rtxTxtReadInt32(VXCTXT* pctxt, int32_t* pvalue)

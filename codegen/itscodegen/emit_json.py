@@ -92,10 +92,13 @@ def elem_site(t):
 
 
 def inline_sites(t):
-    """Static functions the functions of t call, in the order written."""
+    """Static functions the functions of t call, in the order written (the
+    numbers of a SEQUENCE are coded in its own functions)."""
     out = []
     if t.kind in ("SEQUENCE", "CHOICE"):
         for c in t.comps:
+            if t.kind == "SEQUENCE" and read_inline(c):
+                continue
             if not c.type.owned and c.type.kind != "NULL":
                 out.append(comp_site(t, c))
     elif t.kind == "SEQOF" and not t.elem.owned:
@@ -151,17 +154,27 @@ def range_test(t, v):
     return " || ".join(conds) if conds else None
 
 
+def put_integer(t, v):
+    """The call that writes the number v of type t."""
+    ct = int_field(t)
+    writer = INT_FIELDS[ct][0]
+    if ct.startswith("int") and ct != "int64_t":
+        return "jsonGenPutInt(pctxt, %s, %s)" % (v, writer)
+    arg = "uint64_t" if ct == "uint64_t" else "uint32_t"
+    return "jsonGenPutUInt<%s>(pctxt, %s, %s)" % (arg, v, writer)
+
+
 def enc_integer(w, t, v):
     test = range_test(t, v)
     if test:
         w("if (%s) return RTERR_CONSVIO;" % test)
-    ct = int_field(t)
-    writer = INT_FIELDS[ct][0]
-    if ct.startswith("int") and ct != "int64_t":
-        w("return jsonGenPutInt(pctxt, %s, %s);" % (v, writer))
-    else:
-        arg = "uint64_t" if ct == "uint64_t" else "uint32_t"
-        w("return jsonGenPutUInt<%s>(pctxt, %s, %s);" % (arg, v, writer))
+    w("return %s;" % put_integer(t, v))
+
+
+def read_inline(c):
+    """Whether a SEQUENCE member is coded in the SEQUENCE's own functions
+    (a number) rather than by a call of its type's function."""
+    return c.type.base.kind == "INTEGER"
 
 
 def dec_integer(w, t, lv):
@@ -366,7 +379,15 @@ def enc_sequence(w, t, v):
         else:
             w("stat = jsonGenPut(pctxt, %s);" % key)
         fail_pass(w)
-        w("stat = %s;" % enc_call(site, lv))
+        if read_inline(c):
+            # As the function of its type writes it: out of range is -16.
+            test = range_test(c.type.base, lv)
+            if test:
+                w("stat = (%s) ? RTERR_CONSVIO : %s;" % (test, put_integer(c.type.base, lv)))
+            else:
+                w("stat = %s;" % put_integer(c.type.base, lv))
+        else:
+            w("stat = %s;" % enc_call(site, lv))
         fail_log(w)
         if cond:
             if state != "yes":
@@ -437,10 +458,31 @@ def dec_member(w, t, c, v):
         with w.block("if (jsonGenPeekIn(pctxt, in) == 'n')"):
             w("stat = rtJsonDecNull(pctxt);")
         with w.block("else"):
-            w("stat = %s;" % call)
+            dec_member_value(w, c, lv, call)
             w("if (stat == 0) %s.m.%sPresent = 1;" % (v, c.cid))
     else:
+        dec_member_value(w, c, lv, call)
+
+
+def dec_member_value(w, c, lv, call):
+    """`stat` from decoding a member. A number is read here, with the
+    input test of the object, as the function of its type reads it: out
+    of range gives a bare -16 whatever the reader returned, and the field
+    is set only on success."""
+    b = c.type.base
+    if not read_inline(c):
         w("stat = %s;" % call)
+        return
+    ct = int_field(b)
+    with w.block(""):
+        w("%s number = 0;" % ct)
+        w("stat = jsonGenReadNumber(pctxt, in, &number);")
+        test = range_test(b, "number")
+        if test:
+            w("if (%s) stat = RTERR_CONSVIO;" % test)
+            w("else if (stat == 0) %s = number;" % lv)
+        else:
+            w("if (stat == 0) %s = number;" % lv)
 
 
 def dec_sequence(w, t, v):
@@ -1270,6 +1312,44 @@ VX_INLINE int jsonGenNextIn(VXCTXT* pctxt, const JsonGenIn& in, char close)
       }
    }
    return jsonGenNextGeneral(pctxt, close);
+}
+
+// A number of a member, read with the input test of the decoder that
+// holds it (the field's reader otherwise).
+VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, int32_t* pvalue)
+{
+   return rtxTxtReadSignedAt<int32_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem, pvalue,
+                                      rtxTxtReadInt32General);
+}
+VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, int16_t* pvalue)
+{
+   return rtxTxtReadSignedAt<int16_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem, pvalue,
+                                      rtxTxtReadInt16General);
+}
+VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, int8_t* pvalue)
+{
+   return rtxTxtReadSignedAt<int8_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem, pvalue,
+                                     rtxTxtReadInt8General);
+}
+VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, uint64_t* pvalue)
+{
+   return rtxTxtReadUnsignedAt<uint64_t, uint64_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem,
+                                                   pvalue, rtxTxtReadUInt64General);
+}
+VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, uint32_t* pvalue)
+{
+   return rtxTxtReadUnsignedAt<uint32_t, uint32_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem,
+                                                   pvalue, rtxTxtReadUInt32General);
+}
+VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, uint16_t* pvalue)
+{
+   return rtxTxtReadUnsignedAt<uint16_t, uint32_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem,
+                                                   pvalue, rtxTxtReadUInt16General);
+}
+VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, uint8_t* pvalue)
+{
+   return rtxTxtReadUnsignedAt<uint8_t, uint32_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem,
+                                                  pvalue, rtxTxtReadUInt8General);
 }
 
 // After a member: 1 when a comma follows (read), 0 when anything else

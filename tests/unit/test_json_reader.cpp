@@ -246,6 +246,9 @@ TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
       ",", " \n\t, ", "999999999 ", "1234567890,", "4294967295 ", "4294967296 ",
       "-2147483649,", "00000000000042 ", "123456789", "{", " { } ", "{\n \"a\"", "{x", " }",
       "}x", "\t,}",
+      // Indentation longer than sixteen bytes, plain and with other white space in it.
+      "\n                                  \"k\":1", "\n                 \t          \r\n   ,",
+      "\r\n                                   }", "                                ",
    };
    for (const Case& op : ops) {
       for (const char* t : texts) {
