@@ -274,7 +274,8 @@ static void* allocNewBlock(VXMemHeap* h, uint32_t need) {
    return e + 1;
 }
 
-static void* allocGeneral(void** ppvMemHeap, size_t nbytes);
+// Kept out of line, so that the fast path below needs no stack frame.
+static __attribute__((noinline)) void* allocGeneral(void** ppvMemHeap, size_t nbytes);
 
 // The common case first: a plain heap whose current block's first free
 // element is large enough that a piece is cut from its front, and the
@@ -405,19 +406,39 @@ void rtxMemHeapInvalidPtrHook(void** ppvMemHeap, const void* ptr) {
    rtxErrAssertionFailed("mem pointer valid", __LINE__, VX_MODULE);
 }
 
+static __attribute__((noinline)) void checkPtr(VXMemHeap* h, void** ppvMemHeap, const void* ptr,
+                                               int line) {
+   checkIfAsked(h, ppvMemHeap, line);
+   if ((h->flags & RT_MH_CHECKPTR) && !rtxMemHeapCheckPtr(ppvMemHeap, ptr))
+      rtxMemHeapInvalidPtrHook(ppvMemHeap, ptr);
+}
+
 static VX_INLINE void checkPtrIfAsked(VXMemHeap* h, void** ppvMemHeap, const void* ptr, int line) {
-   if (VX_UNLIKELY(h->flags & (RT_MH_CHECKHEAP | RT_MH_CHECKPTR))) {
-      checkIfAsked(h, ppvMemHeap, line);
-      if ((h->flags & RT_MH_CHECKPTR) && !rtxMemHeapCheckPtr(ppvMemHeap, ptr))
-         rtxMemHeapInvalidPtrHook(ppvMemHeap, ptr);
-   }
+   if (VX_UNLIKELY(h->flags & (RT_MH_CHECKHEAP | RT_MH_CHECKPTR))) checkPtr(h, ppvMemHeap, ptr, line);
 }
 
 // --- release --------------------------------------------------------------------
 
-static void releaseRaw(VXMemHeap* h, MemRawBlk* rb) {
+// The rare steps of a free stay out of line, so that the common one needs
+// no stack frame. releaseRaw unlinks the raw block and gives it back.
+static __attribute__((noinline)) void releaseRaw(VXMemHeap* h, MemRawBlk* rb) {
+   rawUnlink(rb);
    if (h->flags & RT_MH_ZEROONFREE) memset(rb + 1, 0, static_cast<size_t>(rb->size));
    h->freeFunc(rb);
+}
+
+static __attribute__((noinline)) void zeroFreed(MemUnit* s, uint32_t size) {
+   memset(s + 1, 0, (static_cast<size_t>(size) - 2) * sizeof(MemUnit));
+}
+
+static __attribute__((noinline)) void releaseEmptyBlock(VXMemHeap* h, MemBlk* b) {
+   if (b->pnext == b) {
+      h->curMemBlk = nullptr;
+      h->minAddr = h->maxAddr = nullptr;
+   } else {
+      ringUnlink(h, b);
+   }
+   h->freeFunc(b);
 }
 
 // Returns an element with refCnt 0 to its block, coalescing with free
@@ -469,28 +490,18 @@ static VX_INLINE void freeElem(VXMemHeap* h, MemUnit* e) {
       s->w0 = toOff(size);
       s[size].w1 = static_cast<uint16_t>(size);
    }
-   if (VX_UNLIKELY(h->flags & RT_MH_ZEROONFREE) && size > 2)
-      memset(s + 1, 0, (static_cast<size_t>(size) - 2) * sizeof(MemUnit));
+   if (VX_UNLIKELY(h->flags & RT_MH_ZEROONFREE) && size > 2) zeroFreed(s, size);
    if (size > b->maxFreeElem) b->maxFreeElem = static_cast<uint16_t>(size);
 
-   if (VX_UNLIKELY(size == b->nunits - 2u) && (h->flags & RT_MH_FREEEMPTYBLOCK)) {
-      if (b->pnext == b) {
-         h->curMemBlk = nullptr;
-         h->minAddr = h->maxAddr = nullptr;
-      } else {
-         ringUnlink(h, b);
-      }
-      h->freeFunc(b);
-   }
+   if (VX_UNLIKELY(size == b->nunits - 2u) && (h->flags & RT_MH_FREEEMPTYBLOCK))
+      releaseEmptyBlock(h, b);
 }
 
 // Drops the last reference of a raw block or an element.
 static VX_INLINE void releaseLast(VXMemHeap* h, MemUnit* e) {
    e->w3 = static_cast<uint16_t>(e->w3 & 0xFFu);
    if (VX_UNLIKELY(e->w3 & VX_ELEM_RAW)) {
-      MemRawBlk* rb = vxRawOf(e);
-      rawUnlink(rb);
-      releaseRaw(h, rb);
+      releaseRaw(h, vxRawOf(e));
       return;
    }
    freeElem(h, e);
@@ -711,10 +722,7 @@ static void releaseRawBlocks(VXMemHeap* h, bool keepSaved) {
    for (VXMemLink* l = anchor->pnext; l != anchor;) {
       VXMemLink* nl = l->pnext;
       MemRawBlk* rb = reinterpret_cast<MemRawBlk*>(l);
-      if (!keepSaved || !(rb->hdr.w3 & VX_ELEM_SAVED)) {
-         rawUnlink(rb);
-         releaseRaw(h, rb);
-      }
+      if (!keepSaved || !(rb->hdr.w3 & VX_ELEM_SAVED)) releaseRaw(h, rb);
       l = nl;
    }
 }
