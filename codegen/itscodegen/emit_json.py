@@ -370,7 +370,25 @@ def enc_sequence(w, t, v):
             w("if (%s) {" % cond)
             w.indent()
         key = key_text(c.name)
-        if state == "yes":
+        lead = None
+        if read_inline(c) and state == "yes":
+            lead = "Next"
+        elif read_inline(c) and state == "no" and open_with_key:
+            lead = "Open"
+        if lead:
+            # Key and number in one step when there is room, else one by one.
+            b = c.type.base
+            test = range_test(b, lv)
+            one = "jsonGen%sKeyNumber(pctxt, %s, %s)" % (lead, key, lv)
+            with w.block("if (%s)" % ("(%s) || !%s" % (test, one) if test else "!" + one)):
+                w("stat = jsonGen%sKey(pctxt, %s);" % (lead, key))
+                fail_pass(w)
+                if test:
+                    w("stat = (%s) ? RTERR_CONSVIO : %s;" % (test, put_integer(b, lv)))
+                else:
+                    w("stat = %s;" % put_integer(b, lv))
+                fail_log(w)
+        elif state == "yes":
             w("stat = jsonGenNextKey(pctxt, %s);" % key)
         elif state == "flag":
             w("stat = written ? jsonGenNextKey(pctxt, %s) : jsonGenPut(pctxt, %s);" % (key, key))
@@ -378,17 +396,18 @@ def enc_sequence(w, t, v):
             w("stat = jsonGenOpenKey(pctxt, %s);" % key)
         else:
             w("stat = jsonGenPut(pctxt, %s);" % key)
-        fail_pass(w)
-        if read_inline(c):
-            # As the function of its type writes it: out of range is -16.
-            test = range_test(c.type.base, lv)
-            if test:
-                w("stat = (%s) ? RTERR_CONSVIO : %s;" % (test, put_integer(c.type.base, lv)))
+        if not lead:
+            fail_pass(w)
+            if read_inline(c):
+                # As the function of its type writes it: out of range is -16.
+                test = range_test(c.type.base, lv)
+                if test:
+                    w("stat = (%s) ? RTERR_CONSVIO : %s;" % (test, put_integer(c.type.base, lv)))
+                else:
+                    w("stat = %s;" % put_integer(c.type.base, lv))
             else:
-                w("stat = %s;" % put_integer(c.type.base, lv))
-        else:
-            w("stat = %s;" % enc_call(site, lv))
-        fail_log(w)
+                w("stat = %s;" % enc_call(site, lv))
+            fail_log(w)
         if cond:
             if state != "yes":
                 w("written = true;")
@@ -889,6 +908,7 @@ COMMON_TEXT = r'''// itsgen_json.h: steps shared by the generated JSON codecs.
 
 #include <cstring>
 #include <new>
+#include <type_traits>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -988,18 +1008,10 @@ VX_INLINE size_t jsonGenDigitCount(uint64_t v)
    }
 }
 
-// A decimal number and the NUL behind it, as the number writers and
-// jsonGenTerminate write them: written from its last digit back, two
-// digits at a time, straight into the buffer.
-VX_INLINE bool jsonGenPutDecimal(VXCTXT* pctxt, uint64_t magnitude, bool minus)
+// The n digits of a number at p, written from the last back, two at a time.
+VX_INLINE void jsonGenDigits(uint8_t* p, size_t n, uint64_t magnitude)
 {
-   size_t n = jsonGenDigitCount(magnitude);
-   size_t len = n + (minus ? 1 : 0);
-   uint8_t* p = jsonGenRoom(pctxt, len + 1);
-   if (p == 0) return false;
-   if (minus) *p++ = '-';
    uint8_t* q = p + n;
-   *q = 0;
    while (magnitude >= 100) {
       size_t pair = (size_t)(magnitude % 100) * 2;
       magnitude /= 100;
@@ -1013,6 +1025,19 @@ VX_INLINE bool jsonGenPutDecimal(VXCTXT* pctxt, uint64_t magnitude, bool minus)
    } else {
       q[-1] = (uint8_t)('0' + magnitude);
    }
+}
+
+// A decimal number and the NUL behind it, as the number writers and
+// jsonGenTerminate write them, straight into the buffer.
+VX_INLINE bool jsonGenPutDecimal(VXCTXT* pctxt, uint64_t magnitude, bool minus)
+{
+   size_t n = jsonGenDigitCount(magnitude);
+   size_t len = n + (minus ? 1 : 0);
+   uint8_t* p = jsonGenRoom(pctxt, len + 1);
+   if (p == 0) return false;
+   if (minus) *p++ = '-';
+   jsonGenDigits(p, n, magnitude);
+   p[n] = 0;
    pctxt->buffer.byteIndex += len;
    pctxt->lastChar = p[n - 1];
    return true;
@@ -1151,6 +1176,48 @@ VX_INLINE int jsonGenOpenKey(VXCTXT* pctxt, const char* key, size_t n)
    int stat = jsonGenOpen(pctxt, '{');
    if (stat != 0) return stat;
    return jsonGenPut(pctxt, key, n);
+}
+
+// A member that is a number, with what comes before its key: `lead` (a
+// comma, or the brace that opens the object) and the break to `indent`,
+// the key and the number, written in one step when the buffer has room
+// for all of it; false, nothing written, otherwise. The text, last byte and
+// NUL are those of jsonGenNextKey or jsonGenOpenKey and the number writer.
+template <class T>
+VX_INLINE bool jsonGenKeyNumber(VXCTXT* pctxt, char lead, size_t indent, const char* key,
+                                size_t n, T value)
+{
+   bool minus = std::is_signed<T>::value && value < 0;
+   uint64_t magnitude = minus ? 0u - (uint64_t)(int64_t)value : (uint64_t)value;
+   size_t digits = jsonGenDigitCount(magnitude);
+   size_t len = digits + (minus ? 1 : 0);
+   uint8_t* p = jsonGenBreakRoom(pctxt, indent, 3 + n + len);
+   if (p == 0) return false;
+   *p++ = (uint8_t)lead;
+   p = jsonGenBreak(pctxt, p, indent);
+   memcpy(p, key, n);
+   p += n;
+   if (minus) *p++ = '-';
+   jsonGenDigits(p, digits, magnitude);
+   p[digits] = 0;
+   pctxt->buffer.byteIndex += indent + 2 + n + len;
+   pctxt->lastChar = p[digits - 1];
+   return true;
+}
+
+template <class T>
+VX_INLINE bool jsonGenNextKeyNumber(VXCTXT* pctxt, const char* key, size_t n, T value)
+{
+   return jsonGenKeyNumber(pctxt, ',', pctxt->indent, key, n, value);
+}
+
+template <class T>
+VX_INLINE bool jsonGenOpenKeyNumber(VXCTXT* pctxt, const char* key, size_t n, T value)
+{
+   size_t indent = (size_t)pctxt->indent + VXRT_INDENT_SPACES;
+   if (!jsonGenKeyNumber(pctxt, '{', indent, key, n, value)) return false;
+   pctxt->indent = (uint16_t)indent;
+   return true;
 }
 
 // ---- reading ----
