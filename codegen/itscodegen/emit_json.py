@@ -432,10 +432,10 @@ def enc_sequence(w, t, v):
     w("return jsonGenClose(pctxt, '}');")
 
 
-def key_lookup(w, t):
+def key_lookup(w, t, declare=True):
     """`index` from the key just read: a switch on its length, then a
     comparison of the bytes with each identifier of that length."""
-    w("int index = -1;")
+    w("int index = -1;" if declare else "index = -1;")
     by_len = {}
     for i, c in enumerate(t.comps):
         by_len.setdefault(len(c.name.encode("utf-8")), []).append((i, c.name))
@@ -516,12 +516,27 @@ def dec_sequence(w, t, v):
         w("rtxDListInit(&%s.extElem1);" % v)
     w("uint8_t seen[%d];" % n)
     w("memset(seen, 0, sizeof(seen));")
+    # The member expected next: the one after the last, in schema order.
+    w("int expect = 0;")
     with w.block("if (stat == 0)"):
         with w.block("for (;;)"):
             w("JsonGenText key;")
-            w("stat = jsonGenReadKeyIn(pctxt, in, &key);")
-            fail_pass(w)
-            key_lookup(w, t)
+            w("key.heap = 0;")
+            w("int index = -1;")
+            # The expected key, with its quotes and colon, compared in place
+            # first; any other key is read and looked up.
+            w("uint64_t at = jsonGenKeyStart(pctxt, in);")
+            with w.block("switch (expect)"):
+                for i, c in enumerate(t.comps):
+                    w("case %d:" % i)
+                    w("   if (jsonGenKeyIs(pctxt, in, at, %s)) index = %d;" % (key_text(c.name), i))
+                    w("   break;")
+                w("default:")
+                w("   break;")
+            with w.block("if (index < 0)"):
+                w("stat = jsonGenReadKeyIn(pctxt, in, &key);")
+                fail_pass(w)
+                key_lookup(w, t, declare=False)
             with w.block("if (index < 0)"):
                 if t.ext:
                     # A member this schema does not know: kept as its text.
@@ -536,6 +551,7 @@ def dec_sequence(w, t, v):
                 w("jsonGenTextRelease(pctxt, &key);")
                 w("if (seen[index]) return VX_LOG_ERR(pctxt, RTERR_SETDUPL);")
                 w("seen[index] = 1;")
+                w("expect = index + 1;")
                 with w.block("switch (index)"):
                     for i, c in enumerate(t.comps):
                         w("case %d:" % i)
@@ -1517,6 +1533,26 @@ __attribute__((noinline)) inline int jsonGenReadKeyGeneral(VXCTXT* pctxt, JsonGe
    key->text = key->heap;
    key->len = strlen(key->heap);
    return 0;
+}
+
+// Where a key would start if it lies in place (white space skipped, the
+// string mode off), or UINT64_MAX.
+VX_INLINE uint64_t jsonGenKeyStart(VXCTXT* pctxt, const JsonGenIn& in)
+{
+   if (!jsonGenInPlace(pctxt, in) || (pctxt->flags & VXCTXT_FLAG_JSONSTR) != 0) return UINT64_MAX;
+   return rtxTextSkipBlanks(pctxt->buffer, pctxt->buffer.byteIndex);
+}
+
+// Whether the n bytes at `at` are `lit`, a key with its quotes and colon
+// and nothing to unescape: then it is read as jsonGenReadKeyIn reads it in
+// place (cursor behind the colon, the same counts and last byte).
+VX_INLINE bool jsonGenKeyIs(VXCTXT* pctxt, const JsonGenIn& in, uint64_t at, const char* lit,
+                            size_t n)
+{
+   const VXRTBuffer& buf = pctxt->buffer;
+   if (at > buf.size || n > buf.size - at || memcmp(buf.data + at, lit, n) != 0) return false;
+   rtxTextCommit(pctxt, in.mem, at + n, at + n - buf.byteIndex, (uint8_t)':');
+   return true;
 }
 
 VX_INLINE int jsonGenReadKeyIn(VXCTXT* pctxt, const JsonGenIn& in, JsonGenText* key)

@@ -232,6 +232,15 @@ TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
                                               (s == 0 ? std::string(k.text, k.len) : "");
                               jsonGenTextRelease(c, &k);
                               return r; }},
+      // The expected key compared in place, any other read: as "key" leaves it.
+      {"expected key", [](VXCTXT* c) { JsonGenIn in = jsonGenInput(c);
+                                       if (jsonGenKeyIs(c, in, jsonGenKeyStart(c, in), "\"lane\":", 7))
+                                          return std::string("0/lane");
+                                       JsonGenText k = {0, 0, 0}; int s = jsonGenReadKeyIn(c, in, &k);
+                                       std::string r = std::to_string(s) + "/" +
+                                                       (s == 0 ? std::string(k.text, k.len) : "");
+                                       jsonGenTextRelease(c, &k);
+                                       return r; }},
       {"text", [](VXCTXT* c) { JsonGenText k = {0, 0, 0}; int s = jsonGenReadText(c, &k);
                                std::string r = std::to_string(s) + "/" +
                                                (s == 0 ? std::string(k.text, k.len) : "");
@@ -249,6 +258,7 @@ TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
       // Indentation longer than sixteen bytes, plain and with other white space in it.
       "\n                                  \"k\":1", "\n                 \t          \r\n   ,",
       "\r\n                                   }", "                                ",
+      "\n   \"lane\":1", "\"lane\":", "\"lanes\":1", "\"lane\"", "\"lan",
    };
    for (const Case& op : ops) {
       for (const char* t : texts) {
