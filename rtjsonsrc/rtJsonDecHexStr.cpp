@@ -4,6 +4,7 @@
 
 #include "rtxMemBuf.h"
 #include "rtxMemory.h"
+#include "rtxStream.h"
 
 // Reads one byte; false at the end of input or on a read failure (which
 // ends a run of digits and is not an error of the digit readers).
@@ -17,9 +18,48 @@ static void shiftNibble(uint8_t* data, uint64_t nocts) {
    }
 }
 
+// The digits scanned in place when they, and the byte that ends them unless
+// the array is full first, lie in the buffer: the same bytes stored, and the
+// cursor, last byte and stream counts of the byte-wise loop (which reads the
+// ending byte and steps back over it). Returns the digit count, or -1 with
+// nothing read when the digits run to the end of the buffer.
+static int64_t scanHexInPlace(VXCTXT* pctxt, uint8_t* data, uint64_t bufsize) {
+   VXRTSTREAM* pMemStream;
+   if (!rtxTextInPlace(pctxt, &pMemStream) || bufsize > UINT64_MAX / 4) return -1;
+   const VXRTBuffer& buf = pctxt->buffer;
+   const uint64_t start = buf.byteIndex;
+   const uint64_t maxDigits = bufsize * 2;
+   uint64_t i = start;
+   while (i - start < maxDigits && i < buf.size) {
+      int nib = rtJsonHexNibble(buf.data[i]);
+      if (nib < 0) break;
+      uint64_t ndigits = i - start;
+      if (ndigits % 2 == 0)
+         data[ndigits / 2] = (uint8_t)(nib << 4);
+      else
+         data[ndigits / 2] |= (uint8_t)nib;
+      i++;
+   }
+   uint64_t ndigits = i - start;
+   if (ndigits == maxDigits)
+      rtxTextCommit(pctxt, pMemStream, i, ndigits, buf.data[i - 1]);
+   else if (i < buf.size)
+      rtxTextCommit(pctxt, pMemStream, i, ndigits + 1, buf.data[i]);
+   else
+      return -1;
+   return (int64_t)ndigits;
+}
+
 int rtJsonDecHexData64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnocts, uint64_t bufsize) {
    *pnocts = 0;
    if (bufsize == 0) return 0;
+   int64_t scanned = scanHexInPlace(pctxt, data, bufsize);
+   if (scanned >= 0) {
+      uint64_t nocts = ((uint64_t)scanned + 1) / 2;
+      if (scanned % 2) shiftNibble(data, nocts);
+      *pnocts = nocts;
+      return 0;
+   }
    uint64_t ndigits = 0;
    uint8_t b;
    while (ndigits < bufsize * 2 && nextByte(pctxt, &b)) {

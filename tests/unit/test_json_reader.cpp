@@ -241,6 +241,11 @@ TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
                                                        (s == 0 ? std::string(k.text, k.len) : "");
                                        jsonGenTextRelease(c, &k);
                                        return r; }},
+      {"hex", [](VXCTXT* c) { uint8_t d[3] = {7, 7, 7}; uint64_t n = 9;
+                              int s = rtJsonDecHexData64(c, d, &n, sizeof d);
+                              return std::to_string(s) + "/" + std::to_string(n) + "/" +
+                                     std::to_string(d[0]) + "." + std::to_string(d[1]) + "." +
+                                     std::to_string(d[2]); }},
       {"text", [](VXCTXT* c) { JsonGenText k = {0, 0, 0}; int s = jsonGenReadText(c, &k);
                                std::string r = std::to_string(s) + "/" +
                                                (s == 0 ? std::string(k.text, k.len) : "");
@@ -259,6 +264,7 @@ TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
       "\n                                  \"k\":1", "\n                 \t          \r\n   ,",
       "\r\n                                   }", "                                ",
       "\n   \"lane\":1", "\"lane\":", "\"lanes\":1", "\"lane\"", "\"lan",
+      "abc\"", "0A1b2c3d\"", "0a1b2c", "12345", "aBcD\" ", "ab\"",
    };
    for (const Case& op : ops) {
       for (const char* t : texts) {
