@@ -232,7 +232,7 @@ struct Parser {
          int stat = rtxReadBytes(pctxt, &b, 1);
          if (stat != 0) return VX_LOG_ERR(pctxt, stat);
          pctxt->lastChar = b;
-         int cls = b >= 0x80 ? C_ETC : kAsciiClass[b];
+         int cls = b >= 0x80 ? (int)C_ETC : (int)kAsciiClass[b];
          if (cls == C_NONE) return errCode();
          if (membuf && (stat = rtxMemBufAppend(membuf, &b, 1)) != 0) return VX_LOG_ERR(pctxt, stat);
          int next = kStateTable[state][cls];
