@@ -773,12 +773,17 @@ def dec_seqof(w, t, v):
         with w.block("for (;;)"):
             if t.form == "list":
                 # No size test here: the UPER encoder refuses the count.
-                w("%s* elem = (%s*)rtxMemAllocZ(pctxt, sizeof(%s));" % (et, et, et))
-                w("if (elem == 0) return RTERR_NOMEM;")
+                # The node and its element are one allocation, the element
+                # right behind the node (the form rtxDListFreeAll knows);
+                # the node joins the list once the element is decoded.
+                w("VXRTDListNode* node = (VXRTDListNode*)rtxMemAllocZ(pctxt, sizeof(VXRTDListNode) + sizeof(%s));" % et)
+                w("if (node == 0) return RTERR_NOMEM;")
+                w("%s* elem = (%s*)(node + 1);" % (et, et))
                 construct(w, t.elem, "elem")
                 w("stat = %s;" % dec_call(site, "(*elem)"))
                 fail_pass(w)
-                w("if (rtxDListAppend(pctxt, &%s, elem) == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);" % v)
+                w("node->data = elem;")
+                w("rtxDListAppendNode(&%s, node);" % v)
             elif t.form == "inline-array":
                 # One element past the upper bound still has a slot; the
                 # UPER encoder refuses that count.
