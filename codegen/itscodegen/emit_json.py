@@ -212,19 +212,7 @@ def dec_enum(w, t, lv):
     # is written), found by its length and bytes.
     rows = sorted((name for name, value in t.items), key=lambda name: name.encode("utf-8"))
     w("int row = -1;")
-    by_len = {}
-    for i, name in enumerate(rows):
-        by_len.setdefault(len(name.encode("utf-8")), []).append((i, name))
-    with w.block("switch (text.len)"):
-        for n in sorted(by_len):
-            w("case %d:" % n)
-            w.indent()
-            for i, name in by_len[n]:
-                w("if (memcmp(text.text, %s, %d) == 0) row = %d;" % (c_string(name), n, i))
-            w("break;")
-            w.dedent()
-        w("default:")
-        w("   break;")
+    name_switch(w, "text", "row", rows)
     w("jsonGenTextRelease(pctxt, &text);")
     w("if (row < 0) return VX_LOG_ERR(pctxt, RTERR_INVENUM);")
     w("%s = (uint32_t)%s[row].value;" % (lv, tab))
@@ -432,23 +420,29 @@ def enc_sequence(w, t, v):
     w("return jsonGenClose(pctxt, '}');")
 
 
-def key_lookup(w, t, declare=True):
-    """`index` from the key just read: a switch on its length, then a
-    comparison of the bytes with each identifier of that length."""
-    w("int index = -1;" if declare else "index = -1;")
+def name_switch(w, text, out, names):
+    """`out` = the position in `names` of the text just read into the
+    JsonGenText `text`: a switch on its length, then a comparison of the
+    bytes with each name of that length. `out` stays as it is for no name."""
     by_len = {}
-    for i, c in enumerate(t.comps):
-        by_len.setdefault(len(c.name.encode("utf-8")), []).append((i, c.name))
-    with w.block("switch (key.len)"):
+    for i, name in enumerate(names):
+        by_len.setdefault(len(name.encode("utf-8")), []).append((i, name))
+    with w.block("switch (%s.len)" % text):
         for n in sorted(by_len):
             w("case %d:" % n)
             w.indent()
             for i, name in by_len[n]:
-                w("if (memcmp(key.text, %s, %d) == 0) index = %d;" % (c_string(name), n, i))
+                w("if (memcmp(%s.text, %s, %d) == 0) %s = %d;" % (text, c_string(name), n, out, i))
             w("break;")
             w.dedent()
         w("default:")
         w("   break;")
+
+
+def key_lookup(w, t, declare=True):
+    """`index` from the key just read, by its identifier."""
+    w("int index = -1;" if declare else "index = -1;")
+    name_switch(w, "key", "index", [c.name for c in t.comps])
 
 
 def open_comp_rows(t):
