@@ -13,6 +13,34 @@
 int rtxDecNeedBytes(VXCTXT* pctxt, uint64_t nbytes);
 int rtxDecCountTooBig(VXCTXT* pctxt);
 
+// Whether eight bytes lie ahead of the cursor, so that the next 57 bits at
+// least can be taken from one load.
+VX_INLINE bool rtxDecHasWord(const VXCTXT* pctxt)
+{
+   const VXRTBuffer& b = pctxt->buffer;
+   return b.byteIndex < b.size && b.size - b.byteIndex >= 8;
+}
+
+// The bits from the cursor on, left-aligned in a word (the next bit is the
+// top one); at least 57 of them are the buffer's. Needs rtxDecHasWord.
+VX_INLINE uint64_t rtxDecPeekWord(const VXCTXT* pctxt)
+{
+   const VXRTBuffer& b = pctxt->buffer;
+   uint64_t w;
+   memcpy(&w, b.data + b.byteIndex, 8);
+   return __builtin_bswap64(w) << (8u - (unsigned)b.bitOffset);
+}
+
+// Moves the cursor nbits on without a test: the bits were checked to be
+// there (rtxDecHasWord, nbits at most 57).
+VX_INLINE void rtxDecPassBits(VXCTXT* pctxt, unsigned nbits)
+{
+   VXRTBuffer& b = pctxt->buffer;
+   unsigned total = (8u - (unsigned)b.bitOffset) + nbits;
+   b.byteIndex += total >> 3;
+   b.bitOffset = (int16_t)(8u - (total & 7u));
+}
+
 // Reads nbits (0..Limit) high bit first into *pvalue (null: skip). The
 // accumulator is 32 bits wide on purpose: with more than 32 bits only the
 // last 32 read remain.
@@ -40,16 +68,12 @@ VX_INLINE int rtxDecBitsTmpl(VXCTXT* pctxt, T* pvalue, unsigned nbits)
          b.byteIndex++;
       }
    }
-   else if (VX_LIKELY(nbits <= 32 && b.byteIndex < b.size && b.size - b.byteIndex >= 8)) {
+   else if (VX_LIKELY(nbits <= 32 && rtxDecHasWord(pctxt))) {
       // Eight bytes lie ahead: one big-endian load, one shift each way.
-      uint64_t w;
-      memcpy(&w, b.data + b.byteIndex, 8);
-      w = __builtin_bswap64(w);
-      unsigned used = 8 - off;
-      acc = (uint32_t)((w << used) >> (64 - nbits));
-      unsigned total = used + nbits;
-      b.byteIndex += total >> 3;
-      off = 8 - (total & 7u);
+      acc = (uint32_t)(rtxDecPeekWord(pctxt) >> (64 - nbits));
+      rtxDecPassBits(pctxt, nbits);
+      if (pvalue) *pvalue = (T)acc;
+      return 0;
    }
    else {
       uint64_t need = (nbits - off + 15) / 8;

@@ -47,6 +47,33 @@ VX_INLINE int rtxEncBit(VXCTXT* pctxt, unsigned value)
    return 0;
 }
 
+// Whether eight bytes of the buffer lie at and after the cursor, so that up
+// to 57 bits go in with rtxEncPutWord and no growth.
+VX_INLINE bool rtxEncHasWord(const VXCTXT* pctxt)
+{
+   const VXRTBuffer& b = pctxt->buffer;
+   return b.byteIndex < b.size && b.size - b.byteIndex >= 8;
+}
+
+// Writes value (nbits of 1..57, nothing above them) at the cursor: merged
+// with the bits already in the current byte and stored as one big-endian
+// word. The bytes beyond the new cursor get zeros, which is what a byte not
+// yet entered may hold. Needs rtxEncHasWord.
+VX_INLINE void rtxEncPutWord(VXCTXT* pctxt, uint64_t value, unsigned nbits)
+{
+   VXRTBuffer& b = pctxt->buffer;
+   unsigned off = (unsigned)b.bitOffset;
+   uint8_t* p = b.data + b.byteIndex;
+   unsigned used = 8 - off;
+   uint64_t w = (off == 8) ? 0 : (uint64_t)*p << 56;
+   w |= value << (64 - used - nbits);
+   w = __builtin_bswap64(w);
+   memcpy(p, &w, 8);
+   unsigned total = used + nbits;
+   b.byteIndex += total >> 3;
+   b.bitOffset = (int16_t)(8 - (total & 7u));
+}
+
 // Writes the low nbits (0..Limit) of value, high bit first, in one pass.
 template <typename T, unsigned Limit>
 VX_INLINE int rtxEncBitsTmpl(VXCTXT* pctxt, T value, unsigned nbits)
@@ -61,17 +88,7 @@ VX_INLINE int rtxEncBitsTmpl(VXCTXT* pctxt, T value, unsigned nbits)
    uint8_t* p = b.data + b.byteIndex;
    if (nbits < Limit) value &= (T)(((T)1 << nbits) - 1);
    if (nbits > off && nbits <= 32 && b.size - b.byteIndex >= 8) {
-      // Eight bytes of room: merge with the bits already in the current
-      // byte and store one big-endian word. The bytes beyond the new cursor
-      // get zeros, which is what a byte not yet entered may hold.
-      unsigned used = 8 - off;
-      uint64_t w = (off == 8) ? 0 : (uint64_t)*p << 56;
-      w |= (uint64_t)value << (64 - used - nbits);
-      w = __builtin_bswap64(w);
-      memcpy(p, &w, 8);
-      unsigned total = used + nbits;
-      b.byteIndex += total >> 3;
-      b.bitOffset = (int16_t)(8 - (total & 7u));
+      rtxEncPutWord(pctxt, (uint64_t)value, nbits);
       return 0;
    }
    if (nbits <= off) {

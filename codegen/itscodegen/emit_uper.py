@@ -238,17 +238,110 @@ def comp_lv(v, c):
     return "%s.%s" % (v, c.cid)
 
 
-def enc_sequence(w, t, v):
+# -- runs of fixed bit fields ----------------------------------------------------
+#
+# A SEQUENCE's extension bit, its presence bits and the mandatory components
+# that are plain bit fields (BOOLEAN, a root-only INTEGER of at most 32 bits)
+# follow one another on the wire. A run of two or more of them, RUN_BITS at
+# most, is written with one store or read with one load when a word of the
+# buffer lies ahead (and, reading, no event handler listens). Otherwise, as
+# always near the end of the buffer, it goes field by field. Both ways give
+# the same bits, record, cursor and statuses.
+
+RUN_BITS = 57
+
+
+def fixed_width(t):
+    """Bits of a type coded as a plain bit field with no test on encoding,
+    or None."""
+    b = t.base
+    if b.kind == "BOOLEAN":
+        return 1
+    if b.kind == "INTEGER" and not b.ext and b.lo is not None and b.hi is not None:
+        if naming.int_ctype(b.lo, b.hi, False) not in ("uint64_t", "int64_t"):
+            return bitlen(b.hi - b.lo) or None
+    return None
+
+
+def seq_items(t):
+    """The SEQUENCE's wire items in order, as (width or None, kind, what):
+    the extension bit, the presence bits, then the components; an optional
+    component has no width (it may be absent)."""
+    items = []
     if t.ext:
-        w("rtxEncBit(pctxt, %s.extElem1.count != 0);" % v)
+        items.append((1, "ext", None))
     for c in t.optionals:
-        w("rtxEncBit(pctxt, %s);" % present(v, c))
+        items.append((1, "opt", c))
     for c in t.comps:
-        if c.optional:
+        items.append((None if c.optional else fixed_width(c.type), "comp", c))
+    return items
+
+
+def runs(items):
+    """Groups items into runs of consecutive fixed fields of RUN_BITS at
+    most; an item without a width is a group of its own."""
+    groups, cur, bits = [], [], 0
+    for it in items:
+        width = it[0]
+        if width is None or bits + width > RUN_BITS:
+            if cur:
+                groups.append(cur)
+            cur, bits = [], 0
+        if width is None:
+            groups.append([it])
+        else:
+            cur.append(it)
+            bits += width
+    if cur:
+        groups.append(cur)
+    return groups
+
+
+def emit_groups(w, items, guard, fast, slow):
+    """Writes each group of items: a run of two or more as fast(group)
+    under guard with the items one by one (slow) as the other branch, any
+    other group item by item."""
+    for g in runs(items):
+        if len(g) < 2:
+            for it in g:
+                slow(it)
+            continue
+        with w.block("if (VX_LIKELY(%s))" % guard):
+            fast(g)
+        with w.block("else"):
+            for it in g:
+                slow(it)
+
+
+def enc_sequence(w, t, v):
+    def slow(it):
+        _, kind, c = it
+        if kind == "ext":
+            w("rtxEncBit(pctxt, %s.extElem1.count != 0);" % v)
+        elif kind == "opt":
+            w("rtxEncBit(pctxt, %s);" % present(v, c))
+        elif c.optional:
             with w.block("if (%s)" % present(v, c)):
                 enc_value(w, c.type, comp_lv(v, c), v)
         else:
             enc_value(w, c.type, comp_lv(v, c), v)
+
+    def fast(g):
+        w("uint64_t run = 0;")
+        for width, kind, c in g:
+            if kind == "ext":
+                bits = "%s.extElem1.count != 0" % v
+            elif kind == "opt":
+                bits = "%s != 0" % present(v, c)
+            elif c.type.base.kind == "BOOLEAN":
+                bits = "((unsigned)(%s) & 0xFFu) != 0" % comp_lv(v, c)
+            else:
+                bits = "(%s) & %s" % (int_adjusted(comp_lv(v, c), c.type.base.lo),
+                                      ulit((1 << width) - 1))
+            w("run = (run << %d) | (uint64_t)(%s);" % (width, bits))
+        w("rtxEncPutWord(pctxt, run, %d);" % sum(it[0] for it in g))
+
+    emit_groups(w, seq_items(t), "rtxEncHasWord(pctxt)", fast, slow)
     if t.ext:
         with w.block("if (%s.extElem1.count != 0)" % v):
             w("stat = uperGenEncExt(pctxt, &%s.extElem1);" % v)
@@ -625,22 +718,46 @@ class _Events:
         return False
 
 
+def dec_fixed(w, t, lv, field, passed):
+    """lv = the fixed field's bits (expression field) as the type's decoder
+    would set it; a value above the range moves the cursor past the field
+    (passed bits of the run) and fails as that decoder does."""
+    b = t.base
+    if b.kind == "BOOLEAN":
+        w("%s = (uint8_t)(%s);" % (lv, field))
+        return
+    ct = naming.int_ctype(b.lo, b.hi, False)
+    if b.lo < 0:
+        w("%s = (%s)(int32_t)((uint32_t)(%s) + %s);" % (lv, ct, field, ulit(b.lo & 0xFFFFFFFF)))
+        return
+    w("%s = (%s)(%s);" % (lv, ct, field))
+    if ((b.hi - b.lo + 1) & (b.hi - b.lo)) != 0:
+        with w.block("if (%s > %s)" % (lv, ulit(b.hi - b.lo))):
+            w("rtxDecPassBits(pctxt, %d);" % passed)
+            w("return RTERR_CONSVIO;")
+    if b.lo > 0:
+        w("%s = (%s)(%s + %s);" % (lv, ct, lv, ulit(b.lo)))
+
+
 def dec_sequence(w, t, lv):
     opts = t.optionals
     if t.ext:
         w("uint8_t extbit = 0;")
-        w("rtxDecBit(pctxt, &extbit);")
     if opts:
         w("memset(&%s.m, 0, sizeof(%s.m));" % (lv, lv))
     if t.ext:
         w("rtxDListInit(&%s.extElem1);" % lv)
     if opts:
         w("uint8_t optbits[%d];" % len(opts))
-        for i in range(len(opts)):
-            w("stat = rtxDecBit(pctxt, &optbits[%d]);" % i)
+
+    def slow(it):
+        _, kind, c = it
+        if kind == "ext":
+            w("rtxDecBit(pctxt, &extbit);")
+        elif kind == "opt":
+            w("stat = rtxDecBit(pctxt, &optbits[%d]);" % c.opt_index)
             fail_log(w)
-    for c in t.comps:
-        if c.optional:
+        elif c.optional:
             with w.block("if (optbits[%d])" % c.opt_index):
                 with bracket(w, c.name):
                     w("%s.m.%sPresent = 1;" % (lv, c.cid))
@@ -648,6 +765,22 @@ def dec_sequence(w, t, lv):
         else:
             with bracket(w, c.name):
                 dec_value(w, c.type, comp_lv(lv, c), lv)
+
+    def fast(g):
+        w("const uint64_t run = rtxDecPeekWord(pctxt);")
+        at = 0
+        for width, kind, c in g:
+            field = "(run >> %d) & %s" % (64 - at - width, ulit((1 << width) - 1))
+            at += width
+            if kind == "ext":
+                w("extbit = (uint8_t)(%s);" % field)
+            elif kind == "opt":
+                w("optbits[%d] = (uint8_t)(%s);" % (c.opt_index, field))
+            else:
+                dec_fixed(w, c.type, comp_lv(lv, c), field, at)
+        w("rtxDecPassBits(pctxt, %d);" % at)
+
+    emit_groups(w, seq_items(t), "uperGenQuietWord(pctxt)", fast, slow)
     if t.ext:
         with w.block("if (extbit)"):
             w("stat = uperGenDecExt(pctxt, &%s.extElem1);" % lv)
@@ -858,6 +991,15 @@ inline uint64_t uperGenBitsLeft(const VXCTXT* pctxt)
    if (pctxt->pStream != 0) return UINT64_MAX;
    if (b.byteIndex >= b.size) return 0;
    return (b.size - b.byteIndex) * 8 - (8 - (uint64_t)b.bitOffset);
+}
+
+// Whether a run of fixed bit fields can be read with one load: a word lies
+// ahead, and no event handler listens (the ASN.1 information block exists,
+// so no event call would have to create it, and its list is empty).
+inline bool uperGenQuietWord(const VXCTXT* pctxt)
+{
+   const VXASN1Info* info = pctxt->pASN1Info;
+   return info != 0 && info->eventHandlers.count == 0 && rtxDecHasWord(pctxt);
 }
 
 // Unknown extension additions of a SEQUENCE whose extension bit is set: the
