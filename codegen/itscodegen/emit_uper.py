@@ -132,8 +132,19 @@ def enc_body(w, t, v, parent):
                 w("stat = pe_UnconsUInt32Unaligned(pctxt, %s);" % v)
                 fail_log(w)
             with w.block("else"):
-                w("rtxEncBit(pctxt, 0);")
-                enc_int_root(w, t, v)
+                width = bitlen(t.hi - t.lo)
+                if 0 < width < RUN_BITS:
+                    # Extension bit 0 and the root field in one store
+                    # when a word of room is there.
+                    with w.block("if (VX_LIKELY(rtxEncHasWord(pctxt)))"):
+                        w("rtxEncPutWord(pctxt, (%s) & %s, %d);"
+                          % (int_adjusted(v, t.lo), ulit((1 << width) - 1), width + 1))
+                    with w.block("else"):
+                        w("rtxEncBit(pctxt, 0);")
+                        enc_int_root(w, t, v)
+                else:
+                    w("rtxEncBit(pctxt, 0);")
+                    enc_int_root(w, t, v)
         else:
             enc_int_root(w, t, v)
     elif k == "BOOLEAN":
@@ -549,16 +560,38 @@ def dec_body(w, t, lv, parent):
 def dec_integer(w, t, lv):
     ct = naming.int_ctype(t.lo, t.hi, t.ext)
     if t.ext:
-        w("uint8_t ext = 0;")
-        w("rtxDecBit(pctxt, &ext);")
-        with w.block("if (ext)"):
-            w("uint8_t len = 0;")
-            w("stat = rtxDecBitsToByte(pctxt, &len, 8);")
-            fail_log(w)
-            w("stat = rtxDecUInt32(pctxt, &%s, len);" % lv)
-            fail_log(w)
-        with w.block("else"):
-            dec_int_root(w, t, lv, ct)
+        def steps():
+            w("uint8_t ext = 0;")
+            w("rtxDecBit(pctxt, &ext);")
+            with w.block("if (ext)"):
+                w("uint8_t len = 0;")
+                w("stat = rtxDecBitsToByte(pctxt, &len, 8);")
+                fail_log(w)
+                w("stat = rtxDecUInt32(pctxt, &%s, len);" % lv)
+                fail_log(w)
+            with w.block("else"):
+                dec_int_root(w, t, lv, ct)
+
+        width = bitlen(t.hi - t.lo)
+        if t.lo >= 0 and 0 < width <= 32:
+            # A clear extension bit and the root field in one load when a
+            # word lies ahead (and no event handler listens, as for runs of
+            # fields); the same steps one by one otherwise.
+            w("const bool word = uperGenQuietWord(pctxt);")
+            w("const uint64_t run = word ? rtxDecPeekWord(pctxt) : 0;")
+            with w.block("if (VX_LIKELY(word && (run >> 63) == 0))"):
+                w("%s = (%s)((run >> %d) & %s);" % (lv, ct, 63 - width, ulit((1 << width) - 1)))
+                if ((t.hi - t.lo + 1) & (t.hi - t.lo)) != 0:
+                    with w.block("if (%s > %s)" % (lv, ulit(t.hi - t.lo))):
+                        w("rtxDecPassBits(pctxt, %d);" % (width + 1))
+                        w("return RTERR_CONSVIO;")
+                if t.lo > 0:
+                    w("%s = (%s)(%s + %s);" % (lv, ct, lv, ulit(t.lo)))
+                w("rtxDecPassBits(pctxt, %d);" % (width + 1))
+            with w.block("else"):
+                steps()
+        else:
+            steps()
         w("%s::invokeUIntValue(pctxt, %s);" % (EV, lv))
     elif t.lo < 0:
         # Negative lower bound: the field plus the bound, cut to the record's

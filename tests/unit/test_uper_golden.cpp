@@ -193,6 +193,91 @@ TEST(UperInteger, ExtensibleRange)
    EXPECT_EQ(outside.size(), in.used());
 }
 
+// -- fields read and written together -------------------------------------------
+//
+// With a word of the buffer ahead and no event handler, a run of fixed fields
+// (and an extensible INTEGER's root) is read with one load; at the end of the
+// buffer or with a handler, field by field. Each case decodes short, padded to
+// a word and padded with a handler listening: status, record and cursor agree.
+
+namespace {
+class Listener : public Asn1NamedEventHandler {
+public:
+   void startElement(const char*, int) override {}
+   void endElement(const char*, int) override {}
+};
+
+template <typename T>
+struct Decoded {
+   int stat;
+   uint64_t used;
+   T value;
+};
+
+enum class Way { Short, Word, Heard };
+
+template <typename T>
+Decoded<T> decodeWay(int (*decode)(VXCTXT*, T*), const Bits& b, Way way)
+{
+   std::vector<uint8_t> bytes = b.bytes();
+   if (way != Way::Short) bytes.resize(bytes.size() + 8, 0);
+   Input in(bytes);
+   Listener listener;
+   if (way == Way::Heard) in.buf.addEventHandler(&listener);
+   Decoded<T> d{0, 0, T{}};
+   d.stat = decode(in.ctx(), &d.value);
+   d.used = in.used();
+   if (way == Way::Heard) in.buf.removeEventHandler(&listener);
+   return d;
+}
+}  // namespace
+
+TEST(UperFieldRuns, ExtensibleRootAboveItsRangeStopsAfterTheField)
+{
+   // 1..255 with extension marker: bit 0, then 255 in 8 bits is value 256.
+   for (Way way : {Way::Short, Way::Word, Way::Heard}) {
+      Decoded<ASN1T_ITS_ProtectedZoneRadius> d =
+          decodeWay(asn1PD_ITS_ProtectedZoneRadius, Bits().put(0, 1).put(255, 8), way);
+      EXPECT_EQ(RTERR_CONSVIO, d.stat) << (int)way;
+      EXPECT_EQ(9u, d.used) << (int)way;
+      d = decodeWay(asn1PD_ITS_ProtectedZoneRadius, Bits().put(0, 1).put(254, 8), way);
+      EXPECT_EQ(0, d.stat) << (int)way;
+      EXPECT_EQ(255u, d.value) << (int)way;
+      EXPECT_EQ(9u, d.used) << (int)way;
+   }
+}
+
+TEST(UperFieldRuns, SequenceOfFixedFieldsReadAndWrittenAtOnce)
+{
+   // Heading: headingValue 0..3601 in 12 bits, headingConfidence 1..127 in 7.
+   Bits good = Bits().put(3601, 12).put(126, 7);
+   for (Way way : {Way::Short, Way::Word, Way::Heard}) {
+      Decoded<ASN1T_ITS_Heading> d = decodeWay(asn1PD_ITS_Heading, good, way);
+      EXPECT_EQ(0, d.stat) << (int)way;
+      EXPECT_EQ(3601u, d.value.headingValue) << (int)way;
+      EXPECT_EQ(127u, d.value.headingConfidence) << (int)way;
+      EXPECT_EQ(19u, d.used) << (int)way;
+      // A first field above its range fails with the cursor behind it and
+      // the second field not read.
+      d = decodeWay(asn1PD_ITS_Heading, Bits().put(4095, 12).put(5, 7), way);
+      EXPECT_EQ(RTERR_CONSVIO, d.stat) << (int)way;
+      EXPECT_EQ(12u, d.used) << (int)way;
+      EXPECT_EQ(0u, d.value.headingConfidence) << (int)way;
+      // The second one above: the first is in the record.
+      d = decodeWay(asn1PD_ITS_Heading, Bits().put(7, 12).put(127, 7), way);
+      EXPECT_EQ(RTERR_CONSVIO, d.stat) << (int)way;
+      EXPECT_EQ(19u, d.used) << (int)way;
+      EXPECT_EQ(7u, d.value.headingValue) << (int)way;
+   }
+   ASN1T_ITS_Heading h{};
+   h.headingValue = 3601;
+   h.headingConfidence = 127;
+   EXPECT_LAYOUT(encodeValue(asn1PE_ITS_Heading, &h), good);
+   // Values are cut to their fields, as field by field.
+   h.headingValue = 4096 + 5;
+   EXPECT_LAYOUT(encodeValue(asn1PE_ITS_Heading, &h), Bits().put(5, 12).put(126, 7));
+}
+
 // -- BOOLEAN and ENUMERATED --------------------------------------------------------
 
 TEST(UperBoolean, ReadPastTheEndIsLeftToTheNextField)
