@@ -140,49 +140,78 @@ VX_INLINE int rtxTxtReadUnsignedAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* pMem
    return general(pctxt, pvalue);
 }
 
-template <class T>
-VX_INLINE int rtxTxtReadSignedT(VXCTXT* pctxt, T* pvalue, int (*general)(VXCTXT*, T*))
+// The reader of each field width at a position tested by the caller: the
+// in-place scan with the accumulator of that width, and the width's general
+// reader otherwise. The one table of widths for every number reader.
+VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, int32_t* pvalue)
 {
-   VXRTSTREAM* pMemStream = nullptr;
-   bool inPlace = pctxt != nullptr && rtxTextInPlace(pctxt, &pMemStream);
-   return rtxTxtReadSignedAt<T>(pctxt, inPlace, pMemStream, pvalue, general);
+   return rtxTxtReadSignedAt<int32_t>(pctxt, inPlace, m, pvalue, rtxTxtReadInt32General);
+}
+VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, int16_t* pvalue)
+{
+   return rtxTxtReadSignedAt<int16_t>(pctxt, inPlace, m, pvalue, rtxTxtReadInt16General);
+}
+VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, int8_t* pvalue)
+{
+   return rtxTxtReadSignedAt<int8_t>(pctxt, inPlace, m, pvalue, rtxTxtReadInt8General);
+}
+VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint64_t* pvalue)
+{
+   return rtxTxtReadUnsignedAt<uint64_t, uint64_t>(pctxt, inPlace, m, pvalue,
+                                                   rtxTxtReadUInt64General);
+}
+VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint32_t* pvalue)
+{
+   return rtxTxtReadUnsignedAt<uint32_t, uint32_t>(pctxt, inPlace, m, pvalue,
+                                                   rtxTxtReadUInt32General);
+}
+VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint16_t* pvalue)
+{
+   return rtxTxtReadUnsignedAt<uint16_t, uint32_t>(pctxt, inPlace, m, pvalue,
+                                                   rtxTxtReadUInt16General);
+}
+VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint8_t* pvalue)
+{
+   return rtxTxtReadUnsignedAt<uint8_t, uint32_t>(pctxt, inPlace, m, pvalue,
+                                                  rtxTxtReadUInt8General);
 }
 
-template <class T, class U>
-VX_INLINE int rtxTxtReadUnsignedT(VXCTXT* pctxt, T* pvalue, int (*general)(VXCTXT*, T*))
+// The same with the test made here.
+template <class T>
+VX_INLINE int rtxTxtReadNumber(VXCTXT* pctxt, T* pvalue)
 {
    VXRTSTREAM* pMemStream = nullptr;
    bool inPlace = pctxt != nullptr && rtxTextInPlace(pctxt, &pMemStream);
-   return rtxTxtReadUnsignedAt<T, U>(pctxt, inPlace, pMemStream, pvalue, general);
+   return rtxTxtReadNumberAt(pctxt, inPlace, pMemStream, pvalue);
 }
 
 VX_INLINE int rtxTxtReadInt32(VXCTXT* pctxt, int32_t* pvalue)
 {
-   return rtxTxtReadSignedT<int32_t>(pctxt, pvalue, rtxTxtReadInt32General);
+   return rtxTxtReadNumber(pctxt, pvalue);
 }
 VX_INLINE int rtxTxtReadInt16(VXCTXT* pctxt, int16_t* pvalue)
 {
-   return rtxTxtReadSignedT<int16_t>(pctxt, pvalue, rtxTxtReadInt16General);
+   return rtxTxtReadNumber(pctxt, pvalue);
 }
 VX_INLINE int rtxTxtReadInt8(VXCTXT* pctxt, int8_t* pvalue)
 {
-   return rtxTxtReadSignedT<int8_t>(pctxt, pvalue, rtxTxtReadInt8General);
+   return rtxTxtReadNumber(pctxt, pvalue);
 }
 VX_INLINE int rtxTxtReadUInt32(VXCTXT* pctxt, uint32_t* pvalue)
 {
-   return rtxTxtReadUnsignedT<uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32General);
+   return rtxTxtReadNumber(pctxt, pvalue);
 }
 VX_INLINE int rtxTxtReadUInt64(VXCTXT* pctxt, uint64_t* pvalue)
 {
-   return rtxTxtReadUnsignedT<uint64_t, uint64_t>(pctxt, pvalue, rtxTxtReadUInt64General);
+   return rtxTxtReadNumber(pctxt, pvalue);
 }
 VX_INLINE int rtxTxtReadUInt16(VXCTXT* pctxt, uint16_t* pvalue)
 {
-   return rtxTxtReadUnsignedT<uint16_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt16General);
+   return rtxTxtReadNumber(pctxt, pvalue);
 }
 VX_INLINE int rtxTxtReadUInt8(VXCTXT* pctxt, uint8_t* pvalue)
 {
-   return rtxTxtReadUnsignedT<uint8_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt8General);
+   return rtxTxtReadNumber(pctxt, pvalue);
 }
 
 #endif

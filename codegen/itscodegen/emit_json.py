@@ -1398,40 +1398,10 @@ VX_INLINE int jsonGenNextIn(VXCTXT* pctxt, const JsonGenIn& in, char close)
 
 // A number of a member, read with the input test of the decoder that
 // holds it (the field's reader otherwise).
-VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, int32_t* pvalue)
+template <class T>
+VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, T* pvalue)
 {
-   return rtxTxtReadSignedAt<int32_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem, pvalue,
-                                      rtxTxtReadInt32General);
-}
-VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, int16_t* pvalue)
-{
-   return rtxTxtReadSignedAt<int16_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem, pvalue,
-                                      rtxTxtReadInt16General);
-}
-VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, int8_t* pvalue)
-{
-   return rtxTxtReadSignedAt<int8_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem, pvalue,
-                                     rtxTxtReadInt8General);
-}
-VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, uint64_t* pvalue)
-{
-   return rtxTxtReadUnsignedAt<uint64_t, uint64_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem,
-                                                   pvalue, rtxTxtReadUInt64General);
-}
-VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, uint32_t* pvalue)
-{
-   return rtxTxtReadUnsignedAt<uint32_t, uint32_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem,
-                                                   pvalue, rtxTxtReadUInt32General);
-}
-VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, uint16_t* pvalue)
-{
-   return rtxTxtReadUnsignedAt<uint16_t, uint32_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem,
-                                                   pvalue, rtxTxtReadUInt16General);
-}
-VX_INLINE int jsonGenReadNumber(VXCTXT* pctxt, const JsonGenIn& in, uint8_t* pvalue)
-{
-   return rtxTxtReadUnsignedAt<uint8_t, uint32_t>(pctxt, jsonGenInPlace(pctxt, in), in.mem,
-                                                  pvalue, rtxTxtReadUInt8General);
+   return rtxTxtReadNumberAt(pctxt, jsonGenInPlace(pctxt, in), in.mem, pvalue);
 }
 
 // After a member: 1 when a comma follows (read), 0 when anything else

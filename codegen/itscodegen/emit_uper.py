@@ -132,6 +132,10 @@ def enc_body(w, t, v, parent):
                 w("stat = pe_UnconsUInt32Unaligned(pctxt, %s);" % v)
                 fail_log(w)
             with w.block("else"):
+                def steps():
+                    w("rtxEncBit(pctxt, 0);")
+                    enc_int_root(w, t, v)
+
                 width = bitlen(t.hi - t.lo)
                 if 0 < width < RUN_BITS:
                     # Extension bit 0 and the root field in one store
@@ -140,11 +144,9 @@ def enc_body(w, t, v, parent):
                         w("rtxEncPutWord(pctxt, (%s) & %s, %d);"
                           % (int_adjusted(v, t.lo), ulit((1 << width) - 1), width + 1))
                     with w.block("else"):
-                        w("rtxEncBit(pctxt, 0);")
-                        enc_int_root(w, t, v)
+                        steps()
                 else:
-                    w("rtxEncBit(pctxt, 0);")
-                    enc_int_root(w, t, v)
+                    steps()
         else:
             enc_int_root(w, t, v)
     elif k == "BOOLEAN":
@@ -503,12 +505,30 @@ def dec_value(w, t, lv, parent=None):
         dec_body(w, t, lv, parent)
 
 
+def fills_field(lo, hi):
+    """Whether every value of the root field's width lies in lo..hi, so
+    that a decoded field needs no upper bound test."""
+    return ((hi - lo + 1) & (hi - lo)) == 0
+
+
+def dec_root_value(w, lo, hi, lv, ct, field, passed):
+    """lv = a root field of a range with lo >= 0 taken from the expression
+    field of a word already read: the upper bound test (which moves the
+    cursor past the passed bits and fails) and the lower bound added."""
+    w("%s = (%s)(%s);" % (lv, ct, field))
+    if not fills_field(lo, hi):
+        with w.block("if (%s > %s)" % (lv, ulit(hi - lo))):
+            w("rtxDecPassBits(pctxt, %d);" % passed)
+            w("return RTERR_CONSVIO;")
+    if lo > 0:
+        w("%s = (%s)(%s + %s);" % (lv, ct, lv, ulit(lo)))
+
+
 def dec_int_root(w, t, lv, ct):
     """The root field of an INTEGER into lv (record field type ct); the
     value event is the caller's."""
     lo, hi = t.lo, t.hi
     width = bitlen(hi - lo)
-    full = ((hi - lo + 1) & (hi - lo)) == 0
     if ct == "uint64_t" or ct == "int64_t":
         w("stat = pd_ConsUInt64(pctxt, (uint64_t*)&%s, %s, %s);" % (lv, ulit(lo), ulit(hi)))
         fail_log(w)
@@ -520,7 +540,7 @@ def dec_int_root(w, t, lv, ct):
               "uint32_t": "rtxDecBits"}[ct]
     w("stat = %s(pctxt, &%s, %d);" % (reader, lv, width))
     fail_log(w)
-    if not full:
+    if not fills_field(lo, hi):
         w("if (%s > %s) return RTERR_CONSVIO;" % (lv, ulit(hi - lo)))
     if lo > 0:
         w("%s = (%s)(%s + %s);" % (lv, ct, lv, ulit(lo)))
@@ -580,13 +600,9 @@ def dec_integer(w, t, lv):
             w("const bool word = uperGenQuietWord(pctxt);")
             w("const uint64_t run = word ? rtxDecPeekWord(pctxt) : 0;")
             with w.block("if (VX_LIKELY(word && (run >> 63) == 0))"):
-                w("%s = (%s)((run >> %d) & %s);" % (lv, ct, 63 - width, ulit((1 << width) - 1)))
-                if ((t.hi - t.lo + 1) & (t.hi - t.lo)) != 0:
-                    with w.block("if (%s > %s)" % (lv, ulit(t.hi - t.lo))):
-                        w("rtxDecPassBits(pctxt, %d);" % (width + 1))
-                        w("return RTERR_CONSVIO;")
-                if t.lo > 0:
-                    w("%s = (%s)(%s + %s);" % (lv, ct, lv, ulit(t.lo)))
+                dec_root_value(w, t.lo, t.hi, lv, ct,
+                               "(run >> %d) & %s" % (63 - width, ulit((1 << width) - 1)),
+                               width + 1)
                 w("rtxDecPassBits(pctxt, %d);" % (width + 1))
             with w.block("else"):
                 steps()
@@ -763,13 +779,7 @@ def dec_fixed(w, t, lv, field, passed):
     if b.lo < 0:
         w("%s = (%s)(int32_t)((uint32_t)(%s) + %s);" % (lv, ct, field, ulit(b.lo & 0xFFFFFFFF)))
         return
-    w("%s = (%s)(%s);" % (lv, ct, field))
-    if ((b.hi - b.lo + 1) & (b.hi - b.lo)) != 0:
-        with w.block("if (%s > %s)" % (lv, ulit(b.hi - b.lo))):
-            w("rtxDecPassBits(pctxt, %d);" % passed)
-            w("return RTERR_CONSVIO;")
-    if b.lo > 0:
-        w("%s = (%s)(%s + %s);" % (lv, ct, lv, ulit(b.lo)))
+    dec_root_value(w, b.lo, b.hi, lv, ct, field, passed)
 
 
 def dec_sequence(w, t, lv):
