@@ -9,14 +9,6 @@
 
 using BitCursor = PerTest;
 
-TEST_F(BitCursor, MessageLengthCountsAPartialByteAndNothingForNoBits)
-{
-   EXPECT_EQ(0u, pu_getMsgLen(pctxt));
-   ASSERT_EQ(0, rtxEncBit(pctxt, 1));
-   EXPECT_EQ(1u, pu_getMsgLen(pctxt));
-   EXPECT_EQ("1", bits());
-}
-
 TEST_F(BitCursor, ThirteenBitsFromBoundaryLeaveThreeFreeZeroBits)
 {
    ctx.buffer.data[1] = 0xFF;  // the buffer is never cleared beforehand
@@ -75,13 +67,6 @@ TEST_F(BitCursor, FixedOutputBufferOverflows)
    EXPECT_EQ(RTERR_BUFOVFLW, rtxEncBit(pctxt, 1));
 }
 
-TEST_F(BitCursor, PatternRepeatsByteForAnyCount)
-{
-   ASSERT_EQ(0, rtxEncBit(pctxt, 1));
-   ASSERT_EQ(0, rtxEncBitsPattern(pctxt, 0xA5, 44));
-   EXPECT_EQ("1" + bitsOf(0xA5A5A5A5ull, 32) + bitsOf(0xA5A, 12), bits());
-}
-
 TEST_F(BitCursor, ZeroCountsAndLimitsOfReads)
 {
    decodeFrom({0xB6, 0x12, 0x34, 0x56, 0x78, 0x9A});
@@ -133,17 +118,6 @@ TEST_F(BitCursor, MovesStopAtTheEnds)
    rtxErrReset(pctxt);
    uint8_t bit;
    EXPECT_EQ(RTERR_ENDOFBUF, rtxDecBit(pctxt, &bit));
-}
-
-TEST_F(BitCursor, PeekBitDoesNotMove)
-{
-   decodeFrom({0x40});
-   uint8_t bit = 9;
-   ASSERT_EQ(0, rtxDecBit(pctxt, &bit));
-   EXPECT_EQ(0, bit);
-   ASSERT_EQ(0, rtxPeekBit(pctxt, &bit));
-   EXPECT_EQ(1, bit);
-   EXPECT_EQ(1u, bitPos());
 }
 
 TEST_F(BitCursor, TruncatedInputStacksEachCallersPosition)
@@ -296,12 +270,6 @@ TEST(PerBuffers, DecodeBufferReadsCallerBytesAndPeeks)
    EXPECT_EQ(4u, pu_getMsgLenBits(dec.getCtxtPtr()));
    uint8_t rest[2];
    EXPECT_EQ(RTERR_ENDOFBUF, dec.decodeBytes(2, rest, sizeof(rest)));
-}
-
-TEST(PerBuffers, DecodeBufferFromMissingFileReportsStatus)
-{
-   ASN1PERDecodeBuffer dec("/nonexistent/itscodec/none.uper", false);
-   EXPECT_EQ(RTERR_FILNOTFOU, dec.getStatus());
 }
 
 // Records events in order.

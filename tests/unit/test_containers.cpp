@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "rtxDList.h"
-#include "rtxDListBuf.h"
 #include "rtxDynPtrArray.h"
 #include "rtxEnum.h"
 #include "rtxError.h"
@@ -80,69 +79,6 @@ TEST_F(Containers, ListInsertRemoveAndFind) {
    EXPECT_EQ(nullptr, rtxDListFindFirstData(&list));
 }
 
-TEST_F(Containers, FindByIndexWalksFromTheNearerEnd) {
-   std::vector<int> v = {0, 1, 2, 3, 4, 5, 6};
-   VXRTDList list;
-   fill(&ctx, &list, v);
-   for (uint64_t i = 0; i < v.size(); i++) {
-      VXRTDListNode* n = rtxDListFindByIndex(&list, i);
-      ASSERT_NE(nullptr, n);
-      EXPECT_EQ((int)i, *(int*)n->data);
-   }
-   EXPECT_EQ(nullptr, rtxDListFindByIndex(&list, v.size()));
-
-   // Cut the forward links after the head and the backward links before the
-   // tail: an index in the upper half is then only reachable from the tail,
-   // one in the lower half only from the head.
-   VXRTDListNode* second = list.head->next;
-   VXRTDListNode* beforeTail = list.tail->prev;
-   list.head->next = nullptr;
-   EXPECT_EQ(4, *(int*)rtxDListFindByIndex(&list, 4)->data);  // 4 >= 7/2
-   EXPECT_EQ(3, *(int*)rtxDListFindByIndex(&list, 3)->data);  // 3 >= 7/2: from the tail too
-   list.head->next = second;
-   list.tail->prev = nullptr;
-   EXPECT_EQ(2, *(int*)rtxDListFindByIndex(&list, 2)->data);
-   EXPECT_EQ(6, *(int*)rtxDListFindByIndex(&list, 6)->data);
-   list.tail->prev = beforeTail;
-}
-
-struct Keyed {
-   int key;
-   int seq;
-};
-
-int compareKeys(const void* a, const void* b, const void* counter) {
-   ++*const_cast<int*>(static_cast<const int*>(counter));
-   return static_cast<const Keyed*>(a)->key - static_cast<const Keyed*>(b)->key;
-}
-
-TEST_F(Containers, InsertSortedIsOrderedAndStable) {
-   int compares = 0;
-   VXRTDList list;
-   rtxDListInit(&list);
-
-   // Already sorted input costs one comparison per element after the first.
-   std::vector<Keyed> sorted = {{1, 0}, {2, 1}, {2, 2}, {5, 3}};
-   for (Keyed& k : sorted)
-      ASSERT_NE(nullptr, rtxDListInsertSorted(&ctx, &list, &k, compareKeys, &compares));
-   EXPECT_EQ(3, compares);
-
-   // Equal keys go behind those present, wherever they land.
-   std::vector<Keyed> more = {{0, 4}, {2, 5}, {1, 6}, {5, 7}, {0, 8}, {3, 9}};
-   for (Keyed& k : more)
-      ASSERT_NE(nullptr, rtxDListInsertSorted(&ctx, &list, &k, compareKeys, &compares));
-   std::vector<std::pair<int, int>> got;
-   for (VXRTDListNode* n = list.head; n; n = n->next) {
-      Keyed* k = static_cast<Keyed*>(n->data);
-      got.push_back({k->key, k->seq});
-   }
-   std::vector<std::pair<int, int>> want = {{0, 4}, {0, 8}, {1, 0}, {1, 6}, {2, 1},
-                                            {2, 2}, {2, 5}, {3, 9}, {5, 3}, {5, 7}};
-   EXPECT_EQ(want, got);
-   EXPECT_EQ(list.tail->prev->next, list.tail);
-   EXPECT_EQ(10u, list.count);
-}
-
 TEST_F(Containers, FreeAllRecognisesNodeAndDataInOneBlock) {
    VXRTDList list;
    rtxDListInit(&list);
@@ -174,66 +110,6 @@ TEST_F(Containers, FreeSkipsFreesWithoutAHeap) {
    rtxDListFreeAll(&bare, &list);
    EXPECT_EQ(0u, list.count);
    EXPECT_EQ(nullptr, list.head);
-}
-
-TEST_F(Containers, ListToStringAndArrays) {
-   VXRTDList list;
-   rtxDListInit(&list);
-   char* s = reinterpret_cast<char*>(1);
-   EXPECT_EQ(0, rtxDListToUTF8Str(&ctx, &list, &s, ','));
-   EXPECT_EQ(nullptr, s);
-   char a[] = "ab", b[] = "", c[] = "cde";
-   rtxDListAppend(&ctx, &list, a);
-   rtxDListAppend(&ctx, &list, b);
-   rtxDListAppend(&ctx, &list, c);
-   ASSERT_EQ(0, rtxDListToUTF8Str(&ctx, &list, &s, ','));
-   EXPECT_STREQ("ab,,cde", s);
-   ASSERT_EQ(0, rtxDListToUTF8Str(&ctx, &list, &s, 0));
-   EXPECT_STREQ("abcde", s);
-
-   void** ptrs = nullptr;
-   size_t n = 0;
-   ASSERT_EQ(0, rtxDListToPointerArray(&ctx, &list, &ptrs, &n));
-   ASSERT_EQ(3u, n);
-   EXPECT_EQ((void*)c, ptrs[2]);
-
-   std::vector<int> v = {7, 8, 9};
-   VXRTDList ints;
-   fill(&ctx, &ints, v);
-   void* arr = nullptr;
-   ASSERT_EQ(0, rtxDListToArray(&ctx, &ints, &arr, &n, sizeof(int)));
-   ASSERT_EQ(3u, n);
-   EXPECT_EQ(9, static_cast<int*>(arr)[2]);
-   int small[2];
-   void* fixed = small;
-   n = 2;
-   EXPECT_EQ(RTERR_BUFOVFLW, rtxDListToArray(&ctx, &ints, &fixed, &n, sizeof(int)));
-}
-
-TEST_F(Containers, SingleListWithAndWithoutContext) {
-   int x = 1, y = 2, z = 3;
-   for (VXCTXT* owner : {(VXCTXT*)nullptr, &ctx}) {
-      VXRTSList list;
-      if (owner)
-         rtxSListInitEx(owner, &list);
-      else
-         rtxSListInit(&list);
-      ASSERT_NE(nullptr, rtxSListAppend(&list, &x));
-      ASSERT_NE(nullptr, rtxSListAppend(&list, &y));
-      ASSERT_NE(nullptr, rtxSListAppend(&list, &z));
-      EXPECT_TRUE(rtxSListFind(&list, &y));
-      rtxSListRemove(&list, &z);  // the tail
-      EXPECT_EQ(&y, list.tail->data);
-      rtxSListRemove(&list, &x);  // the head
-      EXPECT_EQ(&y, list.head->data);
-      EXPECT_FALSE(rtxSListFind(&list, &x));
-      ASSERT_NE(nullptr, rtxSListAppend(&list, &x));
-      EXPECT_EQ(2u, list.count);
-      EXPECT_EQ(&x, list.tail->data);
-      rtxSListFree(&list);
-      EXPECT_EQ(0u, list.count);
-      EXPECT_EQ(nullptr, list.head);
-   }
 }
 
 TEST_F(Containers, StacksOfPointersAndIntegers) {
@@ -277,55 +153,6 @@ TEST_F(Containers, StacksOfPointersAndIntegers) {
    EXPECT_EQ(&items[8], arr.data[8]);
 }
 
-// Stores `count` elements through the list buffer and makes the array.
-std::vector<uint32_t> collect(VXCTXT* pctxt, size_t firstSeg, size_t count, size_t* segments) {
-   uint32_t* array = reinterpret_cast<uint32_t*>(1);
-   VXRTDListBuf buf;
-   rtxDListBufInit(&buf, firstSeg, (void**)&array, sizeof(uint32_t));
-   EXPECT_EQ(nullptr, array);
-   size_t expands = 0;
-   for (size_t i = 0; i < count; i++) {
-      if (buf.n == buf.nMax) {
-         EXPECT_EQ(0, rtxDListBufExpand(pctxt, &buf));
-         expands++;
-      }
-      array[buf.n++] = (uint32_t)(1000 + i);
-      buf.nAll++;
-   }
-   *segments = expands;
-   EXPECT_EQ(0, rtxDListBufToArray(pctxt, &buf));
-   std::vector<uint32_t> out;
-   if (count > 0 && array == nullptr) return out;
-   for (size_t i = 0; i < count; i++) out.push_back(array[i]);
-   if (count == 0) { EXPECT_EQ(nullptr, array); }
-   EXPECT_EQ(0u, buf.tmplist.count);
-   return out;
-}
-
-TEST_F(Containers, ListBufferJoinsDoublingSegments) {
-   size_t segments = 0;
-   // 4 + 8 + 16 = 28 slots hold 27 elements: three segments, the last one
-   // partly used.
-   std::vector<uint32_t> got = collect(&ctx, 4, 27, &segments);
-   EXPECT_EQ(3u, segments);
-   ASSERT_EQ(27u, got.size());
-   for (size_t i = 0; i < got.size(); i++) EXPECT_EQ(1000 + i, got[i]);
-
-   // Exactly full segments, then one more.
-   got = collect(&ctx, 4, 13, &segments);
-   EXPECT_EQ(3u, segments);
-   ASSERT_EQ(13u, got.size());
-   EXPECT_EQ(1012u, got[12]);
-
-   // A single segment is trimmed in place.
-   got = collect(&ctx, 16, 3, &segments);
-   EXPECT_EQ(1u, segments);
-   EXPECT_EQ((std::vector<uint32_t>{1000, 1001, 1002}), got);
-
-   got = collect(&ctx, 16, 0, &segments);
-   EXPECT_TRUE(got.empty());
-}
-
 TEST_F(Containers, MemBufGrowsByWholeSegments) {
    VXRTMEMBUF mb;
    rtxMemBufInit(&ctx, &mb, 0);
@@ -365,28 +192,6 @@ TEST_F(Containers, MemBufGrowsByWholeSegments) {
    rtxMemBufFree(&mb);
    EXPECT_EQ(nullptr, mb.buffer);
    EXPECT_EQ(0u, mb.bufsize);
-}
-
-TEST_F(Containers, MemBufOverCallerBytesCopiesOnGrowth) {
-   uint8_t own[4] = {'w', 'x', 'y', 'z'};
-   VXRTMEMBUF mb;
-   rtxMemBufInitBuffer(&ctx, &mb, own, sizeof own, 8);
-   EXPECT_FALSE(mb.isDynamic);
-   ASSERT_EQ(0, rtxMemBufAppend(&mb, (const uint8_t*)"ab", 2));
-   EXPECT_EQ(own, mb.buffer);
-   ASSERT_EQ(0, rtxMemBufAppend(&mb, (const uint8_t*)"cdefg", 5));
-   EXPECT_NE(own, mb.buffer);
-   EXPECT_TRUE(mb.isDynamic);
-   EXPECT_EQ(8u, mb.bufsize);
-   EXPECT_EQ(0, memcmp("abcdefg", mb.buffer, 7));
-   EXPECT_EQ(0, memcmp("abyz", own, 4));  // the caller's bytes are not touched
-   rtxMemBufFree(&mb);
-
-   rtxMemBufInitBuffer(&ctx, &mb, own, sizeof own, 0);
-   EXPECT_EQ(RTERR_NOMEM, rtxMemBufAppend(&mb, own, 5));
-   mb.isExpandable = false;
-   EXPECT_EQ(RTERR_BUFOVFLW, rtxMemBufAppend(&mb, own, 5));
-   EXPECT_EQ(0, rtxMemBufAppend(&mb, own, 4));
 }
 
 // A row as the generated tables carry it: the lookup fields and an index.

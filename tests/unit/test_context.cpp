@@ -110,96 +110,6 @@ TEST_F(ContextTest, BitOffsetRoundTrip)
    EXPECT_EQ(2u, rtxCtxtGetIOByteCount(pctxt));
 }
 
-TEST_F(ContextTest, BitOffsetOnLiveStreamIsRefused)
-{
-   VXRTSTREAM stream;
-   memset(&stream, 0, sizeof(stream));
-   stream.flags = VXRT_STREAM_CTXTBUF | VXRT_STREAM_INPUT;
-   stream.ioBytes = 100;
-   stream.bytesProcessed = 42;
-   ctxt.pStream = &stream;
-   ctxt.buffer.byteIndex = 1;
-   ctxt.buffer.bitOffset = 5;
-   // Bytes already shifted out of the context buffer count in the position.
-   EXPECT_EQ(100u * 8 + 11, rtxCtxtGetBitOffset(pctxt));
-   EXPECT_EQ(42u, rtxCtxtGetIOByteCount(pctxt));
-
-   EXPECT_EQ(RTERR_NOTSUPP, rtxCtxtSetBitOffset(pctxt, 3));
-   EXPECT_EQ(1u, ctxt.buffer.byteIndex);
-   char* text = rtxErrGetText(pctxt, nullptr, nullptr);
-   ASSERT_NE(nullptr, text);
-   EXPECT_NE(std::string::npos, std::string(text).find("set bit offset in stream"));
-
-   rtxCtxtSetFlag(pctxt, VXCTXT_FLAG_BUFONLY);
-   EXPECT_EQ(0, rtxCtxtSetBitOffset(pctxt, 3));
-   EXPECT_EQ(0u, ctxt.buffer.byteIndex);
-   EXPECT_EQ(5, ctxt.buffer.bitOffset);
-   ctxt.pStream = nullptr;
-}
-
-TEST_F(ContextTest, ElemNameStack)
-{
-   // Pop on an empty stack: null, and level still goes down (wrapping).
-   EXPECT_EQ(nullptr, rtxCtxtPopElemName(pctxt));
-   EXPECT_EQ(255, ctxt.level);
-   ctxt.level = 0;
-
-   const char* outer = "outer";
-   const char* inner = "inner";
-   ASSERT_EQ(0, rtxCtxtPushElemName(pctxt, outer));
-   ASSERT_EQ(0, rtxCtxtPushElemName(pctxt, inner));
-   EXPECT_EQ(2, ctxt.level);
-   EXPECT_EQ(2u, ctxt.elemNameStack.count);
-   EXPECT_EQ(inner, rtxCtxtPopElemName(pctxt));  // not copied: same pointer
-   EXPECT_EQ(outer, rtxCtxtPopElemName(pctxt));
-   EXPECT_EQ(0, ctxt.level);
-   EXPECT_EQ(0u, ctxt.elemNameStack.count);
-}
-
-TEST_F(ContextTest, ElemNameCopiesLeaveLevelAlone)
-{
-   char name[8] = "temp";
-   ASSERT_EQ(0, rtxCtxtPushElemNameCopy(pctxt, name));
-   name[0] = 'X';
-   EXPECT_EQ(0, ctxt.level);
-   const char* copy = rtxCtxtPopElemNameCopy(pctxt);
-   ASSERT_NE(nullptr, copy);
-   EXPECT_STREQ("temp", copy);
-   EXPECT_EQ(0u, ctxt.elemNameStack.count);
-   EXPECT_EQ(0, ctxt.level);
-   EXPECT_EQ(nullptr, rtxCtxtPopElemNameCopy(pctxt));
-}
-
-TEST_F(ContextTest, ArrayElemName)
-{
-   ASSERT_EQ(0, rtxCtxtPushArrayElemName(pctxt, "elem", 12));
-   ASSERT_EQ(1u, ctxt.elemNameStack.count);
-   EXPECT_STREQ("elem[12]", static_cast<const char*>(ctxt.elemNameStack.tail->data));
-   ASSERT_EQ(0, rtxCtxtPushArrayElemName(pctxt, "x", UINT64_MAX));
-   EXPECT_STREQ("x[18446744073709551615]",
-                static_cast<const char*>(ctxt.elemNameStack.tail->data));
-   EXPECT_TRUE(rtxCtxtPopArrayElemName(pctxt));
-   EXPECT_TRUE(rtxCtxtPopArrayElemName(pctxt));
-   EXPECT_FALSE(rtxCtxtPopArrayElemName(pctxt));
-}
-
-TEST_F(ContextTest, TypeNameOnlyAtTheBottom)
-{
-   ASSERT_EQ(0, rtxCtxtPushElemName(pctxt, "a"));
-   EXPECT_EQ(0, rtxCtxtPushTypeName(pctxt, "Type"));
-   EXPECT_EQ(1u, ctxt.elemNameStack.count);
-   ASSERT_EQ(0, rtxCtxtPushElemName(pctxt, "b"));
-   EXPECT_FALSE(rtxCtxtPopTypeName(pctxt));  // two names: nothing popped
-   EXPECT_EQ(2u, ctxt.elemNameStack.count);
-   rtxCtxtPopElemName(pctxt);
-   EXPECT_TRUE(rtxCtxtPopTypeName(pctxt));
-   EXPECT_EQ(0u, ctxt.elemNameStack.count);
-   EXPECT_FALSE(rtxCtxtPopTypeName(pctxt));
-
-   ASSERT_EQ(0, rtxCtxtPushTypeName(pctxt, "Type"));
-   EXPECT_EQ(1u, ctxt.elemNameStack.count);
-}
-
 TEST_F(ContextTest, ContainerBitsCarryIntoNextByte)
 {
    uint8_t data[8] = {0};
@@ -231,36 +141,6 @@ TEST_F(ContextTest, ContainerBitsCarryIntoNextByte)
    // No container: against the end of the buffer.
    EXPECT_EQ(48u, rtxCtxtGetContainerRemBits(pctxt));
    rtxCtxtPopContainer(pctxt);  // empty: harmless
-}
-
-TEST_F(ContextTest, ContainerBytesAndPopAll)
-{
-   uint8_t data[4] = {0};
-   ASSERT_EQ(0, rtxInitContextBuffer(pctxt, data, sizeof(data)));
-   ASSERT_EQ(0, rtxCtxtSetBitOffset(pctxt, 3));
-   ASSERT_EQ(0, rtxCtxtPushContainerBytes(pctxt, 2));
-   EXPECT_EQ(16u, rtxCtxtGetContainerRemBits(pctxt));
-   ASSERT_EQ(0, rtxCtxtPushContainerBytes(pctxt, UINT64_MAX));  // held, not wrapped
-   EXPECT_TRUE(rtxCtxtContainerHasRemBits(pctxt));
-   EXPECT_EQ(UINT64_MAX, rtxCtxtGetContainerRemBits(pctxt));
-   rtxCtxtPopAllContainers(pctxt);
-   EXPECT_EQ(0u, ctxt.containerStack.dlist.count);
-   EXPECT_EQ(29u, rtxCtxtGetContainerRemBits(pctxt));
-}
-
-TEST_F(ContextTest, MemFreeClearsWorkState)
-{
-   ASSERT_EQ(0, rtxInitContextBuffer(pctxt, nullptr, 0));
-   ASSERT_EQ(0, rtxCtxtPushContainerBytes(pctxt, 4));
-   ASSERT_EQ(0, rtxCtxtPushElemName(pctxt, "n"));
-   VX_LOG_ERRNEW(pctxt, RTERR_INVENUM);
-   rtxMemFree(pctxt);
-   EXPECT_EQ(nullptr, ctxt.buffer.data);
-   EXPECT_EQ(0u, ctxt.containerStack.dlist.count);
-   EXPECT_EQ(0u, ctxt.elemNameStack.count);
-   EXPECT_EQ(0u, rtxErrGetErrorCnt(pctxt));
-   EXPECT_TRUE(rtxMemHeapIsEmpty(&ctxt.pMemHeap));
-   EXPECT_NE(nullptr, rtxMemAlloc(pctxt, 10));  // still usable
 }
 
 TEST_F(ContextTest, CopyContextTakesCursorNotHeapOrErrors)
@@ -313,51 +193,6 @@ TEST_F(ContextTest, FreeContextReleasesEverything)
    ctxt.initCode = 0;  // nothing left to free in TearDown
 }
 
-TEST(RtContext, SecondFreeIsIgnored)
-{
-   VXCTXT* pctxt = static_cast<VXCTXT*>(malloc(sizeof(VXCTXT)));
-   ASSERT_NE(nullptr, pctxt);
-   ASSERT_EQ(0, rtInitContext(pctxt));
-   EXPECT_NE(nullptr, pctxt->pASN1Info);
-   rtFreeContext(pctxt);
-   EXPECT_EQ(0u, pctxt->initCode);
-   EXPECT_EQ(nullptr, pctxt->pMemHeap);
-   rtFreeContext(pctxt);  // initCode 0: nothing happens (ASan: no double free)
-   free(pctxt);
-}
-
-TEST(RtContext, FlagAsksFreeToReleaseTheRecord)
-{
-   VXCTXT* pctxt = static_cast<VXCTXT*>(malloc(sizeof(VXCTXT)));
-   ASSERT_NE(nullptr, pctxt);
-   ASSERT_EQ(0, rtInitContext(pctxt));
-   rtxCtxtSetFlag(pctxt, VXCTXT_FLAG_JSONSTR);
-   rtFreeContext(pctxt);  // frees the record itself; ASan reports a leak otherwise
-}
-
-TEST(RtContext, SubContextSharesHeap)
-{
-   VXCTXT parent, sub;
-   ASSERT_EQ(0, rtInitContext(&parent));
-   parent.buffer.aligned = 1;
-   ASSERT_EQ(0, rtInitSubContext(&sub, &parent));
-   EXPECT_EQ(parent.pMemHeap, sub.pMemHeap);
-   EXPECT_EQ(1, sub.buffer.aligned);
-   EXPECT_EQ(1, sub.buffer.dynamic);
-   EXPECT_EQ(8, sub.buffer.bitOffset);
-   EXPECT_NE(nullptr, sub.pASN1Info);
-   EXPECT_NE(parent.pASN1Info, sub.pASN1Info);
-
-   void* p = rtxMemAlloc(&parent, 32);
-   ASSERT_NE(nullptr, p);
-   rtxFreeContext(&parent);
-   // The heap lives on through the sub-context.
-   ASSERT_NE(nullptr, sub.pMemHeap);
-   memset(p, 0xA5, 32);
-   EXPECT_NE(nullptr, rtxMemAlloc(&sub, 16));
-   rtxFreeContext(&sub);
-}
-
 TEST(RtContext, ASN1InfoAndEventHandlers)
 {
    VXCTXT ctxt;
@@ -383,20 +218,6 @@ TEST(RtContext, ASN1InfoAndEventHandlers)
    EXPECT_EQ(0u, info->eventHandlers.count);
    EXPECT_EQ(RTERR_NOTINIT, rtCtxtFreeASN1Info(&ctxt, nullptr));
    rtxFreeContext(&ctxt);
-}
-
-TEST(RtContext, SetMemHeapMovesReference)
-{
-   VXCTXT a, b;
-   ASSERT_EQ(0, rtxInitContext(&a));
-   ASSERT_EQ(0, rtxInitContext(&b));
-   rtxCtxtSetMemHeap(&b, &a);  // b's own heap goes, a's is shared
-   EXPECT_EQ(a.pMemHeap, b.pMemHeap);
-   rtxCtxtSetMemHeap(&b, &a);  // same heap: no change in references
-   rtxFreeContext(&a);
-   ASSERT_NE(nullptr, b.pMemHeap);
-   EXPECT_NE(nullptr, rtxMemAlloc(&b, 8));
-   rtxFreeContext(&b);
 }
 
 }  // namespace

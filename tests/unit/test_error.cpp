@@ -65,25 +65,6 @@ TEST_F(ErrorTest, SameStatusStaysInOneRecordAndGainsPositions) {
              report());
 }
 
-TEST_F(ErrorTest, PositionsStopAtEight) {
-   for (int line = 1; line <= 11; line++) {
-      EXPECT_EQ(-2, rtxErrSetData(&ctx, -2, "m", line));
-   }
-   ASSERT_EQ(1u, rtxErrGetErrorCnt(&ctx));
-   EXPECT_EQ(8, last()->stackCount);
-   EXPECT_EQ(8, last()->stack[7].lineno);
-   std::string text = report();
-   EXPECT_NE(std::string::npos, text.find("Stack trace:\n  Module: m Line 8\n"));
-   EXPECT_EQ(std::string::npos, text.find("Line 9\n"));
-}
-
-TEST_F(ErrorTest, NoPositionsWhileContextIsBeingFreed) {
-   rtxCtxtSetFlag(&ctx, VXCTXT_FLAG_FREEING);
-   EXPECT_EQ(-2, rtxErrSetData(&ctx, -2, "m", 1));
-   EXPECT_EQ(0, last()->stackCount);
-   rtxCtxtClearFlag(&ctx, VXCTXT_FLAG_FREEING);
-}
-
 TEST_F(ErrorTest, ReportOfOneError) {
    rtxErrSetData(&ctx, -2, "rtxsrc/rtxReadBytes", 67);
    size_t size = 0;
@@ -140,24 +121,6 @@ TEST_F(ErrorTest, PlaceholderRules) {
    EXPECT_EQ("unrecognized completion status", message(-40));
 }
 
-TEST_F(ErrorTest, FormattingRespectsTheBufferSize) {
-   rtxErrAddStrParm(&ctx, "abcdef");
-   rtxErrAddStrParm(&ctx, "0123456789");
-   rtxErrSetData(&ctx, -60, "t", 1);
-   char buffer[48];
-   memset(buffer, 'Z', sizeof(buffer));
-   // The template ends inside the parameter.
-   EXPECT_STREQ("Feature not su", rtxErrFmtMsgText(last(), "Feature not supported: %s", buffer, 15));
-   EXPECT_EQ('Z', buffer[15]);
-   // The unused parameter does not fit behind the text and is left out.
-   EXPECT_STREQ("Feature not supported: abcdef",
-                rtxErrFmtMsgText(last(), "Feature not supported: %s", buffer, 35));
-   EXPECT_STREQ("Feature not supported: abcdef 0123456789",
-                rtxErrFmtMsgText(last(), "Feature not supported: %s", buffer, 41));
-   EXPECT_EQ(nullptr, rtxErrFmtMsg(last(), buffer, 0));
-   EXPECT_EQ(nullptr, rtxErrFmtMsg(nullptr, buffer, sizeof(buffer)));
-}
-
 TEST_F(ErrorTest, ValueTooBigCarriesTheElementName) {
    rtxErrSetNewData(&ctx, -23, "t", 1);
    ASSERT_EQ(1, last()->parmCount);
@@ -176,68 +139,6 @@ TEST_F(ErrorTest, ValueTooBigCarriesTheElementName) {
    EXPECT_STREQ("DENM.management.validityDuration", last()->elemName);
 }
 
-TEST_F(ErrorTest, NonFatalRecordDoesNotCount) {
-   rtxErrSetData(&ctx, -2, "t", 1);
-   rtxErrSetNonFatal(&ctx);
-   EXPECT_EQ(0, rtxErrGetStatus(&ctx));
-   EXPECT_EQ(-2, rtxErrGetLastError(&ctx));
-   // One fatal record besides it is not "multiple errors".
-   EXPECT_EQ(-5, rtxErrSetData(&ctx, -5, "t", 2));
-   EXPECT_EQ(2u, rtxErrGetErrorCnt(&ctx));
-}
-
-TEST_F(ErrorTest, EmptyListReadsAsSuccess) {
-   EXPECT_EQ(0, rtxErrGetStatus(&ctx));
-   EXPECT_EQ(0, rtxErrGetFirstError(&ctx));
-   EXPECT_EQ(0, rtxErrGetLastError(&ctx));
-   EXPECT_EQ("", report());
-}
-
-TEST_F(ErrorTest, SmallGivenBufferStopsAtAWholePiece) {
-   rtxErrSetData(&ctx, -2, "rtxsrc/rtxReadBytes", 67);
-   char buffer[128];
-   memset(buffer, 'Z', sizeof(buffer));
-   size_t size = 30;
-   EXPECT_EQ(buffer, rtxErrGetText(&ctx, buffer, &size));
-   EXPECT_STREQ("ERROR: Status -2\n", buffer);
-   EXPECT_EQ('Z', buffer[29]);
-   EXPECT_EQ(30u, size);
-   // Room for the message but not for the position line.
-   std::string whole = report();
-   std::string cut = whole.substr(0, whole.find("  Module"));
-   EXPECT_STREQ(cut.c_str(), rtxErrGetTextBuf(&ctx, buffer, cut.size() + 1));
-}
-
-TEST_F(ErrorTest, ParametersBeyondFiveAreDropped) {
-   const char* words[] = {"p1", "p2", "p3", "p4", "p5"};
-   for (const char* word : words) EXPECT_EQ(1, rtxErrAddStrParm(&ctx, word));
-   EXPECT_EQ(0, rtxErrAddStrParm(&ctx, "p6"));
-   EXPECT_EQ(0, rtxErrAddIntParm(&ctx, 6));
-   EXPECT_EQ("Unexpected end of buffer on decode p1 p2 p3 p4 p5", message(-2));
-   EXPECT_EQ(0, ctx.reservedErr.parmCount);
-   // Collected anew for the next record.
-   EXPECT_EQ(1, rtxErrAddStrParm(&ctx, "q"));
-   EXPECT_EQ("Feature not supported: q", message(-60));
-}
-
-TEST_F(ErrorTest, ParameterConversions) {
-   rtxErrAddInt64Parm(&ctx, INT64_MIN);
-   rtxErrAddUInt64Parm(&ctx, UINT64_MAX);
-   rtxErrAddDoubleParm(&ctx, 1.5);
-   rtxErrAddStrParm(&ctx, nullptr);
-   rtxErrAddStrnParm(&ctx, "abcdef", 3);
-   EXPECT_EQ("Unexpected end of buffer on decode -9223372036854775808 18446744073709551615 "
-             "1.500000E+00 (null) abc",
-             message(-2));
-   rtxErrReset(&ctx);
-   rtxErrAddSizeParm(&ctx, 7);
-   rtxErrAddUIntParm(&ctx, 4294967295u);
-   EXPECT_EQ("Value constraint violation: field 7, value 4294967295", message(-16));
-   rtxErrReset(&ctx);
-   EXPECT_EQ(-9, rtxErrInvUIntOpt(&ctx, 12));
-   EXPECT_EQ("Element with identifier 12 is an invalid option in choice", message(-9));
-}
-
 TEST_F(ErrorTest, ResetClearsRecordsNamesAndCollectedParameters) {
    rtxCtxtPushElemName(&ctx, "CAM");
    rtxErrAddStrParm(&ctx, "pending");
@@ -249,73 +150,6 @@ TEST_F(ErrorTest, ResetClearsRecordsNamesAndCollectedParameters) {
    EXPECT_EQ(0, ctx.reservedErr.parmCount);
    EXPECT_EQ(0, rtxErrGetStatus(&ctx));
    EXPECT_EQ("Feature not supported: ?", message(-60));
-}
-
-TEST_F(ErrorTest, ResetLastErrorsTakesBackTheTail) {
-   rtxErrSetData(&ctx, -2, "t", 1);
-   rtxErrAddStrParm(&ctx, "x");
-   rtxErrSetData(&ctx, -3, "t", 2);
-   rtxErrSetData(&ctx, -50, "t", 3);
-   rtxErrResetLastErrors(&ctx, 2);
-   EXPECT_EQ(1u, rtxErrGetErrorCnt(&ctx));
-   EXPECT_EQ(-2, rtxErrGetStatus(&ctx));
-   EXPECT_EQ(-2, rtxErrGetLastError(&ctx));
-   rtxErrResetLastErrors(&ctx, 5);
-   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
-   EXPECT_EQ(-5, rtxErrSetData(&ctx, -5, "t", 4));
-}
-
-TEST_F(ErrorTest, CopyAndAppendBetweenContexts) {
-   VXCTXT other;
-   ASSERT_EQ(0, rtxInitContext(&other));
-   rtxCtxtPushElemName(&ctx, "SREM");
-   rtxErrAddStrParm(&ctx, "speed");
-   rtxErrAddStrParm(&ctx, "9");
-   rtxErrSetData(&ctx, -16, "a", 1);
-   rtxErrSetData(&ctx, -16, "b", 2);
-   rtxErrSetData(&other, -2, "c", 3);
-
-   EXPECT_EQ(0, rtxErrAppend(&other, &ctx));
-   EXPECT_EQ(2u, rtxErrGetErrorCnt(&other));
-   EXPECT_EQ(-50, rtxErrGetStatus(&other));
-
-   EXPECT_EQ(0, rtxErrCopy(&other, &ctx));
-   EXPECT_EQ(1u, rtxErrGetErrorCnt(&other));
-   std::string original = report();
-   rtxErrReset(&ctx);  // the copy owns its texts
-   char* copied = rtxErrGetText(&other, nullptr, nullptr);
-   ASSERT_NE(nullptr, copied);
-   EXPECT_EQ(original, copied);
-   EXPECT_NE(std::string::npos, original.find("Element name: SREM\n"));
-
-   EXPECT_EQ(0, rtxErrAppend(&other, &other));  // doubles, and ends
-   EXPECT_EQ(2u, rtxErrGetErrorCnt(&other));
-   rtxFreeContext(&other);
-}
-
-TEST_F(ErrorTest, MessageTextsWithoutStatusLines) {
-   rtxErrSetData(&ctx, -2, "t", 1);
-   rtxCtxtPushElemName(&ctx, "IVIM");
-   rtxErrSetData(&ctx, -5, "t", 2);
-   char buffer[200];
-   EXPECT_STREQ("Unexpected end of buffer on decode\n"
-                "Duplicate element in container object (SEQUENCE, SET, etc.)",
-                rtxErrGetMsgTextBuf(&ctx, buffer, sizeof(buffer)));
-   EXPECT_STREQ("Unexpected end of buffer on decode\nElement: IVIM\n"
-                "Duplicate element in container object (SEQUENCE, SET, etc.)",
-                rtxErrGetMsgText(&ctx));
-}
-
-TEST_F(ErrorTest, PrintWritesTheReportToStandardOutput) {
-   rtxCtxtPushElemName(&ctx, "MAPEM");
-   rtxErrSetData(&ctx, -2, "rtxsrc/rtxReadBytes", 67);
-   rtxErrSetData(&ctx, -2, "rtpersrc/pu_common", 9);
-   ::testing::internal::CaptureStdout();
-   rtxErrPrint(&ctx);
-   EXPECT_EQ("ERROR: Status -2\nUnexpected end of buffer on decode\nElement name: MAPEM\n"
-             "Stack trace:\n  Module: rtpersrc/pu_common, Line 9\n"
-             "  Module: rtxsrc/rtxReadBytes, Line 67\n",
-             ::testing::internal::GetCapturedStdout());
 }
 
 TEST(ErrorAssertion, PrintsAndExits) {
@@ -415,44 +249,6 @@ TEST_F(ErrorTest, TemplatesOfRaisedStatusesAndTableEnds) {
       ASSERT_NE(nullptr, tmpl) << entry.status;
       EXPECT_STREQ(entry.text, tmpl) << entry.status;
    }
-}
-
-TEST_F(ErrorTest, StatusesWithoutTemplate) {
-   const int unknown[] = {-40, -77, -82, -99, -120, -199, -221, -299, -300, -1000, INT16_MIN};
-   for (int status : unknown) {
-      EXPECT_EQ(nullptr, rtxErrGetTemplate(status)) << status;
-      rtxErrReset(&ctx);
-      EXPECT_EQ("unrecognized completion status", message(status)) << status;
-   }
-   VXRTErrInfo record = {};
-   char buffer[64];
-   record.status = 0;
-   EXPECT_STREQ("normal completion status", rtxErrFmtMsg(&record, buffer, sizeof(buffer)));
-   record.status = 5;
-   EXPECT_STREQ("normal completion status", rtxErrFmtMsg(&record, buffer, sizeof(buffer)));
-   // -50 formats nothing: the buffer keeps what it held.
-   record.status = -50;
-   strcpy(buffer, "previous");
-   EXPECT_STREQ("previous", rtxErrFmtMsg(&record, buffer, sizeof(buffer)));
-}
-
-TEST(ErrorTables, RegistrationIsIdempotentAndLimited) {
-   rtxErrInit();
-   rtErrASN1Init();
-   rtErrXmlInit();
-   rtxErrInit();  // registered already: nothing changes
-   EXPECT_STREQ("Encode buffer overflow", rtxErrGetTemplate(-1));
-   static const char* const tableA[] = {"first %s", "second", nullptr};
-   static const char* const tableB[] = {"other", nullptr};
-   static const char* const tableC[] = {"late", nullptr};
-   EXPECT_EQ(1, rtxErrAddErrorTableEntry(tableA, -400, -500));
-   EXPECT_EQ(0, rtxErrAddErrorTableEntry(tableA, -400, -500));
-   EXPECT_STREQ("second", rtxErrGetTemplate(-401));
-   EXPECT_EQ(nullptr, rtxErrGetTemplate(-402));  // behind the last template
-   EXPECT_EQ(1, rtxErrAddErrorTableEntry(tableB, -600, -700));
-   EXPECT_EQ(0, rtxErrAddErrorTableEntry(tableC, -800, -900));  // five stand
-   EXPECT_EQ(nullptr, rtxErrGetTemplate(-800));
-   EXPECT_STREQ("other", rtxErrGetTemplate(-600));
 }
 
 class CountingHandler : public Asn1ErrorHandler {

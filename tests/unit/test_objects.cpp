@@ -146,21 +146,6 @@ TEST(CtxtPtr, ContextDiesWithItsLastReference)
    EXPECT_EQ(nullptr, empty.getCtxtPtr());
 }
 
-TEST(CtxtPtr, AssignmentDropsOldBeforeTakingNew)
-{
-   int destroyedB = 0;
-   uint32_t seen = 99;
-   TrackedContext* b = new TrackedContext(&destroyedB);
-   VXRTCtxtPtr p(new WatchingContext(b, &seen));
-   p = b;
-   // The old context was gone before the new one was referenced.
-   EXPECT_EQ(0u, seen);
-   EXPECT_EQ(1u, b->getRefCount());
-   p = nullptr;
-   EXPECT_EQ(1, destroyedB);
-   EXPECT_TRUE(p.isNull());
-}
-
 TEST(Context, StatusFollowsErrorList)
 {
    VXRTCtxtPtr ctx(new VXRTContext());
@@ -184,146 +169,6 @@ TEST(Context, StatusFollowsErrorList)
 
    ctx->resetErrorInfo();
    EXPECT_EQ(0, ctx->getStatus());
-}
-
-TEST(Context, TakesOverASetUpRecord)
-{
-   VXCTXT record;
-   ASSERT_EQ(0, rtxInitContext(&record));
-   void* heap = record.pMemHeap;
-   VXRTCtxtPtr ctx(new VXRTContext(&record));
-   EXPECT_TRUE(ctx->isInitialized());
-   VXCTXT* own = ctx->getPtr();
-   EXPECT_EQ(heap, own->pMemHeap);
-   // The container stack now belongs to the new record.
-   EXPECT_EQ(own, own->containerStack.pctxt);
-   ASSERT_EQ(0, rtxCtxtPushContainerBytes(own, 1));
-   // The original is not freed: the object's destructor frees the heap once.
-}
-
-TEST(Context, PlacementNewUsesContextHeap)
-{
-   struct Counted {
-      int value;
-      explicit Counted(int* constructed) : value(7) { (*constructed)++; }
-   };
-   VXRTCtxtPtr ctx(new VXRTContext());
-   int constructed = 0;
-   Counted* obj = new (ctx->getPtr()) Counted(&constructed);
-   ASSERT_NE(nullptr, obj);
-   EXPECT_EQ(7, obj->value);
-   EXPECT_FALSE(rtxMemHeapIsEmpty(&ctx->getPtr()->pMemHeap));
-   ctx->memFreePtr(obj);
-
-   VXCTXT* none = nullptr;
-   EXPECT_EQ(nullptr, new (none) Counted(&constructed));
-   EXPECT_EQ(1, constructed);  // no construction without memory
-}
-
-TEST(Context, ASN1ContextCarriesASN1Info)
-{
-   testing::internal::CaptureStdout();
-   bool was = rtxSetGlobalDiag(true);
-   ASN1RtContext* ctx = new ASN1RtContext();
-   rtxSetGlobalDiag(was);
-   std::string out = testing::internal::GetCapturedStdout();
-   VXRTCtxtPtr hold(ctx);
-   EXPECT_TRUE(ctx->isInitialized());
-   EXPECT_EQ(0, ctx->getStatus());
-   EXPECT_NE(nullptr, ctx->getPtr()->pASN1Info);
-   char expect[64];
-   snprintf(expect, sizeof(expect), "context %x created, ref count = 0\n",
-            (unsigned)(uintptr_t)ctx->getPtr());
-   EXPECT_EQ(expect, out);
-
-   // Nothing is printed with diagnostics off.
-   testing::internal::CaptureStdout();
-   VXRTCtxtPtr quiet(new ASN1RtContext());
-   EXPECT_EQ("", testing::internal::GetCapturedStdout());
-
-   VXRTCtxtPtr plain(new VXRTContext());
-   EXPECT_EQ(nullptr, plain->getPtr()->pASN1Info);
-}
-
-TEST(Holder, MakesPlainContextWhenGivenNone)
-{
-   VXRTCtxtHolder holder(nullptr);
-   ASSERT_NE(nullptr, holder.getCtxtPtr());
-   EXPECT_EQ(nullptr, holder.getCtxtPtr()->pASN1Info);
-   EXPECT_EQ(1u, holder.getContextObj()->getRefCount());
-   {
-      VXRTCtxtPtr temp = holder.getContext();
-      EXPECT_EQ(2u, temp->getRefCount());
-   }
-   EXPECT_EQ(1u, holder.getContextObj()->getRefCount());
-
-   ASN1RtContext* given = new ASN1RtContext();
-   VXRTCtxtHolder holder2(given);
-   EXPECT_EQ(given->getPtr(), holder2.getCtxtPtr());
-   VX_LOG_ERRNEW(holder2.getCtxtPtr(), RTERR_ENDOFBUF);
-   EXPECT_EQ(RTERR_ENDOFBUF, holder2.getStatus());
-   holder2.resetErrorInfo();
-   EXPECT_EQ(0, holder2.getStatus());
-}
-
-TEST(MessageBuffer, BaseOperations)
-{
-   FakeBuffer buf(VXRTMessageBufferIF::JSONEncode);
-   EXPECT_EQ(0u, buf.getMsgLen());
-   EXPECT_EQ(nullptr, buf.getMsgCopy());
-   EXPECT_EQ(nullptr, buf.getAppInfo());
-
-   uint8_t data[8] = {0};
-   ASSERT_EQ(0, buf.initBuffer(data, sizeof(data)));
-   EXPECT_EQ(data, buf.getMsgPtr());
-   buf.getCtxtPtr()->buffer.byteIndex = 5;
-   EXPECT_EQ(5u, buf.getByteIndex());
-
-   buf.setDiag(1);
-   EXPECT_NE(0u, buf.getCtxtPtr()->flags & VXCTXT_FLAG_DIAG);
-   buf.setDiag(0);
-   EXPECT_EQ(0u, buf.getCtxtPtr()->flags & VXCTXT_FLAG_DIAG);
-
-   // With a failure standing, initBuffer and setDiag do nothing.
-   VX_LOG_ERRNEW(buf.getCtxtPtr(), RTERR_INVENUM);
-   uint8_t other[4] = {0};
-   EXPECT_EQ(RTERR_INVENUM, buf.initBuffer(other, sizeof(other)));
-   EXPECT_EQ(data, buf.getMsgPtr());
-   buf.setDiag(1);
-   EXPECT_EQ(0u, buf.getCtxtPtr()->flags & VXCTXT_FLAG_DIAG);
-}
-
-TEST(MessageBuffer, InitBufferFailureGetsPosition)
-{
-   FakeBuffer buf(VXRTMessageBufferIF::JSONEncode);
-   buf.getCtxtPtr()->initCode = 0;  // a dead record refuses a buffer
-   EXPECT_EQ(RTERR_NOTINIT, buf.initBuffer(nullptr, 0));
-   VXRTErrInfo* err = lastError(buf.getCtxtPtr());
-   ASSERT_NE(nullptr, err);
-   EXPECT_EQ(2, err->stackCount);  // where noticed, and passed on by the buffer
-   buf.getCtxtPtr()->initCode = VXCTXT_INITCODE;
-}
-
-TEST(MessageBuffer, ASN1BufferHasASN1Context)
-{
-   FakeASN1Buffer buf;
-   EXPECT_NE(nullptr, buf.getCtxtPtr()->pASN1Info);
-   EXPECT_EQ(0, buf.getStatus());
-
-   // A 16-bit buffer is not supported, and the buffer remembers that.
-   EXPECT_EQ(RTERR_NOTSUPP, buf.initBuffer(static_cast<unsigned short*>(nullptr)));
-   EXPECT_EQ(RTERR_NOTSUPP, buf.getStatus());
-   uint8_t data[4] = {0};
-   EXPECT_EQ(RTERR_NOTSUPP, buf.initBuffer(data, sizeof(data)));
-
-   FakeASN1Buffer buf2;
-   const unsigned char* text = reinterpret_cast<const unsigned char*>("x");
-   EXPECT_EQ(RTERR_NOTSUPP, buf2.initBuffer(text));
-   EXPECT_EQ(0, buf2.getStatus());  // not remembered
-   EXPECT_EQ(RTERR_INVENUM, buf2.setStatus(RTERR_INVENUM));
-   EXPECT_EQ(RTERR_INVENUM, buf2.getStatus());
-   buf2.resetErrorInfo();
-   EXPECT_EQ(0, buf2.getStatus());
 }
 
 TEST(MessageBuffer, ASN1BufferHandlers)
@@ -392,21 +237,6 @@ TEST(Vexil, FailureStopsSetMsgBufAtOnce)
    EXPECT_EQ(0, control.decodeCalls);
 }
 
-TEST(Vexil, SetMsgBufStoresInitResult)
-{
-   FakeBuffer buf(VXRTMessageBufferIF::PEREncode);
-   TestControl control;
-   EXPECT_EQ(0, control.setMsgBuf(buf, 0));
-   EXPECT_EQ(&buf, control.currentBuffer());
-   EXPECT_EQ(0, buf.initCalls);
-   buf.initResult = RTERR_NOMEM;
-   // The result of init becomes the status of the control object's context.
-   EXPECT_EQ(RTERR_NOMEM, control.setMsgBuf(buf, 1));
-   EXPECT_EQ(1, buf.initCalls);
-   EXPECT_EQ(RTERR_NOMEM, control.getStatus());
-   EXPECT_EQ(0, buf.getStatus());
-}
-
 // What the control object adds to the codec's result: a -16 that the decoder
 // recorded stays as it is; other recorded failures get one more position; a
 // bare failure gets a record of its own; success and positive counts pass;
@@ -441,50 +271,6 @@ TEST(Vexil, StatusesPassedOnWithPositions)
          EXPECT_NE(std::string::npos, std::string(err->stack[1].module).find("VexilType"));
       }
    }
-}
-
-TEST(Vexil, NoContextGivesNotInitialized)
-{
-   FakeBuffer buf(VXRTMessageBufferIF::PERDecode);
-   TestControl control(buf);
-   control.dropContext();
-   EXPECT_EQ(nullptr, control.getCtxtPtr());
-   EXPECT_EQ(0, control.getStatus());
-   EXPECT_EQ(RTERR_NOTINIT, control.Decode(0));
-   EXPECT_EQ(RTERR_NOTINIT, control.Encode());
-   EXPECT_EQ(RTERR_NOTINIT, control.setMsgBuf(buf, 1));
-   EXPECT_EQ(0, control.decodeCalls);
-   EXPECT_EQ(nullptr, control.memAlloc(8));
-   EXPECT_EQ(nullptr, control.memRealloc(nullptr, 8));
-   control.memFreePtr(nullptr);
-   EXPECT_EQ(nullptr, control.getErrorText());
-}
-
-TEST(Vexil, BaseIsNotAPDU)
-{
-   FakeBuffer buf(VXRTMessageBufferIF::PERDecode, new ASN1RtContext());
-   VexilType base(buf);
-   EXPECT_EQ(ASN_E_NOTPDU, base.Decode(0));
-   VXRTErrInfo* err = lastError(buf.getCtxtPtr());
-   ASSERT_NE(nullptr, err);
-   EXPECT_EQ(ASN_E_NOTPDU, err->status);
-   EXPECT_EQ(1, err->stackCount);
-   char* text = base.getErrorText();
-   ASSERT_NE(nullptr, text);
-   EXPECT_NE(std::string::npos,
-             std::string(text).find("Attempt to invoke encode or decode method on a non-PDU type"));
-   delete[] text;
-
-   char small[512];
-   EXPECT_EQ(small, base.getErrorText(small, sizeof(small)));
-   EXPECT_NE(std::string::npos, std::string(small).find("-108"));
-
-   FakeBuffer buf2(VXRTMessageBufferIF::PEREncode, new ASN1RtContext());
-   VexilType base2(buf2);
-   EXPECT_EQ(nullptr, base2.getErrorText());  // no report yet
-   EXPECT_EQ(ASN_E_NOTPDU, base2.Encode());
-   EXPECT_EQ(ASN_E_NOTPDU, base2.EncodeTo(buf2));
-   base2.MemFree();
 }
 
 TEST(Pdu, FirstContextStays)

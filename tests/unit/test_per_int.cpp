@@ -113,20 +113,6 @@ TEST_F(PerInt, UnsignedWithTopBitTakesALeadingZeroOctet)
    EXPECT_EQ(UINT64_MAX, u64);
 }
 
-TEST_F(PerInt, CountedOctetsIntoNumbers)
-{
-   decodeFrom({0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0x00});
-   uint32_t u = 0;
-   ASSERT_EQ(0, rtxDecUInt32(pctxt, &u, 5));
-   EXPECT_EQ(0xFFFFFFFFu, u);
-   EXPECT_EQ(RTERR_TOOBIG, rtxDecUInt32(pctxt, &u, 6));
-   decodeFrom({0x01, 0, 0, 0, 0});
-   EXPECT_EQ(RTERR_TOOBIG, rtxDecUInt32(pctxt, &u, 5));
-   decodeFrom({0x80});  // a top bit is magnitude here
-   ASSERT_EQ(0, rtxDecUInt32(pctxt, &u, 1));
-   EXPECT_EQ(0x80u, u);
-}
-
 TEST_F(PerInt, SemiConstrainedLowerBoundIsAnEmptyLength)
 {
    ASSERT_EQ(0, pe_SemiConsUInt64(pctxt, 0, 0));
@@ -210,19 +196,6 @@ TEST_F(PerInt, UnconstrainedLengthForms)
    }
 }
 
-TEST_F(PerInt, FragmentHeaderMultipliers)
-{
-   decodeFrom({0xC5});
-   uint64_t n;
-   EXPECT_EQ(RTERR_INVLEN, pd_UnconsLength64(pctxt, &n));
-   decodeFrom({0xC0});
-   EXPECT_EQ(RT_OK_FRAG, pd_UnconsLength64(pctxt, &n));  // an empty fragment
-   EXPECT_EQ(0u, n);
-   decodeFrom({0xC1});
-   EXPECT_EQ(RT_OK_FRAG, pd_UnconsLength64(pctxt, nullptr));
-   EXPECT_EQ(8u, bitPos());
-}
-
 TEST_F(PerInt, ConstrainedLengthConsumesTheOneShotConstraint)
 {
    decodeFrom({0x80});
@@ -271,27 +244,6 @@ TEST_F(PerInt, ExtensibleSizeAndViolations)
    EXPECT_EQ(0u, pu_copySizeConstraint(pctxt).rootUpper);
 }
 
-TEST_F(PerInt, SizeConstraintHelpers)
-{
-   Asn1SizeCnst wide = {0, 100, 0, 0}, narrow = {2, 10, 0, 0};
-   ASSERT_EQ(0, pu_addSizeConstraint(pctxt, &narrow));
-   ASSERT_EQ(0, pu_addSizeConstraint(pctxt, &wide));  // the narrower one stays
-   EXPECT_EQ(10u, pu_copySizeConstraint(pctxt).rootUpper);
-   Asn1SizeCnst inner = {3, 4, 0, 0};
-   EXPECT_EQ(RTERR_CONSVIO, pu_addSizeConstraint(pctxt, &inner));
-   EXPECT_EQ(0, pu_addSizeConstraint(pctxt, nullptr));
-
-   bool ext = true, isExt = true;
-   Asn1SizeCnst range;
-   EXPECT_EQ(RTERR_INVPARAM, pu_checkSizeExt(nullptr, 1, &ext, &range, &isExt));
-   EXPECT_TRUE(pu_isFixedSize(&inner) == false);
-   Asn1SizeCnst fixed = {4, 4, 0, 0};
-   EXPECT_TRUE(pu_isFixedSize(&fixed));
-   EXPECT_EQ(0u, pu_bitcnt(0));
-   EXPECT_EQ(8u, pu_bitcnt(255));
-   EXPECT_EQ(9u, pu_bitcnt(256));
-}
-
 TEST_F(PerInt, ComponentLengthAddsFragmentsWithoutMoving)
 {
    std::vector<uint8_t> wire = {0xC1};
@@ -306,35 +258,6 @@ TEST_F(PerInt, ComponentLengthAddsFragmentsWithoutMoving)
    EXPECT_EQ(16389, pd_GetComponentLength(pctxt, 8));
    decodeFrom({0xC1, 0x00});
    EXPECT_EQ(RTERR_ENDOFBUF, pd_GetComponentLength(pctxt, 8));
-}
-
-TEST_F(PerInt, AlignedWholeNumbersPadWhereX691Says)
-{
-   encodeMode(true);
-   ASSERT_EQ(0, rtxEncBit(pctxt, 1));
-   ASSERT_EQ(0, pe_ConsWholeNumber(pctxt, 5, 256));   // one octet, aligned
-   ASSERT_EQ(0, pe_ConsWholeNumber(pctxt, 3, 100));   // 7 bits, not aligned
-   ASSERT_EQ(0, pe_ConsWholeNumber(pctxt, 700, 1000));  // two octets, aligned
-   ASSERT_EQ(0, pe_ConsWholeNumber(pctxt, 70000, 100000));  // count, aligned octets
-   EXPECT_EQ("10000000" + bitsOf(5, 8) + bitsOf(3, 7) + "0" + bitsOf(700, 16) + "10" +
-                "000000" + bitsOf(70000, 24),
-             bits());
-   decodeOwnOutput(true);
-   uint32_t v;
-   uint8_t bit;
-   ASSERT_EQ(0, rtxDecBit(pctxt, &bit));
-   for (auto c : {std::pair<uint32_t, uint32_t>{5, 256}, {3, 100}, {700, 1000}, {70000, 100000}}) {
-      ASSERT_EQ(0, pd_ConsWholeNumber(pctxt, &v, c.second));
-      EXPECT_EQ(c.first, v);
-   }
-   encodeMode(true);
-   ASSERT_EQ(0, rtxEncBit(pctxt, 1));
-   ASSERT_EQ(0, pe_ConsWholeNumber64(pctxt, 0x123456789ull, 0x10000000000ull));
-   decodeOwnOutput(true);
-   uint64_t w = 0;
-   ASSERT_EQ(0, rtxDecBit(pctxt, &bit));
-   ASSERT_EQ(0, pd_ConsWholeNumber64(pctxt, &w, 0x10000000000ull));
-   EXPECT_EQ(0x123456789ull, w);
 }
 
 // Octets of the shortest two's complement form of v.

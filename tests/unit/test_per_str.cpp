@@ -63,22 +63,6 @@ TEST_F(PerStr, FixedMemoryTooSmallForBits)
    EXPECT_EQ(RTERR_STROVFLW, pd_BitString64(pctxt, &n, one, sizeof(one)));
 }
 
-TEST_F(PerStr, AlignedVariantPadsOnlyLargerFixedStrings)
-{
-   const uint8_t data[3] = {0xDE, 0xAD, 0xBE};
-   const struct { uint64_t n; bool bitString; bool padded; } cases[] = {
-      {16, true, false}, {17, true, true}, {2, false, false}, {3, false, true}};
-   for (auto& c : cases) {
-      encodeMode(true);
-      ASSERT_EQ(0, rtxEncBit(pctxt, 1));
-      ASSERT_EQ(0, pu_setSizeConstraint(pctxt, c.n, c.n, 0, 0));
-      if (c.bitString) ASSERT_EQ(0, pe_BitString(pctxt, c.n, data));
-      else ASSERT_EQ(0, pe_OctetString(pctxt, c.n, data));
-      uint64_t nbits = c.bitString ? c.n : c.n * 8;
-      EXPECT_EQ((c.padded ? 8 : 1) + nbits, bitPos()) << c.n << (c.bitString ? " bits" : " octets");
-   }
-}
-
 TEST_F(PerStr, OctetStringFragmentsAndClosingLength)
 {
    const struct { uint64_t n; std::vector<std::pair<uint64_t, uint64_t>> pieces; } cases[] = {
@@ -149,18 +133,6 @@ TEST_F(PerStr, OctetStringSkippingAndEmpty)
    ASSERT_EQ(0, pd_DynOctetString64(pctxt, &empty));
    EXPECT_EQ(0u, empty.numocts);
    EXPECT_EQ(nullptr, empty.data);
-}
-
-TEST_F(PerStr, FastCopyPointsIntoTheMessage)
-{
-   decodeFrom({0x02, 0xAB, 0xCD});
-   rtSetFastCopy(pctxt, true);
-   ASN1TDynOctStr64 v = {0, nullptr};
-   ASSERT_EQ(0, pd_DynOctetString64(pctxt, &v));
-   EXPECT_EQ(input.data() + 1, v.data);
-   decodeFrom({0x05, 0xAB});
-   rtSetFastCopy(pctxt, true);
-   EXPECT_EQ(RTERR_ENDOFBUF, pd_DynOctetString64(pctxt, &v));
 }
 
 TEST_F(PerStr, OpenTypesOfZeroAndManyOctets)

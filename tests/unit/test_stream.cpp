@@ -273,42 +273,6 @@ TEST_F(Stream, BadArgumentsGiveStatusesWithoutCrash)
    EXPECT_EQ(nullptr, ctx.pStream);
 }
 
-TEST_F(Stream, SkipMarkAndWriteRefusals)
-{
-   ASSERT_EQ(0, rtxStreamInit(&ctx));
-   EXPECT_EQ(RTERR_INVPARAM, rtxStreamSkip(&ctx, 1));  // not readable
-   ctx.pStream->flags = VXRT_STREAM_INPUT;
-   rtxErrReset(&ctx);
-   EXPECT_EQ(RTERR_NOTINIT, rtxStreamSkip(&ctx, 1));  // no skip function
-   EXPECT_FALSE(rtxStreamMarkSupported(&ctx));
-   rtxErrReset(&ctx);
-   EXPECT_EQ(RTERR_NOTSUPP, rtxStreamMark(&ctx, 10));
-   ASSERT_EQ(1u, rtxErrGetErrorCnt(&ctx));
-   VXRTErrInfo* rec = static_cast<VXRTErrInfo*>(ctx.errInfo.head->data);
-   ASSERT_EQ(1, rec->parmCount);
-   EXPECT_STREQ("stream mark/reset", rec->parms[0]);
-   uint8_t b = 0;
-   rtxErrReset(&ctx);
-   EXPECT_EQ(RTERR_NOTINIT, rtxStreamWrite(&ctx, &b, 1));
-   rtxErrReset(&ctx);
-   EXPECT_EQ(RTERR_INVPARAM, rtxStreamFlush(&ctx));
-}
-
-TEST_F(Stream, CloseForgetsTheCallersBytesWithoutTouchingThem)
-{
-   attachText("<CAM>1</CAM>");
-   std::string copy = text;
-   uint8_t b[5];
-   ASSERT_EQ(0, rtxReadBytes(&ctx, b, 5));
-   EXPECT_EQ(0, rtxStreamClose(&ctx));
-   EXPECT_EQ(nullptr, ctx.pStream);
-   EXPECT_EQ(nullptr, ctx.buffer.data);
-   EXPECT_EQ(0u, ctx.buffer.size);
-   EXPECT_EQ(0u, ctx.buffer.byteIndex);
-   EXPECT_EQ(copy, text);
-   EXPECT_EQ(0, rtxStreamClose(&ctx));
-}
-
 TEST_F(Stream, MemoryMarkResetAndPositions)
 {
    attachText("0123456789");
@@ -333,36 +297,6 @@ TEST_F(Stream, MemoryMarkResetAndPositions)
    ASSERT_EQ(0, rtxReadBytes(&ctx, b, 1));
    EXPECT_EQ('6', b[0]);
    EXPECT_GT(0, rtxStreamSkip(&ctx, 10));  // more than remains
-}
-
-TEST_F(Stream, MarkPosWithoutStreamIsTheByteIndex)
-{
-   uint8_t data[6] = {10, 11, 12, 13, 14, 15};
-   ASSERT_EQ(0, rtxInitContextBuffer(&ctx, data, 6));
-   uint8_t b;
-   ASSERT_EQ(0, rtxReadBytes(&ctx, &b, 1));
-   size_t pos = 99;
-   ASSERT_EQ(0, rtxMarkPos(&ctx, &pos));
-   EXPECT_EQ(1u, pos);
-   ASSERT_EQ(0, rtxReadBytes(&ctx, nullptr, 4));
-   ASSERT_EQ(0, rtxResetToPos(&ctx, pos));
-   ASSERT_EQ(0, rtxReadBytes(&ctx, &b, 1));
-   EXPECT_EQ(11, b);
-   EXPECT_GT(0, rtxResetToPos(&ctx, 7));
-}
-
-TEST_F(Stream, HexTextMemoryStream)
-{
-   attachText(" 0a 1B\n ff", VXRT_STREAM_INPUT | VXRT_STREAM_HEXTEXT);
-   uint8_t b[4] = {};
-   EXPECT_EQ(3, rtxStreamRead(&ctx, b, 4));
-   EXPECT_EQ(0x0a, b[0]);
-   EXPECT_EQ(0x1b, b[1]);
-   EXPECT_EQ(0xff, b[2]);
-
-   std::string bad = "0g";
-   ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, bytesOf(bad), 2, VXRT_STREAM_INPUT | VXRT_STREAM_HEXTEXT));
-   EXPECT_EQ(RTERR_INVHEXS, rtxStreamRead(&ctx, b, 1));
 }
 
 TEST_F(Stream, CaptureOfMemoryStreamHoldsTheTextOnce)
@@ -412,96 +346,7 @@ TEST_F(Stream, ContextBufferReadsEveryByteOnceIntoCapture)
    rtxMemBufFree(&cap);
 }
 
-TEST_F(Stream, InputLimitReachedIs2)
-{
-   attachChunkStream(&ctx, &src, 300);
-   readPieces(&ctx, 10, 10, got);
-   // Everything the limit allows is in the buffer already.
-   ctx.pStream->inputLimit = ctx.pStream->ioBytes + ctx.buffer.size;
-   ASSERT_EQ(0, rtxReadBytes(&ctx, nullptr, ctx.buffer.size - ctx.buffer.byteIndex));
-   uint8_t b;
-   EXPECT_EQ(RTERR_ENDOFBUF, rtxPeekByte(&ctx, &b));
-   rtxErrReset(&ctx);
-   EXPECT_EQ(RTERR_ENDOFBUF, rtxStreamLoadInputBuffer(&ctx, 1));
-}
-
-TEST_F(Stream, ContextBufferSetUpRefusals)
-{
-   attachChunkStream(&ctx, &src, 10);
-   ASSERT_EQ(0, rtxStreamInitCtxtBuf(&ctx));
-   EXPECT_EQ(RTERR_FAILED, rtxStreamInitCtxtBuf(&ctx));  // buffer already set
-   rtxErrReset(&ctx);
-   ASSERT_EQ(0, rtxStreamRemoveCtxtBuf(&ctx));
-   EXPECT_EQ(nullptr, ctx.buffer.data);
-   ctx.pStream->id = VXRT_STREAM_ID_CTXTBUF;
-   EXPECT_EQ(RTERR_NOTSUPP, rtxStreamInitCtxtBuf(&ctx));
-   EXPECT_EQ(RTERR_INVPARAM, rtxStreamLoadInputBuffer(nullptr, 1));
-   VXCTXT other;
-   ASSERT_EQ(0, rtxInitContext(&other));
-   EXPECT_EQ(RTERR_NOTINIT, rtxStreamLoadInputBuffer(&other, 1));
-   rtxFreeContext(&other);
-}
-
-TEST_F(Stream, ContextBufferMarkResetWithinTheBuffer)
-{
-   attachChunkStream(&ctx, &src, 600);
-   readPieces(&ctx, 10, 10, got);
-   ASSERT_EQ(0, rtxStreamMark(&ctx, 1000));
-   std::vector<uint8_t> first, again;
-   readPieces(&ctx, 50, 5, first);
-   ASSERT_EQ(0, rtxStreamReset(&ctx));
-   readPieces(&ctx, 50, 5, again);
-   EXPECT_EQ(first, again);
-   EXPECT_EQ(0, src.resets);  // served from the buffer
-}
-
-TEST_F(Stream, ContextBufferResetAfterShiftFallsThroughToTheStream)
-{
-   attachChunkStream(&ctx, &src, 5000);
-   readPieces(&ctx, 10, 10, got);
-   ASSERT_EQ(0, rtxStreamMark(&ctx, 4000));
-   readPieces(&ctx, 1500, 100, got);  // the buffer shifts past the mark
-   EXPECT_EQ(~(uint64_t)0, ctx.savedIndex);
-   ASSERT_EQ(0, rtxStreamReset(&ctx));
-   EXPECT_EQ(1, src.resets);
-   EXPECT_EQ(0u, ctx.buffer.byteIndex);
-   EXPECT_EQ(0u, ctx.buffer.size);
-}
-
-TEST_F(Stream, MarkPosHoldsTheBufferAcrossShifts)
-{
-   attachChunkStream(&ctx, &src, 5000);
-   readPieces(&ctx, 900, 100, got);
-   size_t pos = 0;
-   ASSERT_EQ(0, rtxMarkPos(&ctx, &pos));
-   std::vector<uint8_t> first, again;
-   readPieces(&ctx, 1500, 50, first);  // would shift the marked bytes out
-   ASSERT_EQ(0, rtxResetToPos(&ctx, pos));
-   readPieces(&ctx, 1500, 50, again);
-   EXPECT_EQ(first, again);
-   EXPECT_TRUE(std::equal(first.begin(), first.end(), src.data.begin() + 900));
-}
-
 // ---- classes ----
-
-TEST(StreamClasses, EmptyMemoryInputStreamThenReadMakesTwoRecords)
-{
-   const uint8_t none[1] = {0};
-   VXRTMemoryInputStream stream(none, 0);
-   EXPECT_FALSE(stream.isInitialized());
-   EXPECT_FALSE(stream.isOpened());
-   EXPECT_EQ(RTERR_INVPARAM, stream.getStatus());
-   VXCTXT* pctxt = stream.getCtxtPtr();
-   ASSERT_NE(nullptr, pctxt);
-   ASSERT_NE(nullptr, pctxt->pStream);  // made, but without functions
-   EXPECT_EQ(std::vector<int>{RTERR_INVPARAM}, errorStatuses(pctxt));
-
-   uint8_t b;
-   EXPECT_EQ(RTERR_INVPARAM, stream.read(&b, 1));  // the object remembers
-   EXPECT_GT(0, rtxReadBytes(pctxt, &b, 1));
-   EXPECT_EQ((std::vector<int>{RTERR_INVPARAM, RTERR_NOTINIT}), errorStatuses(pctxt));
-   EXPECT_EQ(RTERR_MULTIPLE, rtxErrGetStatus(pctxt));
-}
 
 TEST(StreamClasses, MemoryInputStreamReadsAndClosesOnDestruction)
 {

@@ -53,30 +53,6 @@ void expectExtensionListEmpty(const char* name) {
    });
 }
 
-TEST(TypeLayer, SequencesConstructWithClearedPresenceFlags) {
-   int n = 0;
-#define X(R) expectFlagsCleared<R>(#R), n++;
-   ITSGEN_FLAGGED_RECORDS(X)
-#undef X
-   EXPECT_EQ(n, 84);  // SEQUENCE types with OPTIONAL components
-}
-
-TEST(TypeLayer, ChoicesConstructWithNoAlternative) {
-   int n = 0;
-#define X(R) expectChoiceCleared<R>(#R), n++;
-   ITSGEN_CHOICE_RECORDS(X)
-#undef X
-   EXPECT_EQ(n, 24);
-}
-
-TEST(TypeLayer, ExtensibleSequencesConstructWithEmptyAdditionList) {
-   int n = 0;
-#define X(R) expectExtensionListEmpty<R>(#R), n++;
-   ITSGEN_EXTENSIBLE_SEQUENCES(X)
-#undef X
-   EXPECT_EQ(n, 55);
-}
-
 TEST(TypeLayer, OpenTypesWithRowsConstructRaw) {
    int n = 0;
 #define X(R, F)                                      \
@@ -88,14 +64,6 @@ TEST(TypeLayer, OpenTypesWithRowsConstructRaw) {
    ITSGEN_SELECTOR_RECORDS(X)
 #undef X
    EXPECT_EQ(n, 9);  // eight region-keyed types and the message frame
-}
-
-TEST(TypeLayer, ArrayMessageRecordConstructsEmpty) {
-   constructOverOnes<ASN1T_AttributeIdList>([](ASN1T_AttributeIdList& r) {
-      EXPECT_EQ(r.n, 0u);
-      EXPECT_EQ(r.elem, nullptr);
-      EXPECT_EQ(r.getCtxtPtr(), nullptr);
-   });
 }
 
 // ---- value tables -----------------------------------------------------------------
@@ -345,24 +313,6 @@ TEST_F(HeapRecord, FastCopyLeavesOpenTypeBytesToTheirOwner) {
    expectHeapEmptyAndSound();
 }
 
-TEST_F(HeapRecord, InitResetsForDecoding) {
-   ASN1T_ETSI_DSRC_Position3D pos;
-   pos.m.elevationPresent = 1;
-   pos.m.regionalPresent = 1;
-   EXPECT_EQ(asn1Init_ETSI_DSRC_Position3D(&pos, 0, pctxt), 0);
-   uint32_t word;
-   memcpy(&word, &pos.m, sizeof word);
-   EXPECT_EQ(word, 0u);
-   EXPECT_EQ(pos.regional.count, 0u);
-   // A CHOICE reset with a non-zero flag frees what it held first.
-   ASN1T_ETSI_DSRC_NodeOffsetPointXY node;
-   node.t = 2;
-   node.u.node_XY2 = make<ASN1T_ETSI_DSRC_Node_XY_22b>();
-   EXPECT_EQ(asn1Init_ETSI_DSRC_NodeOffsetPointXY(&node, 1, pctxt), 0);
-   EXPECT_EQ(node.u.node_XY2, nullptr);
-   expectHeapEmptyAndSound();
-}
-
 TEST(TypeLayer, MessageRecordFreesItsPartsOnDestruction) {
    ASN1RtContext* ctx = new ASN1RtContext();
    VXRTCtxtPtr keep(ctx);  // outlives the record, so its heap can be looked at
@@ -414,16 +364,6 @@ void checkRegionList(VexilType& ctl, const char* name, KeyOf keyOf) {
    EXPECT_EQ(list.count, 0u) << name;
 }
 
-TEST_F(HeapRecord, RegionListsFindElementsByRegion) {
-   int n = 0;
-#define X(C, E, K) \
-   checkRegionList<C, E, decltype(E::K)>(ctl, #C, [](E& e) -> decltype(E::K)& { return e.K; }), n++;
-   ITSGEN_REGION_LISTS(X)
-#undef X
-   EXPECT_EQ(n, 8);
-   expectHeapEmptyAndSound();
-}
-
 TEST_F(HeapRecord, ListClassesAppendConstructedElements) {
    int n = 0;
 #define X(C, E)                                     \
@@ -448,19 +388,6 @@ TEST_F(HeapRecord, ListClassesAppendConstructedElements) {
    expectHeapEmptyAndSound();
 }
 
-TEST(TypeLayer, ListClassWithAContextOfItsOwn) {
-   ASN1TSeqOfList list;
-   rtxDListInit(&list);
-   Vexil_ITS_PathHistory hist(list);
-   ASN1T_ITS_PathPoint* p = new_ASN1T_ITS_PathPoint(hist);
-   ASSERT_NE(p, nullptr);
-   EXPECT_EQ(p->m.pathDeltaTimePresent, 0u);
-   EXPECT_NE(hist.AppendNewElement(), nullptr);
-   EXPECT_EQ(list.count, 1u);
-   hist.freeMemory();
-   EXPECT_EQ(list.count, 0u);
-}
-
 TEST(TypeLayer, BitStringClassesWorkOnTheRecordBytes) {
    ASN1T_ITS_DrivingLaneStatus dls;
    memset(&dls, 0, sizeof dls);
@@ -483,19 +410,6 @@ TEST(TypeLayer, BitStringClassesWorkOnTheRecordBytes) {
    memset(&veh, 0, sizeof veh);
    Vexil_ETSI_DSRC_LaneAttributes_Vehicle vv(veh);
    EXPECT_EQ(vv.getExtData(), &veh.extdata);
-}
-
-TEST(TypeLayer, MessageFrameSettersStoreNumberSelectorAndRecord) {
-   ASN1T_ETSI_DSRC_MessageFrame frame;
-   ASN1T_ETSI_DSRC_SPAT spat;
-   Vexil_ETSI_DSRC_MessageFrame ctl(frame);
-   ctl.setTC_ETSI_DSRC_MessageTypes_signalPhaseAndTimingMessage(&spat);
-   EXPECT_EQ(frame.messageId, 19);
-   EXPECT_EQ(frame.value.t, 2);
-   EXPECT_EQ(frame.value.u.signalPhaseAndTimingMessage, &spat);
-   asn1SetTC_ETSI_DSRC_MessageFrame_ETSI_DSRC_MessageTypes_signalStatusMessage(&frame, nullptr);
-   EXPECT_EQ(frame.messageId, 30);
-   EXPECT_EQ(frame.value.t, 4);
 }
 
 TEST(TypeLayer, CatalogMatchesTheSchema) {
