@@ -11,6 +11,7 @@
 #define RTXTXTREAD_H
 
 #include <limits>
+#include <type_traits>
 
 #include "rtxContext.h"
 #include "rtxReadBytes.h"
@@ -50,15 +51,15 @@ VX_INLINE int rtxTxtSkipWhitespace(VXCTXT* pctxt)
    return rtxTxtSkipWhitespaceGeneral(pctxt);
 }
 
-// Scans a number in place: blanks, a sign ('-' only if `minus` may be
-// set), digits accumulated as long as no step passes `bound` (or
+// Scans a number in place from `from`: blanks, a sign ('-' only if `minus`
+// may be set), digits accumulated as long as no step passes `bound` (or
 // `negBound` after '-'), and a byte that ends them, all in the buffer.
 // Returns the index of that byte, or 0 when the scan does not succeed so.
 template <class U>
-VX_INLINE uint64_t rtxTextScanNumber(const VXRTBuffer& buf, bool signedText, U bound,
+VX_INLINE uint64_t rtxTextScanNumber(const VXRTBuffer& buf, uint64_t from, bool signedText, U bound,
                                      U negBound, U* pmagnitude, bool* pminus)
 {
-   uint64_t i = rtxTextSkipBlanks(buf, buf.byteIndex);
+   uint64_t i = rtxTextSkipBlanks(buf, from);
    if (i >= buf.size) return 0;
    bool minus = signedText && buf.data[i] == '-';
    if (minus || buf.data[i] == '+') {
@@ -90,6 +91,38 @@ VX_INLINE uint64_t rtxTextScanNumber(const VXRTBuffer& buf, bool signedText, U b
    return i;
 }
 
+// A number of a field of type T scanned in place from `from`, as its
+// reader takes it: a signed field through a 32-bit magnitude, an unsigned
+// one through its own width (32 bits at least), then the field's range.
+// Returns the index of the byte behind the number, or 0 when the in-place
+// scan does not succeed (the general reader decides then).
+template <class T>
+VX_INLINE uint64_t rtxTextNumberFrom(const VXRTBuffer& buf, uint64_t from, T* pvalue)
+{
+   if constexpr (std::numeric_limits<T>::is_signed) {
+      static_assert(sizeof(T) <= 4, "signed fields are read through 32 bits");
+      uint32_t magnitude;
+      bool minus;
+      uint64_t end = rtxTextScanNumber<uint32_t>(buf, from, true, 0x7FFFFFFFu, 0x80000000u,
+                                                 &magnitude, &minus);
+      if (end == 0) return 0;
+      int64_t value = minus ? -(int64_t)magnitude : (int64_t)magnitude;
+      if (value < (int64_t)std::numeric_limits<T>::min() ||
+          value > (int64_t)std::numeric_limits<T>::max())
+         return 0;
+      *pvalue = (T)value;
+      return end;
+   } else {
+      using U = typename std::conditional<(sizeof(T) > 4), uint64_t, uint32_t>::type;
+      U magnitude;
+      bool minus;
+      uint64_t end = rtxTextScanNumber<U>(buf, from, false, (U)~(U)0, (U)~(U)0, &magnitude, &minus);
+      if (end == 0 || magnitude > (U)std::numeric_limits<T>::max()) return 0;
+      *pvalue = (T)magnitude;
+      return end;
+   }
+}
+
 // The byte-wise readers read the first byte twice (the skip puts it back)
 // and the byte after the digits once.
 VX_INLINE void rtxTextCommitNumber(VXCTXT* pctxt, VXRTSTREAM* pMemStream, uint64_t end)
@@ -98,42 +131,16 @@ VX_INLINE void rtxTextCommitNumber(VXCTXT* pctxt, VXRTSTREAM* pMemStream, uint64
                  pctxt->buffer.data[end]);
 }
 
-// The number readers with the test of rtxTextInPlace made by the caller:
+// A number reader with the test of rtxTextInPlace made by the caller:
 // `inPlace` is its result and pMemStream the stream it gave.
 template <class T>
-VX_INLINE int rtxTxtReadSignedAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* pMemStream, T* pvalue,
+VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* pMemStream, T* pvalue,
                                  int (*general)(VXCTXT*, T*))
 {
    if (VX_LIKELY(inPlace)) {
-      uint32_t magnitude;
-      bool minus;
-      uint64_t end = rtxTextScanNumber<uint32_t>(pctxt->buffer, true, 0x7FFFFFFFu, 0x80000000u,
-                                                 &magnitude, &minus);
+      uint64_t end = rtxTextNumberFrom(pctxt->buffer, pctxt->buffer.byteIndex, pvalue);
       if (end != 0) {
-         int64_t value = minus ? -(int64_t)magnitude : (int64_t)magnitude;
-         if (value >= (int64_t)std::numeric_limits<T>::min() &&
-             value <= (int64_t)std::numeric_limits<T>::max()) {
-            rtxTextCommitNumber(pctxt, pMemStream, end);
-            *pvalue = (T)value;
-            return 0;
-         }
-      }
-   }
-   return general(pctxt, pvalue);
-}
-
-template <class T, class U>
-VX_INLINE int rtxTxtReadUnsignedAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* pMemStream, T* pvalue,
-                                   int (*general)(VXCTXT*, T*))
-{
-   if (VX_LIKELY(inPlace)) {
-      U magnitude;
-      bool minus;
-      uint64_t end = rtxTextScanNumber<U>(pctxt->buffer, false, (U)~(U)0, (U)~(U)0, &magnitude,
-                                          &minus);
-      if (end != 0 && magnitude <= (U)std::numeric_limits<T>::max()) {
          rtxTextCommitNumber(pctxt, pMemStream, end);
-         *pvalue = (T)magnitude;
          return 0;
       }
    }
@@ -145,35 +152,31 @@ VX_INLINE int rtxTxtReadUnsignedAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* pMem
 // reader otherwise. The one table of widths for every number reader.
 VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, int32_t* pvalue)
 {
-   return rtxTxtReadSignedAt<int32_t>(pctxt, inPlace, m, pvalue, rtxTxtReadInt32General);
+   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadInt32General);
 }
 VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, int16_t* pvalue)
 {
-   return rtxTxtReadSignedAt<int16_t>(pctxt, inPlace, m, pvalue, rtxTxtReadInt16General);
+   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadInt16General);
 }
 VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, int8_t* pvalue)
 {
-   return rtxTxtReadSignedAt<int8_t>(pctxt, inPlace, m, pvalue, rtxTxtReadInt8General);
+   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadInt8General);
 }
 VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint64_t* pvalue)
 {
-   return rtxTxtReadUnsignedAt<uint64_t, uint64_t>(pctxt, inPlace, m, pvalue,
-                                                   rtxTxtReadUInt64General);
+   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadUInt64General);
 }
 VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint32_t* pvalue)
 {
-   return rtxTxtReadUnsignedAt<uint32_t, uint32_t>(pctxt, inPlace, m, pvalue,
-                                                   rtxTxtReadUInt32General);
+   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadUInt32General);
 }
 VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint16_t* pvalue)
 {
-   return rtxTxtReadUnsignedAt<uint16_t, uint32_t>(pctxt, inPlace, m, pvalue,
-                                                   rtxTxtReadUInt16General);
+   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadUInt16General);
 }
 VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint8_t* pvalue)
 {
-   return rtxTxtReadUnsignedAt<uint8_t, uint32_t>(pctxt, inPlace, m, pvalue,
-                                                  rtxTxtReadUInt8General);
+   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadUInt8General);
 }
 
 // The same with the test made here.

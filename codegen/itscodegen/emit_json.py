@@ -337,12 +337,13 @@ def key_text(name):
 
 
 def enc_sequence(w, t, v):
+    w("const JsonGenOut out = jsonGenOutput(pctxt);")
     # A required first member is written with the brace in one step.
     open_with_key = bool(t.comps) and not t.comps[0].optional
     if open_with_key:
         w("int stat;")
     else:
-        w("int stat = jsonGenOpen(pctxt, '{');")
+        w("int stat = jsonGenOpen(pctxt, out, '{');")
         fail_pass(w)
     # Whether a member was written before: "no", "yes", or "flag" (known
     # only at run time, kept in `written`).
@@ -367,9 +368,9 @@ def enc_sequence(w, t, v):
             # Key and number in one step when there is room, else one by one.
             b = c.type.base
             test = range_test(b, lv)
-            one = "jsonGen%sKeyNumber(pctxt, %s, %s)" % (lead, key, lv)
+            one = "jsonGen%sKeyNumber(pctxt, out, %s, %s)" % (lead, key, lv)
             with w.block("if (%s)" % ("(%s) || !%s" % (test, one) if test else "!" + one)):
-                w("stat = jsonGen%sKey(pctxt, %s);" % (lead, key))
+                w("stat = jsonGen%sKey(pctxt, out, %s);" % (lead, key))
                 fail_pass(w)
                 if test:
                     w("stat = (%s) ? RTERR_CONSVIO : %s;" % (test, put_integer(b, lv)))
@@ -377,11 +378,11 @@ def enc_sequence(w, t, v):
                     w("stat = %s;" % put_integer(b, lv))
                 fail_log(w)
         elif state == "yes":
-            w("stat = jsonGenNextKey(pctxt, %s);" % key)
+            w("stat = jsonGenNextKey(pctxt, out, %s);" % key)
         elif state == "flag":
-            w("stat = written ? jsonGenNextKey(pctxt, %s) : jsonGenPut(pctxt, %s);" % (key, key))
+            w("stat = written ? jsonGenNextKey(pctxt, out, %s) : jsonGenPut(pctxt, %s);" % (key, key))
         elif open_with_key:
-            w("stat = jsonGenOpenKey(pctxt, %s);" % key)
+            w("stat = jsonGenOpenKey(pctxt, out, %s);" % key)
         else:
             w("stat = jsonGenPut(pctxt, %s);" % key)
         if not lead:
@@ -409,15 +410,15 @@ def enc_sequence(w, t, v):
         # Unknown additions after the members, on one line of their own.
         with w.block("if (rtxDListFindFirstData(&%s.extElem1) != 0)" % v):
             if state == "yes":
-                w("stat = jsonGenNext(pctxt);")
+                w("stat = jsonGenNext(pctxt, out);")
             elif state == "flag":
-                w("stat = written ? jsonGenNext(pctxt) : rtJsonEncIndent(pctxt);")
+                w("stat = written ? jsonGenNext(pctxt, out) : rtJsonEncIndent(pctxt);")
             else:
                 w("stat = rtJsonEncIndent(pctxt);")
             fail_pass(w)
             w("stat = rtJsonAsn1EncOpenTypeExt(pctxt, &%s.extElem1, false);" % v)
             fail_pass(w)
-    w("return jsonGenClose(pctxt, '}');")
+    w("return jsonGenClose(pctxt, out, '}');")
 
 
 def name_switch(w, text, out, names):
@@ -498,6 +499,34 @@ def dec_member_value(w, c, lv, call):
             w("if (stat == 0) %s = number;" % lv)
 
 
+def read_ahead(c):
+    """Whether a member expected next is first tried in one step: key,
+    number and what follows."""
+    return read_inline(c)
+
+
+def number_ahead(w, c, i, lv, v):
+    """The member i expected next, a number, read in one step when the text
+    allows (see jsonGenNumberAhead) and the number is in range; `fast` is
+    then what follows it. Anything else goes the steps one by one."""
+    b = c.type.base
+    ct = int_field(b)
+    with w.block("if (!seen[%d])" % i):
+        w("%s number = 0;" % ct)
+        w("uint64_t reads = 0;")
+        w("uint64_t end = jsonGenNumberAhead(pctxt, at, %s, '}', %s, &number, &reads);"
+          % (key_text(c.name), "true" if c.optional else "false"))
+        test = range_test(b, "number")
+        with w.block("if (end != 0%s)" % (" && !(%s)" % test if test else "")):
+            w("%s = number;" % lv)
+            if c.optional:
+                w("%s.m.%sPresent = 1;" % (v, c.cid))
+            w("seen[%d] = 1;" % i)
+            w("expect = %d;" % (i + 1))
+            w("fast = jsonGenAheadCommit(pctxt, in, end, reads);")
+            w("break;")
+
+
 def dec_sequence(w, t, v):
     n = len(t.comps)
     w("const JsonGenIn in = jsonGenInput(pctxt);")
@@ -520,13 +549,24 @@ def dec_sequence(w, t, v):
             # The expected key, with its quotes and colon, compared in place
             # first; any other key is read and looked up.
             w("uint64_t at = jsonGenKeyStart(pctxt, in);")
+            ahead = any(read_ahead(c) for c in t.comps)
+            if ahead:
+                w("int fast = -1;")
             with w.block("switch (expect)"):
                 for i, c in enumerate(t.comps):
                     w("case %d:" % i)
-                    w("   if (jsonGenKeyIs(pctxt, in, at, %s)) index = %d;" % (key_text(c.name), i))
-                    w("   break;")
+                    w.indent()
+                    if read_ahead(c):
+                        number_ahead(w, c, i, "%s.%s" % (v, c.cid), v)
+                    w("if (jsonGenKeyIs(pctxt, in, at, %s)) index = %d;" % (key_text(c.name), i))
+                    w("break;")
+                    w.dedent()
                 w("default:")
                 w("   break;")
+            if ahead:
+                # The member was read ahead with the comma or brace behind it.
+                w("if (fast == 0) break;")
+                w("if (fast > 0) continue;")
             with w.block("if (index < 0)"):
                 w("stat = jsonGenReadKeyIn(pctxt, in, &key);")
                 fail_pass(w)
@@ -636,13 +676,14 @@ def enc_open(w, t, v):
 # -- CHOICE ---------------------------------------------------------------------------
 
 def enc_choice(w, t, v):
+    w("const JsonGenOut out = jsonGenOutput(pctxt);")
     n = len(t.comps)
     w("int stat;")
     with w.block("switch (%s.t)" % v):
         for i, c in enumerate(t.comps):
             w("case %d:" % (i + 1))
             w.indent()
-            w("stat = jsonGenOpenKey(pctxt, %s);" % key_text(c.name))
+            w("stat = jsonGenOpenKey(pctxt, out, %s);" % key_text(c.name))
             fail_pass(w)
             if c.type.base.kind == "NULL":
                 w("stat = rtJsonEncStringNull(pctxt);")
@@ -654,7 +695,7 @@ def enc_choice(w, t, v):
             w.dedent()
         w("default:")
         w.indent()
-        w("stat = jsonGenOpen(pctxt, '{');")
+        w("stat = jsonGenOpen(pctxt, out, '{');")
         fail_pass(w)
         if t.ext:
             # An alternative this schema does not know, as it was received.
@@ -664,7 +705,7 @@ def enc_choice(w, t, v):
         w("return VX_LOG_ERR(pctxt, RTERR_INVOPT);")
         w.dedent()
     fail_pass(w)
-    w("return jsonGenClose(pctxt, '}');")
+    w("return jsonGenClose(pctxt, out, '}');")
 
 
 def dec_choice(w, t, v):
@@ -713,9 +754,10 @@ def dec_choice(w, t, v):
 # -- SEQUENCE OF ------------------------------------------------------------------------
 
 def enc_seqof(w, t, v):
+    w("const JsonGenOut out = jsonGenOutput(pctxt);")
     site = elem_site(t)
     et = layout.field_ctype(t.elem)
-    w("int stat = jsonGenOpen(pctxt, '[');")
+    w("int stat = jsonGenOpen(pctxt, out, '[');")
     fail_pass(w)
     if t.form == "list":
         w("uint64_t i = 0;")
@@ -732,13 +774,13 @@ def enc_seqof(w, t, v):
         elem = "%s.elem[i]" % v
     w.indent()
     with w.block("if (i != 0)"):
-        w("stat = jsonGenNext(pctxt);")
+        w("stat = jsonGenNext(pctxt, out);")
         fail_pass(w)
     w("stat = %s;" % enc_call(site, elem))
     fail_pass(w)
     w.dedent()
     w("}")
-    w("return jsonGenClose(pctxt, ']');")
+    w("return jsonGenClose(pctxt, out, ']');")
 
 
 def dec_seqof(w, t, v):
@@ -978,28 +1020,53 @@ VX_INLINE uint8_t* jsonGenRoom(VXCTXT* pctxt, size_t n)
    return buf.data + buf.byteIndex;
 }
 
-// Room for a line break of `indent` blanks and `extra` bytes around it.
-// A growing buffer of the writer's own must hold 16 bytes more: its blanks
-// are stored 16 at a time and may run past the text (not into it).
-VX_INLINE uint8_t* jsonGenBreakRoom(VXCTXT* pctxt, size_t indent, size_t extra)
+// What the writers of breaks need to know of the context, found once per
+// encoder: whether breaks may be written in place at all (indentation on,
+// no indentation state, no stream, whole bytes) and, if so, the room kept
+// beyond the text: a growing buffer of the writer's own must hold 16 bytes
+// more, as its blanks are stored 16 at a time and may run past the text
+// (not into it). Writing changes none of this; `pad` is huge when writing
+// in place is off, so that no room test passes.
+struct JsonGenOut {
+   size_t pad;
+};
+
+VX_INLINE JsonGenOut jsonGenOutput(const VXCTXT* pctxt)
 {
-   if (pctxt->state != 0 || (pctxt->flags & VXCTXT_FLAG_NOINDENT) != 0) return 0;
-   return jsonGenRoom(pctxt, indent + extra + (pctxt->buffer.dynamic ? 16 : 0));
+   JsonGenOut out;
+   const VXRTBuffer& buf = pctxt->buffer;
+   bool inPlace = pctxt->state == 0 && (pctxt->flags & VXCTXT_FLAG_NOINDENT) == 0 &&
+                  pctxt->pStream == 0 && buf.bitOffset == 8;
+   out.pad = inPlace ? (buf.dynamic ? 16 : 0) : SIZE_MAX / 4;
+   return out;
+}
+
+// Room for a line break of `indent` blanks and `extra` bytes around it.
+VX_INLINE uint8_t* jsonGenBreakRoom(VXCTXT* pctxt, const JsonGenOut& out, size_t indent,
+                                    size_t extra)
+{
+   VXRTBuffer& buf = pctxt->buffer;
+   if (buf.byteIndex + indent + extra + out.pad > buf.size) return 0;
+   return buf.data + buf.byteIndex;
 }
 
 // A line break and `indent` blanks at p; returns the end.
-VX_INLINE uint8_t* jsonGenBreak(VXCTXT* pctxt, uint8_t* p, size_t indent)
+VX_INLINE uint8_t* jsonGenBreak(const JsonGenOut& out, uint8_t* p, size_t indent)
 {
    *p++ = '\n';
 #if defined(__SSE2__)
-   if (pctxt->buffer.dynamic) {
+   if (out.pad != 0) {
       const __m128i blanks = _mm_set1_epi8(' ');
-      for (size_t k = 0; k < indent; k += 16)
+      // The empty asm hides the loop's pattern from the optimiser, which
+      // would otherwise call memset (and save registers around the call)
+      // for what is mostly one or two stores.
+      for (size_t k = 0; k < indent; k += 16) {
          _mm_storeu_si128(reinterpret_cast<__m128i*>(p + k), blanks);
+         __asm__("" : "+r"(k));
+      }
       return p + indent;
    }
 #endif
-   (void)pctxt;
    for (; indent > 0; indent--) *p++ = ' ';
    return p;
 }
@@ -1096,13 +1163,13 @@ VX_INLINE int jsonGenPutName(VXCTXT* pctxt, const char* name, size_t n)
 }
 
 // `{` or `[`, one level deeper, and the break before the first member.
-VX_INLINE int jsonGenOpen(VXCTXT* pctxt, char bracket)
+VX_INLINE int jsonGenOpen(VXCTXT* pctxt, const JsonGenOut& out, char bracket)
 {
    size_t indent = (size_t)pctxt->indent + VXRT_INDENT_SPACES;
    uint8_t* p;
-   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, indent, 3)) != 0)) {
+   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, out, indent, 3)) != 0)) {
       *p++ = (uint8_t)bracket;
-      p = jsonGenBreak(pctxt, p, indent);
+      p = jsonGenBreak(out, p, indent);
       *p = 0;
       pctxt->buffer.byteIndex += indent + 2;
       pctxt->lastChar = (uint8_t)bracket;
@@ -1116,13 +1183,13 @@ VX_INLINE int jsonGenOpen(VXCTXT* pctxt, char bracket)
 }
 
 // One level up, the break, and `}` or `]`.
-VX_INLINE int jsonGenClose(VXCTXT* pctxt, char bracket)
+VX_INLINE int jsonGenClose(VXCTXT* pctxt, const JsonGenOut& out, char bracket)
 {
    rtxIndentDecr(pctxt);
    size_t indent = pctxt->indent;
    uint8_t* p;
-   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, indent, 3)) != 0)) {
-      p = jsonGenBreak(pctxt, p, indent);
+   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, out, indent, 3)) != 0)) {
+      p = jsonGenBreak(out, p, indent);
       *p++ = (uint8_t)bracket;
       *p = 0;
       pctxt->buffer.byteIndex += indent + 2;
@@ -1135,13 +1202,13 @@ VX_INLINE int jsonGenClose(VXCTXT* pctxt, char bracket)
 }
 
 // The comma that ends a member's line, and the break.
-VX_INLINE int jsonGenNext(VXCTXT* pctxt)
+VX_INLINE int jsonGenNext(VXCTXT* pctxt, const JsonGenOut& out)
 {
    size_t indent = pctxt->indent;
    uint8_t* p;
-   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, indent, 3)) != 0)) {
+   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, out, indent, 3)) != 0)) {
       *p++ = ',';
-      p = jsonGenBreak(pctxt, p, indent);
+      p = jsonGenBreak(out, p, indent);
       *p = 0;
       pctxt->buffer.byteIndex += indent + 2;
       pctxt->lastChar = ',';
@@ -1154,33 +1221,33 @@ VX_INLINE int jsonGenNext(VXCTXT* pctxt)
 
 // The comma that ends a member's line, the break and the next member's key
 // in one step; otherwise the two steps one after the other.
-VX_INLINE int jsonGenNextKey(VXCTXT* pctxt, const char* key, size_t n)
+VX_INLINE int jsonGenNextKey(VXCTXT* pctxt, const JsonGenOut& out, const char* key, size_t n)
 {
    size_t indent = pctxt->indent;
    uint8_t* p;
-   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, indent, 3 + n)) != 0)) {
+   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, out, indent, 3 + n)) != 0)) {
       *p++ = ',';
-      p = jsonGenBreak(pctxt, p, indent);
+      p = jsonGenBreak(out, p, indent);
       memcpy(p, key, n);
       p[n] = 0;
       pctxt->buffer.byteIndex += indent + 2 + n;
       pctxt->lastChar = (uint8_t)key[n - 1];
       return 0;
    }
-   int stat = jsonGenNext(pctxt);
+   int stat = jsonGenNext(pctxt, out);
    if (stat != 0) return stat;
    return jsonGenPut(pctxt, key, n);
 }
 
 // `{`, one level deeper, the break and the first member's key in one step;
 // otherwise the two steps one after the other.
-VX_INLINE int jsonGenOpenKey(VXCTXT* pctxt, const char* key, size_t n)
+VX_INLINE int jsonGenOpenKey(VXCTXT* pctxt, const JsonGenOut& out, const char* key, size_t n)
 {
    size_t indent = (size_t)pctxt->indent + VXRT_INDENT_SPACES;
    uint8_t* p;
-   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, indent, 3 + n)) != 0)) {
+   if (VX_LIKELY((p = jsonGenBreakRoom(pctxt, out, indent, 3 + n)) != 0)) {
       *p++ = '{';
-      p = jsonGenBreak(pctxt, p, indent);
+      p = jsonGenBreak(out, p, indent);
       memcpy(p, key, n);
       p[n] = 0;
       pctxt->buffer.byteIndex += indent + 2 + n;
@@ -1188,7 +1255,7 @@ VX_INLINE int jsonGenOpenKey(VXCTXT* pctxt, const char* key, size_t n)
       pctxt->indent = (uint16_t)indent;
       return 0;
    }
-   int stat = jsonGenOpen(pctxt, '{');
+   int stat = jsonGenOpen(pctxt, out, '{');
    if (stat != 0) return stat;
    return jsonGenPut(pctxt, key, n);
 }
@@ -1199,17 +1266,17 @@ VX_INLINE int jsonGenOpenKey(VXCTXT* pctxt, const char* key, size_t n)
 // for all of it; false, nothing written, otherwise. The text, last byte and
 // NUL are those of jsonGenNextKey or jsonGenOpenKey and the number writer.
 template <class T>
-VX_INLINE bool jsonGenKeyNumber(VXCTXT* pctxt, char lead, size_t indent, const char* key,
-                                size_t n, T value)
+VX_INLINE bool jsonGenKeyNumber(VXCTXT* pctxt, const JsonGenOut& out, char lead, size_t indent,
+                                const char* key, size_t n, T value)
 {
    bool minus = std::is_signed<T>::value && value < 0;
    uint64_t magnitude = minus ? 0u - (uint64_t)(int64_t)value : (uint64_t)value;
    size_t digits = jsonGenDigitCount(magnitude);
    size_t len = digits + (minus ? 1 : 0);
-   uint8_t* p = jsonGenBreakRoom(pctxt, indent, 3 + n + len);
+   uint8_t* p = jsonGenBreakRoom(pctxt, out, indent, 3 + n + len);
    if (p == 0) return false;
    *p++ = (uint8_t)lead;
-   p = jsonGenBreak(pctxt, p, indent);
+   p = jsonGenBreak(out, p, indent);
    memcpy(p, key, n);
    p += n;
    if (minus) *p++ = '-';
@@ -1221,16 +1288,18 @@ VX_INLINE bool jsonGenKeyNumber(VXCTXT* pctxt, char lead, size_t indent, const c
 }
 
 template <class T>
-VX_INLINE bool jsonGenNextKeyNumber(VXCTXT* pctxt, const char* key, size_t n, T value)
+VX_INLINE bool jsonGenNextKeyNumber(VXCTXT* pctxt, const JsonGenOut& out, const char* key,
+                                     size_t n, T value)
 {
-   return jsonGenKeyNumber(pctxt, ',', pctxt->indent, key, n, value);
+   return jsonGenKeyNumber(pctxt, out, ',', pctxt->indent, key, n, value);
 }
 
 template <class T>
-VX_INLINE bool jsonGenOpenKeyNumber(VXCTXT* pctxt, const char* key, size_t n, T value)
+VX_INLINE bool jsonGenOpenKeyNumber(VXCTXT* pctxt, const JsonGenOut& out, const char* key,
+                                     size_t n, T value)
 {
    size_t indent = (size_t)pctxt->indent + VXRT_INDENT_SPACES;
-   if (!jsonGenKeyNumber(pctxt, '{', indent, key, n, value)) return false;
+   if (!jsonGenKeyNumber(pctxt, out, '{', indent, key, n, value)) return false;
    pctxt->indent = (uint16_t)indent;
    return true;
 }
@@ -1522,6 +1591,39 @@ VX_INLINE bool jsonGenKeyIs(VXCTXT* pctxt, const JsonGenIn& in, uint64_t at, con
    if (at > buf.size || n > buf.size - at || memcmp(buf.data + at, lit, n) != 0) return false;
    rtxTextCommit(pctxt, in.mem, at + n, at + n - buf.byteIndex, (uint8_t)':');
    return true;
+}
+
+// A member that is a number, read ahead in place in one step: at `at`
+// (from jsonGenKeyStart) the key `lit` of n bytes, with its quotes and
+// colon, then the number as its field's reader takes it, then white space
+// and a comma or `close`. Returns the index of that comma or `close`, or 0
+// when the text is not so (nothing is read; the steps one by one follow).
+// *reads is what those steps count as read: the key match, the number
+// reader and jsonGenNextIn add up to the bytes passed and four more; the
+// peek for `null` before an optional member's value (`peeked`), which
+// passes the blanks before the value for the number reader, adds one.
+template <class T>
+VX_INLINE uint64_t jsonGenNumberAhead(const VXCTXT* pctxt, uint64_t at, const char* lit, size_t n,
+                                      char close, bool peeked, T* pvalue, uint64_t* reads)
+{
+   const VXRTBuffer& buf = pctxt->buffer;
+   if (at > buf.size || n > buf.size - at || memcmp(buf.data + at, lit, n) != 0) return 0;
+   uint64_t from = at + n;
+   uint64_t end = rtxTextNumberFrom(buf, from, pvalue);
+   if (end == 0) return 0;
+   uint64_t k = rtxTextSkipBlanks(buf, end);
+   if (k >= buf.size || (buf.data[k] != ',' && buf.data[k] != (uint8_t)close)) return 0;
+   *reads = k + (peeked ? 5 : 4) - buf.byteIndex;
+   return k;
+}
+
+// Takes what jsonGenNumberAhead found: the cursor behind the comma or
+// `close` at k, which is the last byte read; 1 for a comma, 0 for `close`.
+VX_INLINE int jsonGenAheadCommit(VXCTXT* pctxt, const JsonGenIn& in, uint64_t k, uint64_t reads)
+{
+   uint8_t c = pctxt->buffer.data[k];
+   rtxTextCommit(pctxt, in.mem, k + 1, reads, c);
+   return c == ',' ? 1 : 0;
 }
 
 VX_INLINE int jsonGenReadKeyIn(VXCTXT* pctxt, const JsonGenIn& in, JsonGenText* key)

@@ -17,7 +17,9 @@
 #include "VXJSONBuffers.h"
 #include "rtxDList.h"
 #include "rtxError.h"
+#include "rtxMemBuf.h"
 #include "rtxMemory.h"
+#include "rtxStream.h"
 
 namespace {
 
@@ -187,6 +189,68 @@ TEST(JsonCodecs, CamTextReadsAndIsWrittenBackIdentically) {
    Vexil_CAM writer(out, cam);
    ASSERT_EQ(0, writer.Encode());
    EXPECT_EQ(std::string(kCam), std::string((const char*)out.getMsgPtr(), out.getMsgLen()));
+}
+
+// A generated decoder reads members in place, a number member with what
+// follows it in one step when it can; a capture buffer keeps the other
+// context byte by byte. Both must end alike: status, record (written back),
+// cursor, last byte, the memory stream's counts and the errors, for texts
+// read fast, partly fast and not at all fast.
+TEST(JsonCodecs, CamReadInPlaceLeavesWhatByteWiseReadingLeaves) {
+   const std::string cam = kCam;
+   auto replaced = [&](const std::string& from, const std::string& to) {
+      std::string t = cam;
+      size_t at = t.find(from);
+      EXPECT_NE(std::string::npos, at) << from;
+      return at == std::string::npos ? t : t.replace(at, from.size(), to);
+   };
+   const std::string texts[] = {
+      cam,
+      replaced("\"stationID\":1234\n", "\"stationID\" : 1234 \t\n"),  // blanks everywhere
+      replaced("\"messageID\":2,\n      \"stationID\":1234",
+               "\"stationID\":1234,\"messageID\":2"),                  // out of order
+      replaced("\"stationID\":1234", "\"stationID\":4294967296"),        // past the field
+      replaced("\"headingValue\":3601", "\"headingValue\":3602"),        // out of range
+      replaced("\"lanePosition\":-1", "\"lanePosition\":null"),          // absent optional
+      replaced("\"lanePosition\":-1", "\"lanePosition\": \t-1 "),       // optional, blanks
+      replaced("\"vehicleWidth\":62", "\"vehicleWidth\":\n62"),
+      replaced("\"lanePosition\":-1", "\"lanePosition\":-1,\"lanePosition\":0"),
+      replaced("\"vehicleWidth\":62,", "\"vehicleWidth\":62 x"),
+      replaced("\"speedValue\":1500", "\"speedValue\":+1500"),
+      cam.substr(0, cam.find("\"stationID\":1234") + 15),                  // ends in a number
+   };
+   for (const std::string& text : texts) {
+      VXCTXT a, b;
+      ASSERT_EQ(0, rtInitContext(&a));
+      ASSERT_EQ(0, rtInitContext(&b));
+      VXRTMEMBUF cap;
+      rtxMemBufInit(&b, &cap, 0);
+      for (VXCTXT* p : {&a, &b}) {
+         ASSERT_EQ(0, rtxStreamMemoryAttach(p, (const uint8_t*)text.data(), text.size(),
+                                            VXRT_STREAM_INPUT));
+         ASSERT_EQ(0, rtxStreamMark(p, 1 << 16));
+      }
+      ASSERT_EQ(0, rtxStreamSetCapture(&b, &cap));
+      ASN1T_CAM ra, rb;
+      int sa = asn1JsonDec_CAM(&a, &ra), sb = asn1JsonDec_CAM(&b, &rb);
+      EXPECT_EQ(sb, sa) << text;
+      if (sa == 0 && sb == 0) {
+         std::string ta, tb;
+         EXPECT_EQ(0, writeJson(asn1JsonEnc_CAM, ra, &ta));
+         EXPECT_EQ(0, writeJson(asn1JsonEnc_CAM, rb, &tb));
+         EXPECT_EQ(tb, ta);
+      }
+      EXPECT_EQ(b.buffer.byteIndex, a.buffer.byteIndex) << text;
+      EXPECT_EQ(b.lastChar, a.lastChar) << text;
+      EXPECT_EQ(b.pStream->bytesProcessed, a.pStream->bytesProcessed) << text;
+      EXPECT_EQ(b.pStream->ioBytes, a.pStream->ioBytes) << text;
+      EXPECT_EQ(b.pStream->readAheadCount, a.pStream->readAheadCount) << text;
+      EXPECT_EQ(rtxErrGetErrorCnt(&b), rtxErrGetErrorCnt(&a)) << text;
+      EXPECT_EQ(rtxErrGetLastError(&b), rtxErrGetLastError(&a)) << text;
+      rtxMemBufFree(&cap);
+      rtFreeContext(&a);
+      rtFreeContext(&b);
+   }
 }
 
 // In a caller's buffer that can not grow, every step writes in place when
