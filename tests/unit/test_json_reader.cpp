@@ -263,6 +263,8 @@ TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
       // Indentation longer than sixteen bytes, plain and with other white space in it.
       "\n                                  \"k\":1", "\n                 \t          \r\n   ,",
       "\r\n                                   }", "                                ",
+      "\n                    \t                       \"lane\":3,",
+      "\n                                        7 ",
       "\n   \"lane\":1", "\"lane\":", "\"lanes\":1", "\"lane\"", "\"lan",
       "abc\"", "0A1b2c3d\"", "0a1b2c", "12345", "aBcD\" ", "ab\"",
    };
