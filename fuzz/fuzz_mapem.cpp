@@ -1,5 +1,5 @@
 // Fuzz target of the MAPEM: UPER decoder and both JSON exports.
-#include "MAPEM-PDU-Descriptions.h"
+#include "MAPEM-PDU-DescriptionsJson.h"
 #include "fuzz_message.h"
 
 FUZZ_MESSAGE_TARGET(MAPEM)

@@ -4,9 +4,12 @@
 //      must stay consistent and a decoded message must encode again (or
 //      fail with the status of a value outside the root);
 //   1: UPER bytes into etsi_<MSG>_to_json;
-//   2: JSON text into etsi_<MSG>_from_json.
+//   2: JSON text into etsi_<MSG>_from_json, and into asn1JsonDec_<MSG>
+//      twice, in place and byte by byte.
 // The exports must give 0 with their output set and no report, or a
-// failure status with a report and no output.
+// failure status with a report and no output. The readers take text in
+// place only when they can leave what reading byte by byte leaves; the
+// second reading of path 2 checks that they do.
 #ifndef FUZZ_MESSAGE_H
 #define FUZZ_MESSAGE_H
 
@@ -17,10 +20,13 @@
 
 #include <string>
 
+#include "VXJSONBuffers.h"
 #include "asn1PerCppTypes.h"
 #include "itscodec.h"
 #include "rtxErrCodes.h"
+#include "rtxMemBuf.h"
 #include "rtxMemory.h"
+#include "rtxStream.h"
 
 // etsi_delete_array releases new[] arrays with a scalar delete by design;
 // the sanitizer's pairing check would stop every run at the first output.
@@ -84,23 +90,79 @@ inline void fuzzFromJson(FromJsonFn fromJson, const uint8_t* data, size_t size)
    etsi_delete_array(errorText);
 }
 
+// The text read by the message's JSON decoder through a memory stream on
+// two contexts, the second with a capture buffer, which keeps it off every
+// in-place path. Status, cursor, last byte, the stream's counts, the error
+// count and, after success, the records written back as JSON must agree.
+template <typename Rec>
+void fuzzInPlaceReading(int (*dec)(VXCTXT*, Rec*), int (*enc)(VXCTXT*, const Rec*),
+                        const std::string& text)
+{
+   if (text.empty()) return;  // a memory stream needs bytes
+   VXCTXT ctx[2];
+   VXRTMEMBUF cap;
+   for (VXCTXT& c : ctx) {
+      if (rtInitContext(&c) != 0) abort();
+      if (rtxStreamMemoryAttach(&c, (const uint8_t*)text.data(), text.size(), VXRT_STREAM_INPUT) != 0 ||
+          rtxStreamMark(&c, text.size() + 1) != 0)
+         abort();
+   }
+   rtxMemBufInit(&ctx[1], &cap, 0);
+   if (rtxStreamSetCapture(&ctx[1], &cap) != 0) abort();
+   {
+      Rec rec[2];
+      int stat[2];
+      for (int k = 0; k < 2; k++) stat[k] = dec(&ctx[k], &rec[k]);
+      const VXCTXT &a = ctx[0], &b = ctx[1];
+      if (stat[0] != stat[1] || a.buffer.byteIndex != b.buffer.byteIndex || a.lastChar != b.lastChar ||
+          a.pStream->ioBytes != b.pStream->ioBytes ||
+          a.pStream->bytesProcessed != b.pStream->bytesProcessed ||
+          a.pStream->readAheadCount != b.pStream->readAheadCount ||
+          rtxErrGetErrorCnt(&ctx[0]) != rtxErrGetErrorCnt(&ctx[1])) {
+         fprintf(stderr, "in place and byte by byte differ: status %d/%d, cursor %llu/%llu\n",
+                 stat[0], stat[1], (unsigned long long)a.buffer.byteIndex,
+                 (unsigned long long)b.buffer.byteIndex);
+         abort();
+      }
+      if (stat[0] == 0) {
+         std::string written[2];
+         for (int k = 0; k < 2; k++) {
+            VXJSONEncodeBuffer out;
+            int s = enc(out.getCtxtPtr(), &rec[k]);
+            written[k] = std::to_string(s) + ":" + (s == 0 ? (const char*)out.getMsgPtr() : "");
+         }
+         if (written[0] != written[1]) {
+            fprintf(stderr, "in place and byte by byte read different records\n");
+            abort();
+         }
+      }
+   }
+   rtxMemBufFree(&cap);
+   for (VXCTXT& c : ctx) rtFreeContext(&c);
+}
+
 template <typename Rec, typename Ctl>
-int fuzzMessage(ToJsonFn toJson, FromJsonFn fromJson, const uint8_t* data, size_t size)
+int fuzzMessage(ToJsonFn toJson, FromJsonFn fromJson, int (*dec)(VXCTXT*, Rec*),
+                int (*enc)(VXCTXT*, const Rec*), const uint8_t* data, size_t size)
 {
    if (size == 0) return 0;
    switch (data[0] % 3) {
    case 0: fuzzUperDecoder<Rec, Ctl>(data + 1, size - 1); break;
    case 1: fuzzToJson(toJson, data + 1, size - 1); break;
-   default: fuzzFromJson(fromJson, data + 1, size - 1); break;
+   default:
+      fuzzFromJson(fromJson, data + 1, size - 1);
+      fuzzInPlaceReading(dec, enc, std::string((const char*)data + 1, size - 1));
+      break;
    }
    return 0;
 }
 
-#define FUZZ_MESSAGE_TARGET(MSG)                                                             \
-   extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)                   \
-   {                                                                                         \
+#define FUZZ_MESSAGE_TARGET(MSG)                                                            \
+   extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)                  \
+   {                                                                                        \
       return fuzzMessage<ASN1T_##MSG, Vexil_##MSG>(etsi_##MSG##_to_json, etsi_##MSG##_from_json, \
-                                                   data, size);                              \
+                                                   asn1JsonDec_##MSG, asn1JsonEnc_##MSG, data, \
+                                                   size);                                   \
    }
 
 #endif

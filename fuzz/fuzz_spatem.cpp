@@ -1,5 +1,5 @@
 // Fuzz target of the SPATEM: UPER decoder and both JSON exports.
-#include "SPATEM-PDU-Descriptions.h"
+#include "SPATEM-PDU-DescriptionsJson.h"
 #include "fuzz_message.h"
 
 FUZZ_MESSAGE_TARGET(SPATEM)

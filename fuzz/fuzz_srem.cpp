@@ -1,5 +1,5 @@
 // Fuzz target of the SREM: UPER decoder and both JSON exports.
-#include "SREM-PDU-Descriptions.h"
+#include "SREM-PDU-DescriptionsJson.h"
 #include "fuzz_message.h"
 
 FUZZ_MESSAGE_TARGET(SREM)
