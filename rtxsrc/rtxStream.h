@@ -152,9 +152,9 @@ VX_INLINE bool rtxTextIsBlank(uint8_t c)
 // comparison tells for the byte met most often. A line break and the
 // blanks of an indentation, the white space of indented text, are passed by
 // a line-break test and a search for the first byte other than a blank, 32
-// bytes at a time where the buffer has them (two lines' depth of most
-// texts), else 16; any other white space by the general test, sixteen
-// bytes at a time where the buffer has them.
+// bytes at a time (two lines' depth of most texts); any other white space,
+// and what is left of a buffer short of 32 bytes, by the general test,
+// sixteen bytes at a time where the buffer has them.
 VX_INLINE uint64_t rtxTextSkipBlanks(const VXRTBuffer& buf, uint64_t i)
 {
    if (i < buf.size) {
@@ -173,34 +173,20 @@ VX_INLINE uint64_t rtxTextSkipBlanks(const VXRTBuffer& buf, uint64_t i)
          i += (unsigned)__builtin_ctz(~blanks);
          uint8_t c = buf.data[i];
          if (c > ' ' || !rtxTextIsBlank(c)) return i;
-         goto general;
+         break;
       }
       i += 32;
    }
+   const __m128i nine = _mm_set1_epi8(9);
+   const __m128i four = _mm_set1_epi8(4);
    while (i + 16 <= buf.size) {
       __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf.data + i));
-      unsigned other = ~(unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, space)) & 0xFFFFu;
-      if (other != 0) {
-         i += (unsigned)__builtin_ctz(other);
-         uint8_t c = buf.data[i];
-         if (c > ' ' || !rtxTextIsBlank(c)) return i;
-         break;
-      }
+      __m128i ctl = _mm_sub_epi8(v, nine);  // 0..4 for HT..CR
+      __m128i blank = _mm_or_si128(_mm_cmpeq_epi8(v, space),
+                                   _mm_cmpeq_epi8(_mm_min_epu8(ctl, four), ctl));
+      unsigned other = ~(unsigned)_mm_movemask_epi8(blank) & 0xFFFFu;
+      if (other != 0) return i + (unsigned)__builtin_ctz(other);
       i += 16;
-   }
-general:
-   {
-      const __m128i nine = _mm_set1_epi8(9);
-      const __m128i four = _mm_set1_epi8(4);
-      while (i + 16 <= buf.size) {
-         __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf.data + i));
-         __m128i ctl = _mm_sub_epi8(v, nine);  // 0..4 for HT..CR
-         __m128i blank = _mm_or_si128(_mm_cmpeq_epi8(v, space),
-                                      _mm_cmpeq_epi8(_mm_min_epu8(ctl, four), ctl));
-         unsigned other = ~(unsigned)_mm_movemask_epi8(blank) & 0xFFFFu;
-         if (other != 0) return i + (unsigned)__builtin_ctz(other);
-         i += 16;
-      }
    }
 #endif
    while (i < buf.size && rtxTextIsBlank(buf.data[i])) i++;

@@ -131,11 +131,28 @@ VX_INLINE void rtxTextCommitNumber(VXCTXT* pctxt, VXRTSTREAM* pMemStream, uint64
                  pctxt->buffer.data[end]);
 }
 
-// A number reader with the test of rtxTextInPlace made by the caller:
-// `inPlace` is its result and pMemStream the stream it gave.
+// The general (byte-wise) reader of each field width: the one table of
+// widths for every number reader.
 template <class T>
-VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* pMemStream, T* pvalue,
-                                 int (*general)(VXCTXT*, T*))
+VX_INLINE int rtxTxtReadNumberGeneral(VXCTXT* pctxt, T* pvalue)
+{
+   if constexpr (std::is_same<T, int32_t>::value) return rtxTxtReadInt32General(pctxt, pvalue);
+   else if constexpr (std::is_same<T, int16_t>::value) return rtxTxtReadInt16General(pctxt, pvalue);
+   else if constexpr (std::is_same<T, int8_t>::value) return rtxTxtReadInt8General(pctxt, pvalue);
+   else if constexpr (std::is_same<T, uint64_t>::value) return rtxTxtReadUInt64General(pctxt, pvalue);
+   else if constexpr (std::is_same<T, uint32_t>::value) return rtxTxtReadUInt32General(pctxt, pvalue);
+   else if constexpr (std::is_same<T, uint16_t>::value) return rtxTxtReadUInt16General(pctxt, pvalue);
+   else {
+      static_assert(std::is_same<T, uint8_t>::value, "no text reader for this field width");
+      return rtxTxtReadUInt8General(pctxt, pvalue);
+   }
+}
+
+// A number reader with the test of rtxTextInPlace made by the caller:
+// `inPlace` is its result and pMemStream the stream it gave. In place the
+// scan of the field's width, the width's general reader otherwise.
+template <class T>
+VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* pMemStream, T* pvalue)
 {
    if (VX_LIKELY(inPlace)) {
       uint64_t end = rtxTextNumberFrom(pctxt->buffer, pctxt->buffer.byteIndex, pvalue);
@@ -144,39 +161,7 @@ VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* pMemSt
          return 0;
       }
    }
-   return general(pctxt, pvalue);
-}
-
-// The reader of each field width at a position tested by the caller: the
-// in-place scan with the accumulator of that width, and the width's general
-// reader otherwise. The one table of widths for every number reader.
-VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, int32_t* pvalue)
-{
-   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadInt32General);
-}
-VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, int16_t* pvalue)
-{
-   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadInt16General);
-}
-VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, int8_t* pvalue)
-{
-   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadInt8General);
-}
-VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint64_t* pvalue)
-{
-   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadUInt64General);
-}
-VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint32_t* pvalue)
-{
-   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadUInt32General);
-}
-VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint16_t* pvalue)
-{
-   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadUInt16General);
-}
-VX_INLINE int rtxTxtReadNumberAt(VXCTXT* pctxt, bool inPlace, VXRTSTREAM* m, uint8_t* pvalue)
-{
-   return rtxTxtReadNumberAt(pctxt, inPlace, m, pvalue, rtxTxtReadUInt8General);
+   return rtxTxtReadNumberGeneral(pctxt, pvalue);
 }
 
 // The same with the test made here.

@@ -499,12 +499,6 @@ def dec_member_value(w, c, lv, call):
             w("if (stat == 0) %s = number;" % lv)
 
 
-def read_ahead(c):
-    """Whether a member expected next is first tried in one step: key,
-    number and what follows."""
-    return read_inline(c)
-
-
 def number_ahead(w, c, i, lv, v):
     """The member i expected next, a number, read in one step when the text
     allows (see jsonGenNumberAhead) and the number is in range; `fast` is
@@ -549,14 +543,14 @@ def dec_sequence(w, t, v):
             # The expected key, with its quotes and colon, compared in place
             # first; any other key is read and looked up.
             w("uint64_t at = jsonGenKeyStart(pctxt, in);")
-            ahead = any(read_ahead(c) for c in t.comps)
+            ahead = any(read_inline(c) for c in t.comps)
             if ahead:
                 w("int fast = -1;")
             with w.block("switch (expect)"):
                 for i, c in enumerate(t.comps):
                     w("case %d:" % i)
                     w.indent()
-                    if read_ahead(c):
+                    if read_inline(c):
                         number_ahead(w, c, i, "%s.%s" % (v, c.cid), v)
                     w("if (jsonGenKeyIs(pctxt, in, at, %s)) index = %d;" % (key_text(c.name), i))
                     w("break;")

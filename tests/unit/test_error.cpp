@@ -212,7 +212,6 @@ const StatusText kTemplates[] = {
     {-11, "Invalid hex string"},
     {-12, "Invalid real value"},
     {-13, "Max items in sized character or binary string field exceeded"},
-    {-14, "Invalid value specification"},
     {-16, "Value constraint violation: field %s, value %s"},
     {-17, "Unexpected end of file detected"},
     {-18, "Invalid UTF-8 character at index %s"},
