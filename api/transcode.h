@@ -27,6 +27,17 @@ inline char* copyReport(VXCTXT* pctxt) {
    return out;
 }
 
+// The report of a failed step: the records of the context the step ran
+// on, or, when that one holds none but the status came from records that
+// an earlier step left behind (a decode that succeeded after reading past
+// the end of a BOOLEAN, whose -2 then stands as the control object's
+// status), those records. A status returned bare finds neither: "".
+inline char* copyReportOf(VXCTXT* pctxt, VXCTXT* earlier) {
+   if (pctxt->errInfo.count == 0 && earlier != nullptr && earlier->errInfo.count != 0)
+      return copyReport(earlier);
+   return copyReport(pctxt);
+}
+
 }  // namespace itscodec_detail
 
 template <class Record, class Control, class Buffer>
@@ -51,7 +62,7 @@ VX_EXPORT int to_text(char const* encoded, unsigned long encodedLen, char** text
    }
    stat = control.EncodeTo(textBuffer);
    if (stat != 0) {
-      *errorText = itscodec_detail::copyReport(textBuffer.getCtxtPtr());
+      *errorText = itscodec_detail::copyReportOf(textBuffer.getCtxtPtr(), control.getCtxtPtr());
       return stat;
    }
    size_t n = textBuffer.getMsgLen();
@@ -87,7 +98,7 @@ VX_EXPORT int from_text(char const* text, char** encoded, unsigned long* encoded
    stat = control.EncodeTo(encodeBuffer);
    if (verbose) encodeBuffer.binDump("data");
    if (stat != 0) {
-      *errorText = itscodec_detail::copyReport(encodeBuffer.getCtxtPtr());
+      *errorText = itscodec_detail::copyReportOf(encodeBuffer.getCtxtPtr(), control.getCtxtPtr());
       return stat;
    }
    size_t n = encodeBuffer.getMsgLen();

@@ -33,6 +33,20 @@ int rtJsonEncExtElemWithSuffix(VXCTXT* pctxt, const ASN1OpenType* pOpenType, int
 int rtJsonAsn1EncExtElem(VXCTXT* pctxt, const ASN1OpenType* pOpenType);
 int rtJsonAsn1EncOpenTypeExt(VXCTXT* pctxt, const ASN1TSeqExt* pList, bool writeNulls);
 int rtJsonAsn1EncOpenType(VXCTXT* pctxt, const uint8_t* data, uint64_t numocts);
+// Whether an unknown addition is text that may stand in the text as it is:
+// exactly one well-formed member "key":value, NUL-terminated, printable
+// 7-bit. *keyLen is then the length of the key as written (it starts behind
+// the opening quote).
+bool rtJsonIsMemberText(VXCTXT* pctxt, const ASN1OpenType* ot, uint64_t* keyLen);
+// The additions of an object with `names` (the object's component names)
+// reserved: a member text is written as it stands only when its key is none
+// of them and no other member of the list writes the same key; every other
+// addition is written "_ext_N":"<hex>".
+int rtJsonAsn1EncOpenTypeExtIn(VXCTXT* pctxt, const ASN1TSeqExt* pList, bool writeNulls,
+                               const char* const* names, size_t nnames);
+// The unknown alternative of a CHOICE, with the alternatives' names reserved.
+int rtJsonAsn1EncExtElemIn(VXCTXT* pctxt, const ASN1OpenType* pOpenType,
+                           const char* const* names, size_t nnames);
 
 // Writes one character and keeps the text NUL-terminated behind it.
 int rtJsonEncChar(VXCTXT* pctxt, char ch);
@@ -56,6 +70,8 @@ VX_INLINE int rtJsonDecMatchChar(VXCTXT* pctxt, char ch)
    return rtJsonDecMatchCharGeneral(pctxt, ch);
 }
 int rtJsonDecStringValue(VXCTXT* pctxt, char** ppvalue);
+// A string with its escapes checked but kept as written (on the heap).
+int rtJsonDecStringRaw(VXCTXT* pctxt, char** ppvalue);
 int rtJsonDecStringValueInternal(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize,
                                  bool dynamic);
 int rtJsonDecBool(VXCTXT* pctxt, uint8_t* pvalue);

@@ -2,11 +2,15 @@
 #include "rtJson.h"
 #include "rtJsonInternal.h"
 
+#include <cstring>
+
 #include "rtxMemBuf.h"
 #include "rtxMemory.h"
 
-int rtJsonDecStringValueInternal(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize,
-                                 bool dynamic) {
+// The string reader. With `raw` the escapes are checked as always but kept
+// as they stand in the text (a key kept whole with an unknown member).
+static int decString(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize, bool dynamic,
+                     bool raw) {
    int stat = rtJsonDecMatchChar(pctxt, '"');
    if (stat == RTERR_INVCHAR) {
       char found[2] = {(char)rtxTxtPeekChar2(pctxt, true), 0};
@@ -59,7 +63,15 @@ int rtJsonDecStringValueInternal(VXCTXT* pctxt, char** ppvalue, char* buffer, si
       if (stat != 0) break;
       if (escape) {
          escape = false;
-         switch (b) {
+         if (raw) {
+            if (strchr("bfnrt\"/\\", b) == nullptr || b == 0) {
+               stat = RTERR_INVCHAR;
+               break;
+            }
+            const uint8_t backslash = '\\';
+            stat = rtxMemBufAppend(&membuf, &backslash, 1);  // raw reads are dynamic
+            if (stat != 0) break;
+         } else switch (b) {
             case 'b': b = 0x08; break;
             case 'f': b = 0x0C; break;
             case 'n': b = 0x0A; break;
@@ -104,7 +116,17 @@ int rtJsonDecStringValueInternal(VXCTXT* pctxt, char** ppvalue, char* buffer, si
    return 0;
 }
 
+int rtJsonDecStringValueInternal(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize,
+                                 bool dynamic) {
+   return decString(pctxt, ppvalue, buffer, bufsize, dynamic, false);
+}
+
 int rtJsonDecStringValue(VXCTXT* pctxt, char** ppvalue) {
    *ppvalue = nullptr;
-   return rtJsonDecStringValueInternal(pctxt, ppvalue, nullptr, 0, true);
+   return decString(pctxt, ppvalue, nullptr, 0, true, false);
+}
+
+int rtJsonDecStringRaw(VXCTXT* pctxt, char** ppvalue) {
+   *ppvalue = nullptr;
+   return decString(pctxt, ppvalue, nullptr, 0, true, true);
 }

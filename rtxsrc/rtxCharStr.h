@@ -28,6 +28,17 @@ char* rtxStrcpy(char* dest, size_t bufsiz, const char* src);
 // the last place, and null is returned.
 char* rtxStrncpy(char* dest, size_t bufsiz, const char* src, size_t nchars);
 
+// Whether every byte of the NUL-terminated text lies in 0..0x7F, the
+// characters a 7-bit string can carry (a null text is empty). The text
+// readers refuse the others rather than cut them to seven bits.
+inline bool rtxTextIs7Bit(const char* text)
+{
+   if (text == nullptr) return true;
+   for (const unsigned char* p = (const unsigned char*)text; *p != 0; p++)
+      if (*p > 0x7F) return false;
+   return true;
+}
+
 // Heap copies (from the context's heap); null for a null text or on
 // exhaustion.
 char* rtxStrdup(VXCTXT* pctxt, const char* src);

@@ -321,6 +321,9 @@ def dec_string(w, t, lv):
     w("int stat = rtJsonDecStringValue(pctxt, &text);")
     fail_pass(w)
     w("%s = text;" % lv)
+    if t.strtype != "UTF8String":
+        # A 7-bit string: a character above 0x7F would reach the wire cut.
+        w("if (!rtxTextIs7Bit(text)) return VX_LOG_ERRNEW(pctxt, RTERR_INVCHAR);")
     test = size_test(t.size, "length")
     if test:
         w("size_t length = %s;" % string_length(t, "text"))
@@ -416,9 +419,20 @@ def enc_sequence(w, t, v):
             else:
                 w("stat = rtJsonEncIndent(pctxt);")
             fail_pass(w)
-            w("stat = rtJsonAsn1EncOpenTypeExt(pctxt, &%s.extElem1, false);" % v)
+            w("stat = rtJsonAsn1EncOpenTypeExtIn(pctxt, &%s.extElem1, false, %s);"
+              % (v, reserved_names(w, t)))
             fail_pass(w)
     w("return jsonGenClose(pctxt, out, '}');")
+
+
+def reserved_names(w, t):
+    """Declares the component names of t, which no kept unknown member may
+    take, and returns the arguments naming them."""
+    if not t.comps:
+        return "0, 0"
+    w("static const char* const names[] = {%s};"
+      % ", ".join(c_string(c.name) for c in t.comps))
+    return "names, %d" % len(t.comps)
 
 
 def name_switch(w, text, out, names):
@@ -694,7 +708,8 @@ def enc_choice(w, t, v):
         if t.ext:
             # An alternative this schema does not know, as it was received.
             with w.block("if (%s.t == %d && %s.u.extElem1 != 0)" % (v, n + 1, v)):
-                w("stat = rtJsonAsn1EncExtElem(pctxt, %s.u.extElem1);" % v)
+                w("stat = rtJsonAsn1EncExtElemIn(pctxt, %s.u.extElem1, %s);"
+                  % (v, reserved_names(w, t)))
                 w("break;")
         w("return VX_LOG_ERR(pctxt, RTERR_INVOPT);")
         w.dedent()
@@ -969,6 +984,7 @@ COMMON_TEXT = r'''// itsgen_json.h: steps shared by the generated JSON codecs.
 #include "itsgen_per.h"
 #include "rtJson.h"
 #include "rtxBuffer.h"
+#include "rtxCharStr.h"
 #include "rtxDList.h"
 #include "rtxDListBuf.h"
 #include "rtxEnum.h"
@@ -1550,11 +1566,14 @@ VX_INLINE int jsonGenReadText(VXCTXT* pctxt, JsonGenText* out)
    return jsonGenReadTextGeneral(pctxt, out);
 }
 
-// A member's key and its colon.
+// A member's key and its colon. The key is kept as written, escapes and
+// all: no identifier of the schema holds a character that needs one, so
+// the lookup is unchanged, and an unknown member is kept exactly as it
+// stood in the text.
 __attribute__((noinline)) inline int jsonGenReadKeyGeneral(VXCTXT* pctxt, JsonGenText* key)
 {
    key->heap = 0;
-   int stat = rtJsonDecStringValue(pctxt, &key->heap);
+   int stat = rtJsonDecStringRaw(pctxt, &key->heap);
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
    stat = rtJsonDecMatchChar(pctxt, ':');
    if (stat != 0) {

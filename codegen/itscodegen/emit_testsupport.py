@@ -417,6 +417,10 @@ struct ItsTestType {
    // Whether a record may hold an open type without a known type (its
    // octets as they came), which the two codecs carry differently.
    bool rawOpen;
+   // The unknown additions of an extensible SEQUENCE, or null.
+   ASN1TSeqExt* (*ext)(void* pvalue);
+   // Makes an extensible CHOICE the unknown alternative `ot`, or null.
+   void (*unknownAlt)(void* pvalue, ASN1OpenType* ot);
 };
 
 extern const ItsTestType itsTestTypes[];
@@ -608,14 +612,23 @@ def emit_table(model):
           % (t.cname, t.cname, r))
         w("bool eq_%s(const void* a, const void* b) { return equal_%s((const %s*)a, (const %s*)b); }"
           % (t.cname, t.cname, r, r))
+        if t.kind == "SEQUENCE" and t.ext:
+            w("ASN1TSeqExt* ext_%s(void* pvalue) { return &((%s*)pvalue)->extElem1; }"
+              % (t.cname, r))
+        if t.kind == "CHOICE" and t.ext:
+            with w.block("void alt_%s(void* pvalue, ASN1OpenType* ot)" % t.cname):
+                w("((%s*)pvalue)->t = %d;" % (r, len(t.comps) + 1))
+                w("((%s*)pvalue)->u.extElem1 = ot;" % r)
         w()
     w("}  // namespace")
     w()
     with w.block("const ItsTestType itsTestTypes[] =", "};"):
         for t in model.types:
             c = t.cname
-            w("{%s, make_%s, release_%s, pe_%s, pd_%s, je_%s, jd_%s, fl_%s, eq_%s, %s}," % (
-                c_string(c), c, c, c, c, c, c, c, c, "true" if raw_open(t) else "false"))
+            ext = "ext_" + c if t.kind == "SEQUENCE" and t.ext else "nullptr"
+            alt = "alt_" + c if t.kind == "CHOICE" and t.ext else "nullptr"
+            w("{%s, make_%s, release_%s, pe_%s, pd_%s, je_%s, jd_%s, fl_%s, eq_%s, %s, %s, %s}," % (
+                c_string(c), c, c, c, c, c, c, c, c, "true" if raw_open(t) else "false", ext, alt))
     w("const size_t itsTestTypeCount = sizeof(itsTestTypes) / sizeof(itsTestTypes[0]);")
     return w.text()
 
