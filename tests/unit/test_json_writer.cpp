@@ -2,6 +2,7 @@
 // additions and open types, written into a growing context buffer.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "rtJson.h"
@@ -113,6 +114,72 @@ TEST_F(JsonWriter, ExtElemWithoutNulOrWithControlsIsHex) {
    ASSERT_EQ(0, rtJsonEncExtElemWithSuffix(&ctx, &noNul, 3));
    ASSERT_EQ(0, rtJsonAsn1EncExtElem(&ctx, &ctrl));
    EXPECT_EQ("\"_ext_3\":\"2261223a31\"\"_ext\":\"610a6200\"", text());
+}
+
+// Which kept texts may stand in the text as they are: exactly one strict
+// member, printable 7-bit, NUL-terminated.
+TEST_F(JsonWriter, OnlyOneStrictMemberIsWrittenAsItStands) {
+   struct Case {
+      const char* text;
+      bool raw;
+   } cases[] = {
+      {"\"a\":1", true},
+      {"\"\":{\"b\":[1,2.5e-3,\"x,y\"],\"c\":null}", true},
+      {"\"k\\\"\\/\":true", true},        // escapes in the key
+      {"\"a\":1,\"b\":2", false},           // two members
+      {"\"a\":1}", false},                  // closes the object early
+      {"\"a\":1}{\"b\":2", false},
+      {"\"a\":", false},
+      {"\"a\":1,", false},
+      {"\"a\" 1", false},
+      {"a:1", false},
+      {" \"a\":1", false},                  // not a key first
+      {"\"a\":/* c */1", false},            // comments the reader allows
+      {"\"a\":1.", false},                  // "1." the reader allows
+      {"\"a\":1.e5", false},
+      {"\"a\":[1]/**/", false},
+      {"\"a\":\"\\q\"", false},              // bad escape
+   };
+   for (const Case& c : cases) {
+      ASN1OpenType ot = openType(c.text, strlen(c.text) + 1);
+      uint64_t keyLen = 0;
+      EXPECT_EQ(c.raw, rtJsonIsMemberText(&ctx, &ot, &keyLen)) << c.text;
+   }
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));  // the check records nothing
+}
+
+// A kept member gives way, and is written in hexadecimal, when its key is
+// a component of the object, repeats an earlier member's key (compared
+// after escapes) or names the hexadecimal member of another position.
+TEST_F(JsonWriter, KeptMembersNeverRepeatAKey) {
+   const char* const names[] = {"lat", "long"};
+   const char* texts[] = {
+      "\"lat\":1",          // 1: a component's name
+      "\"l\\u0061t\":1",     // 2: the same name escaped
+      "\"x\":1",            // 3: kept
+      "\"\\u0078\":2",       // 4: "x" again
+      "\"_ext_1\":3",       // 5: the name of position 1, which is hex
+      "\"_ext_5\":4",       // 6: position 5 gave way, so this one too
+      "\"_ext_9\":5",       // 7: no position 9: kept
+   };
+   ASN1OpenType ot[7];
+   ASN1TSeqExt list;
+   rtxDListInit(&list);
+   for (int i = 0; i < 7; i++) {
+      ot[i] = openType(texts[i], strlen(texts[i]) + 1);
+      rtxDListAppend(&ctx, &list, &ot[i]);
+   }
+   ASSERT_EQ(0, rtJsonAsn1EncOpenTypeExtIn(&ctx, &list, false, names, 2));
+   EXPECT_EQ(
+      "\"_ext_1\":\"226c6174223a3100\",\"_ext_2\":\"226c5c753030363174223a3100\",\"x\":1,"
+      "\"_ext_4\":\"225c7530303738223a3200\",\"_ext_5\":\"225f6578745f31223a3300\","
+      "\"_ext_6\":\"225f6578745f35223a3400\",\"_ext_9\":5",
+      text());
+   // An unknown alternative is checked against the alternatives' names.
+   ctx.buffer.byteIndex = 0;
+   ASSERT_EQ(0, rtJsonAsn1EncExtElemIn(&ctx, &ot[0], names, 2));
+   ASSERT_EQ(0, rtJsonAsn1EncExtElemIn(&ctx, &ot[2], names, 2));
+   EXPECT_EQ("\"_ext\":\"226c6174223a3100\"\"x\":1", text());
 }
 
 TEST_F(JsonWriter, OpenTypeIsValidatedAndWrappedAsValue) {

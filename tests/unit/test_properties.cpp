@@ -25,6 +25,7 @@
 #include "itsgen_test.h"
 #include "rtxError.h"
 #include "rtxMemory.h"
+#include "strict_json.h"
 
 namespace {
 
@@ -340,6 +341,111 @@ TEST_P(EveryType, FieldRunsMatchFieldByField)
       rtRemoveEventHandler(heard.ptr(), &listener);
    }
    RecordProperty("decoded", compared);
+}
+
+// Unknown additions as the wire or a text reader leaves them: random
+// octets, printable octets ending in a NUL, and well-formed members whose
+// keys are the object's own component names, repeats, "_ext_N" names or new
+// ones. Written as JSON, the text is strict JSON with no key twice in any
+// object; read back, the unknown members come out unchanged, directly and
+// through UPER (not checked for types with raw open types, as above).
+std::string randomAddition(ItsTestRng& rng, const std::vector<std::string>& names)
+{
+   static const char printable[] = " \"{}[],:x1\\/";
+   static const char* const values[] = {"1", "\"s\"", "[1,{\"a\":2}]", "null", "true", "-0.5e3",
+                                        "{}", "\"a\\\"b\""};
+   std::string s;
+   switch (rng.below(3)) {
+      case 0:  // octets as received
+         for (uint64_t n = 1 + rng.below(8); n > 0; n--) s += (char)rng.below(256);
+         return s;
+      case 1:  // printable text with a NUL
+         for (uint64_t n = 1 + rng.below(12); n > 0; n--) s += printable[rng.below(sizeof printable - 1)];
+         return s + '\0';
+      default: {  // a member, the text a reader keeps
+         std::string key;
+         switch (rng.below(4)) {
+            case 0: key = names.empty() ? "n" : names[rng.below(names.size())]; break;
+            case 1: key = "_ext_" + std::to_string(1 + rng.below(5)); break;
+            case 2: key = "k\\\"" + std::to_string(rng.below(2)); break;
+            default: key = "k" + std::to_string(rng.below(3)); break;
+         }
+         return "\"" + key + "\":" + values[rng.below(8)] + '\0';
+      }
+   }
+}
+
+ASN1OpenType* heapAddition(VXCTXT* pctxt, const std::string& octets)
+{
+   auto* ot = (ASN1OpenType*)rtxMemAllocZ(pctxt, sizeof(ASN1OpenType));
+   auto* data = (uint8_t*)rtxMemAlloc(pctxt, octets.size());
+   memcpy(data, octets.data(), octets.size());
+   ot->numocts = octets.size();
+   ot->data = data;
+   return ot;
+}
+
+// The keys of the members of the outer object of a text (3 blanks deep).
+std::vector<std::string> outerKeys(const std::string& text)
+{
+   std::vector<std::string> keys;
+   for (size_t at = text.find("\n   \""); at != std::string::npos; at = text.find("\n   \"", at + 1)) {
+      size_t end = text.find('"', at + 5);
+      if (end != std::string::npos) keys.push_back(text.substr(at + 5, end - at - 5));
+   }
+   return keys;
+}
+
+int jsonDecode(const ItsTestType& T, VXCTXT* pctxt, const std::string& text, void* rec)
+{
+   rtxErrReset(pctxt);
+   int stat = rtxInitContextBuffer(pctxt, (uint8_t*)text.data(), text.size());
+   return stat != 0 ? stat : T.jsonDecode(pctxt, rec);
+}
+
+TEST_P(EveryType, UnknownAdditionsKeepTheTextStrict)
+{
+   const ItsTestType& T = this->T();
+   if (T.ext == nullptr && T.unknownAlt == nullptr) return;
+   for (int i = 0; i < 2 * kRecordsPerType; i++) {
+      Context c;
+      VXCTXT* pctxt = c.ptr();
+      ItsTestRng rng(seed(i));
+      std::string text, text2, again, viaPer;
+      {
+         Record rec(T, pctxt);
+         T.fill(pctxt, rec.p, rng);
+         ASSERT_EQ(0, jsonEncode(T, rec.p, &text)) << T.name;
+         std::vector<std::string> names = outerKeys(text);
+         if (T.ext != nullptr) {
+            for (uint64_t n = 1 + rng.below(6); n > 0; n--) {
+               bool absent = rng.below(5) == 0;
+               rtxDListAppend(pctxt, T.ext(rec.p),
+                              absent ? nullptr : heapAddition(pctxt, randomAddition(rng, names)));
+            }
+         } else {
+            T.unknownAlt(rec.p, heapAddition(pctxt, randomAddition(rng, names)));
+         }
+         ASSERT_EQ(0, jsonEncode(T, rec.p, &text)) << T.name;
+         EXPECT_EQ("", strictjson::checkStrictJson(text)) << T.name << "\n" << text;
+         if (T.rawOpen) continue;
+
+         // Text -> record -> text: the unknown members, as a reader keeps
+         // them, are written back unchanged, and so after UPER.
+         Record back(T, pctxt), again1(T, pctxt), per(T, pctxt);
+         ASSERT_EQ(0, jsonDecode(T, pctxt, text, back.p)) << T.name << "\n" << text;
+         ASSERT_EQ(0, jsonEncode(T, back.p, &text2)) << T.name;
+         ASSERT_EQ(0, jsonDecode(T, pctxt, text2, again1.p)) << T.name << "\n" << text2;
+         ASSERT_EQ(0, jsonEncode(T, again1.p, &again)) << T.name;
+         EXPECT_EQ(text2, again) << T.name;
+         std::vector<uint8_t> bytes;
+         ASSERT_EQ(0, perEncode(T, pctxt, back.p, &bytes)) << T.name << "\n" << text2;
+         ASSERT_EQ(0, perDecode(T, pctxt, bytes, per.p)) << T.name << " " << hex(bytes);
+         ASSERT_EQ(0, jsonEncode(T, per.p, &viaPer)) << T.name;
+         EXPECT_EQ(text2, viaPer) << T.name;
+      }
+      EXPECT_EQ(0, heapCheck(pctxt)) << T.name;
+   }
 }
 
 INSTANTIATE_TEST_SUITE_P(All, EveryType, ::testing::Range((size_t)0, (size_t)ITSGEN_TYPE_COUNT),
