@@ -6,6 +6,9 @@
 //   1: UPER bytes into etsi_<MSG>_to_json;
 //   2: JSON text into etsi_<MSG>_from_json, and into asn1JsonDec_<MSG>
 //      twice, in place and byte by byte.
+// Text written by _to_json must be strict JSON with no duplicate key, and
+// bytes made by _from_json must convert back. A failure other than the
+// bare ones must come with a report.
 // The exports must give 0 with their output set and no report, or a
 // failure status with a report and no output. The readers take text in
 // place only when they can leave what reading byte by byte leaves; the
@@ -27,6 +30,7 @@
 #include "rtxMemBuf.h"
 #include "rtxMemory.h"
 #include "rtxStream.h"
+#include "strict_json.h"
 
 // etsi_delete_array releases new[] arrays with a scalar delete by design;
 // the sanitizer's pairing check would stop every run at the first output.
@@ -67,17 +71,38 @@ inline void checkOutputs(int stat, const void* out, const char* errorText)
       abort();
 }
 
+// Failures that are returned bare by rule and so come with an empty report:
+// a value or size out of range (-16), an enumeration or alternative the
+// writer does not know (-4, -9) and a fragmented length (2).
+inline bool isBareByRule(int stat)
+{
+   return stat == RTERR_CONSVIO || stat == RTERR_INVENUM || stat == RTERR_INVOPT || stat == 2;
+}
+
 inline void fuzzToJson(ToJsonFn toJson, const uint8_t* data, size_t size)
 {
    char* text = nullptr;
    char* errorText = nullptr;
    int stat = toJson((const char*)data, (unsigned long)size, &text, &errorText, false);
    checkOutputs(stat, text, errorText);
+   // Whatever the wire holds, the text is strict JSON with no key twice in
+   // an object (control bytes in strings, which the writer keeps, aside).
+   if (stat == 0) {
+      std::string problem = strictjson::checkStrictJson(text, true);
+      if (!problem.empty()) {
+         fprintf(stderr, "to_json wrote text that is not strict JSON: %s\n%s\n", problem.c_str(), text);
+         abort();
+      }
+   }
+   if (stat != 0 && !isBareByRule(stat) && errorText[0] == 0) {
+      fprintf(stderr, "to_json failed with %d and an empty report\n", stat);
+      abort();
+   }
    etsi_delete_array(text);
    etsi_delete_array(errorText);
 }
 
-inline void fuzzFromJson(FromJsonFn fromJson, const uint8_t* data, size_t size)
+inline void fuzzFromJson(FromJsonFn fromJson, ToJsonFn toJson, const uint8_t* data, size_t size)
 {
    std::string text((const char*)data, size);  // NUL-terminated copy
    char* encoded = nullptr;
@@ -86,6 +111,24 @@ inline void fuzzFromJson(FromJsonFn fromJson, const uint8_t* data, size_t size)
    int stat = fromJson(text.c_str(), &encoded, &encodedLen, &errorText, false);
    checkOutputs(stat, encoded, errorText);
    if (stat != 0 && encodedLen != 0) abort();
+   if (stat != 0 && !isBareByRule(stat) && errorText[0] == 0) {
+      fprintf(stderr, "from_json failed with %d and an empty report\n", stat);
+      abort();
+   }
+   // What was accepted converts back, unless it may hold a string or a
+   // regional value of 16384 octets or more, which the UPER decoder refuses
+   // by rule (only a text at least that long can).
+   if (stat == 0 && size < 16384) {
+      char* back = nullptr;
+      char* backError = nullptr;
+      int backStat = toJson(encoded, encodedLen, &back, &backError, false);
+      if (backStat != 0) {
+         fprintf(stderr, "from_json result does not convert back: %d\n%s\n", backStat, backError);
+         abort();
+      }
+      etsi_delete_array(back);
+      etsi_delete_array(backError);
+   }
    etsi_delete_array(encoded);
    etsi_delete_array(errorText);
 }
@@ -150,7 +193,7 @@ int fuzzMessage(ToJsonFn toJson, FromJsonFn fromJson, int (*dec)(VXCTXT*, Rec*),
    case 0: fuzzUperDecoder<Rec, Ctl>(data + 1, size - 1); break;
    case 1: fuzzToJson(toJson, data + 1, size - 1); break;
    default:
-      fuzzFromJson(fromJson, data + 1, size - 1);
+      fuzzFromJson(fromJson, toJson, data + 1, size - 1);
       fuzzInPlaceReading(dec, enc, std::string((const char*)data + 1, size - 1));
       break;
    }

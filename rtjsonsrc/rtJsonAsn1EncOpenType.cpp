@@ -319,9 +319,11 @@ int rtJsonAsn1EncOpenTypeExtIn(VXCTXT* pctxt, const ASN1TSeqExt* pList, bool wri
 
 // An open type's octets must be one JSON value (text a text decoder put
 // there); it is validated by the free-form parser on a temporary context and
-// written as {"value" : "<text>"}.
+// written as {"value" : "<text>"}. No octets at all are no value either:
+// the key written before would stand without one, so the text would not be
+// JSON. They fail as the parser fails on an empty text.
 int rtJsonAsn1EncOpenType(VXCTXT* pctxt, const uint8_t* data, uint64_t numocts) {
-   if (data == nullptr || numocts == 0) return 0;
+   if (data == nullptr || numocts == 0) return VX_LOG_ERRNEW(pctxt, RTERR_ENDOFBUF);
    VXCTXT tmp;
    int stat = rtInitContext(&tmp);
    if (stat == 0) stat = rtxInitContextBuffer(&tmp, (uint8_t*)data, numocts);

@@ -186,8 +186,13 @@ TEST_F(JsonWriter, OpenTypeIsValidatedAndWrappedAsValue) {
    rtxIndentIncr(&ctx);
    ASSERT_EQ(0, rtJsonAsn1EncOpenType(&ctx, (const uint8_t*)"[1]", 3));
    EXPECT_EQ("{\"value\" : \"[1]\"}", text());
-   EXPECT_EQ(0, rtJsonAsn1EncOpenType(&ctx, nullptr, 0));
-   // A bare number at the very end has no byte behind it.
+   // No octets, or a bare number at the very end (no byte behind it), are
+   // not a value: the key before them would stand alone.
+   for (const uint8_t* data : {(const uint8_t*)nullptr, (const uint8_t*)"x"}) {
+      EXPECT_EQ(RTERR_ENDOFBUF, rtJsonAsn1EncOpenType(&ctx, data, 0));
+      EXPECT_EQ(1u, rtxErrGetErrorCnt(&ctx));
+      rtxErrReset(&ctx);
+   }
    EXPECT_EQ(RTERR_ENDOFBUF, rtJsonAsn1EncOpenType(&ctx, (const uint8_t*)"123", 3));
    EXPECT_EQ(1u, rtxErrGetErrorCnt(&ctx));
    rtxErrReset(&ctx);
