@@ -2,17 +2,11 @@
 // from_text, one pair per message and text format.
 #include "itscodec.h"
 
-#include "CAM-PDU-Descriptions.h"
-#include "DENM-PDU-Descriptions.h"
-#include "IVIM-PDU-Descriptions.h"
-#include "MAPEM-PDU-Descriptions.h"
-#include "SPATEM-PDU-Descriptions.h"
-#include "SREM-PDU-Descriptions.h"
-#include "SSEM-PDU-Descriptions.h"
 #include "VXJSONBuffers.h"
+#include "itsgen_all.h"
 #include "transcode.h"
 
-#define ITSCODEC_JSON_EXPORTS(MSG)                                                             \
+#define ITSCODEC_JSON_EXPORTS(MSG, ID, MEMBER)                                                           \
    template VX_EXPORT int to_text<ASN1T_##MSG, Vexil_##MSG, VXJSONEncodeBuffer>(               \
       char const*, unsigned long, char**, char**, bool);                                       \
    template VX_EXPORT int from_text<ASN1T_##MSG, Vexil_##MSG, VXJSONDecodeBuffer>(             \
@@ -29,13 +23,7 @@
          text, encoded, encodedLen, errorText, (uint8_t)verbose);                              \
    }
 
-ITSCODEC_JSON_EXPORTS(CAM)
-ITSCODEC_JSON_EXPORTS(DENM)
-ITSCODEC_JSON_EXPORTS(SPATEM)
-ITSCODEC_JSON_EXPORTS(MAPEM)
-ITSCODEC_JSON_EXPORTS(IVIM)
-ITSCODEC_JSON_EXPORTS(SREM)
-ITSCODEC_JSON_EXPORTS(SSEM)
+ITSCODEC_MESSAGES(ITSCODEC_JSON_EXPORTS)
 
 // A single scalar delete, although every array handed out came from
 // operator new[]: callers release everything through this one function and

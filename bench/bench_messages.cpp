@@ -11,6 +11,7 @@
 // The machine is shared: read the cpu_time medians.
 #include <benchmark/benchmark.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,12 +20,9 @@
 #include <memory>
 #include <string>
 
-#include "CAM-PDU-Descriptions.h"
-#include "DENM-PDU-Descriptions.h"
-#include "IVIM-PDU-Descriptions.h"
-#include "MAPEM-PDU-Descriptions.h"
 #include "asn1PerCppTypes.h"
 #include "itscodec.h"
+#include "itsgen_all.h"
 #include "rtxMemory.h"
 
 namespace {
@@ -102,7 +100,7 @@ struct Input {
 
 // The JSON text of a message and its UPER from the library; ends the
 // process with a report when the file is missing or does not convert.
-Input loadInput(const char* file, FromJson fromJson) {
+Input loadInput(const std::string& file, FromJson fromJson) {
    std::string path = dataDir() + "/" + file;
    std::ifstream in(path, std::ios::binary);
    if (!in) {
@@ -130,16 +128,20 @@ struct Message {
    static const Input& input();
 };
 
-#define VX_BENCH_MESSAGE(MSG, FILE)                                                  \
+// The data file of a message: its name in lower case, ".json".
+std::string dataFile(std::string name) {
+   for (char& c : name) c = (char)std::tolower((unsigned char)c);
+   return name + ".json";
+}
+
+#define VX_BENCH_MESSAGE(MSG, ID, MEMBER)                                            \
    template <>                                                                       \
    const Input& Message<ASN1T_##MSG, Vexil_##MSG>::input() {                         \
-      static const Input in = loadInput(FILE, etsi_##MSG##_from_json);               \
+      static const Input in = loadInput(dataFile(#MSG), etsi_##MSG##_from_json);     \
       return in;                                                                     \
    }
-VX_BENCH_MESSAGE(CAM, "cam.json")
-VX_BENCH_MESSAGE(DENM, "denm.json")
-VX_BENCH_MESSAGE(MAPEM, "mapem.json")
-VX_BENCH_MESSAGE(IVIM, "ivim.json")
+ITSCODEC_MESSAGES(VX_BENCH_MESSAGE)
+#undef VX_BENCH_MESSAGE
 #undef VX_BENCH_MESSAGE
 
 void fail(benchmark::State& state, const char* what, int stat) {
@@ -290,10 +292,12 @@ void BM_ExportMemoryGrowth(benchmark::State& state) {
 }  // namespace
 
 int main(int argc, char** argv) {
-   registerMessage<ASN1T_CAM, Vexil_CAM>("CAM", etsi_CAM_to_json, etsi_CAM_from_json);
-   registerMessage<ASN1T_DENM, Vexil_DENM>("DENM", etsi_DENM_to_json, etsi_DENM_from_json);
-   registerMessage<ASN1T_MAPEM, Vexil_MAPEM>("MAPEM", etsi_MAPEM_to_json, etsi_MAPEM_from_json);
-   registerMessage<ASN1T_IVIM, Vexil_IVIM>("IVIM", etsi_IVIM_to_json, etsi_IVIM_from_json);
+   // Every message with a data file in the data directory.
+#define VX_REGISTER_MESSAGE(MSG, ID, MEMBER)                                               \
+   if (std::ifstream(dataDir() + "/" + dataFile(#MSG)))                                    \
+      registerMessage<ASN1T_##MSG, Vexil_##MSG>(#MSG, etsi_##MSG##_to_json, etsi_##MSG##_from_json);
+   ITSCODEC_MESSAGES(VX_REGISTER_MESSAGE)
+#undef VX_REGISTER_MESSAGE
    benchmark::RegisterBenchmark("ExportMemoryGrowth/CAM", BM_ExportMemoryGrowth)
       ->Iterations(1)
       ->Repetitions(1)

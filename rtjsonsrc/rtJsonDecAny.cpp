@@ -10,6 +10,8 @@
 
 namespace {
 
+// The machine's tables keep their hand-made layout.
+// clang-format off
 enum Mode { MODE_ARRAY = 1, MODE_DONE = 2, MODE_KEY = 3, MODE_OBJECT = 4 };
 
 enum Action {
@@ -86,6 +88,8 @@ const int8_t kStateTable[36][32] = {
    /* 34 */ {-1, -1, -1, -1, -1, -1, -1, -1, -1, 35, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
    /* 35 */ {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 9, -1, -1, -1, -1},
 };
+
+// clang-format on
 
 bool isNumberState(int s) { return s == 14 || s == 15 || s == 16 || s == 19; }
 

@@ -16,15 +16,6 @@
 #include <limits>
 
 // ---------------------------------------------------------------------------
-// Bit lengths: 0 for 0, 1 for 1, 8 for 255, 9 for 256.
-VX_INLINE unsigned rtxUInt32BitLen(uint32_t v)
-{
-   return v == 0 ? 0u : 32u - (unsigned)__builtin_clz(v);
-}
-VX_INLINE unsigned rtxUInt64BitLen(uint64_t v)
-{
-   return v == 0 ? 0u : 64u - (unsigned)__builtin_clzll(v);
-}
 VX_INLINE unsigned pu_bitcnt(uint32_t v) { return rtxUInt32BitLen(v); }
 
 // ---------------------------------------------------------------------------
@@ -191,9 +182,6 @@ int pd_UnconsUInt64(VXCTXT* pctxt, uint64_t* pvalue);
 int pd_SmallNonNegWholeNumber(VXCTXT* pctxt, uint32_t* pvalue);
 
 // Big-endian octets at the cursor into a number (count octets).
-int rtxDecUInt32(VXCTXT* pctxt, uint32_t* pvalue, unsigned count);
-int rtxDecInt32(VXCTXT* pctxt, int32_t* pvalue, unsigned count);
-int rtxDecUInt64(VXCTXT* pctxt, uint64_t* pvalue, unsigned count);
 
 // Lengths, decoding: 0 for a complete length, 2 for a fragment with more
 // to follow, or a negative status.

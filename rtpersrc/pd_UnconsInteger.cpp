@@ -4,22 +4,6 @@
 
 #include "rtxReadBytes.h"
 
-// Octets at the cursor: one block read at a byte boundary.
-static int readOctets(VXCTXT* pctxt, uint8_t* buf, unsigned count)
-{
-   int stat = pctxt->buffer.bitOffset == 8
-                 ? rtxReadBytes(pctxt, buf, count)
-                 : rtxDecBitsToByteArray(pctxt, buf, count, (uint64_t)count * 8);
-   return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
-}
-
-static uint64_t bigEndian(const uint8_t* p, unsigned count)
-{
-   uint64_t acc = 0;
-   for (unsigned i = 0; i < count; i++) acc = (acc << 8) | p[i];
-   return acc;
-}
-
 // A length that counts octets of a number: a fragment is far too many.
 static int octetCount(VXCTXT* pctxt, uint32_t* pcount)
 {
@@ -42,10 +26,10 @@ static int decodeUnconsSigned(VXCTXT* pctxt, int64_t* pvalue, unsigned maxOctets
       pd_byteAlign(pctxt);
       if (testFirst && count > maxOctets) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
       uint8_t buf[8];
-      stat = readOctets(pctxt, buf, 1);
+      stat = rtxDecOctets(pctxt, buf, 1);
       if (stat != 0) return stat;
       if (count > maxOctets) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
-      stat = readOctets(pctxt, buf + 1, count - 1);
+      stat = rtxDecOctets(pctxt, buf + 1, count - 1);
       if (stat != 0) return stat;
       acc = (int8_t)buf[0];
       for (unsigned i = 1; i < count; i++) acc = (int64_t)(((uint64_t)acc << 8) | buf[i]);
@@ -69,7 +53,7 @@ static int decodeUnconsUnsigned(VXCTXT* pctxt, uint64_t* pvalue, unsigned maxOct
       if (count > maxOctets + 1) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
       pd_byteAlign(pctxt);
       uint8_t buf[9];
-      stat = readOctets(pctxt, buf, count);
+      stat = rtxDecOctets(pctxt, buf, count);
       if (stat != 0) return stat;
       unsigned first = 0;
       if (count == maxOctets + 1) {
@@ -79,7 +63,7 @@ static int decodeUnconsUnsigned(VXCTXT* pctxt, uint64_t* pvalue, unsigned maxOct
       else if (buf[0] & 0x80u) {
          return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
       }
-      acc = bigEndian(buf + first, count - first);
+      acc = rtxOctetsToUInt64(buf + first, count - first);
    }
    PU_SETBITCOUNT(pctxt);
    *pvalue = acc;
@@ -226,39 +210,5 @@ int pd_SmallNonNegWholeNumber(VXCTXT* pctxt, uint32_t* pvalue)
    }
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
    if (pvalue) *pvalue = value;
-   return 0;
-}
-
-int rtxDecUInt64(VXCTXT* pctxt, uint64_t* pvalue, unsigned count)
-{
-   if (count > 9) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
-   uint8_t buf[9];
-   int stat = readOctets(pctxt, buf, count);
-   if (stat != 0) return stat;
-   if (count == 9 && buf[0] != 0) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
-   *pvalue = bigEndian(buf, count);  // a top bit is plain magnitude here
-   return 0;
-}
-
-int rtxDecUInt32(VXCTXT* pctxt, uint32_t* pvalue, unsigned count)
-{
-   if (count > 5) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
-   uint8_t buf[5];
-   int stat = readOctets(pctxt, buf, count);
-   if (stat != 0) return stat;
-   if (count == 5 && buf[0] != 0) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
-   *pvalue = (uint32_t)bigEndian(buf, count);
-   return 0;
-}
-
-int rtxDecInt32(VXCTXT* pctxt, int32_t* pvalue, unsigned count)
-{
-   if (count > 4) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
-   uint8_t buf[4];
-   int stat = readOctets(pctxt, buf, count);
-   if (stat != 0) return stat;
-   int64_t acc = count != 0 ? (int8_t)buf[0] : 0;
-   for (unsigned i = 1; i < count; i++) acc = (int64_t)(((uint64_t)acc << 8) | buf[i]);
-   *pvalue = (int32_t)acc;
    return 0;
 }

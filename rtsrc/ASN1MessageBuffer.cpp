@@ -3,6 +3,7 @@
 
 #include "ASN1RtContext.h"
 #include "asn1ErrorHandler.h"
+#include "rtContext.h"
 #include "rtxError.h"
 #include "rtxMemBuf.h"
 

@@ -1,6 +1,7 @@
 // Context object with the ASN.1 information record.
 #include "ASN1RtContext.h"
 
+#include "rtContext.h"
 #include "rtxDiag.h"
 #include "rtxError.h"
 

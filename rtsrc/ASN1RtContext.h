@@ -4,6 +4,7 @@
 #ifndef ASN1RTCONTEXT_H
 #define ASN1RTCONTEXT_H
 
+#include "rtContext.h"
 #include "VXRTContext.h"
 
 class ASN1RtContext : public VXRTContext {

@@ -5,6 +5,7 @@
 #ifndef VEXILTYPE_H
 #define VEXILTYPE_H
 
+#include "rtContext.h"
 #include "ASN1RtContext.h"
 #include "VXRTMessageBuffer.h"
 

@@ -1,4 +1,5 @@
 // Registration and invocation of the context's error handler.
+#include "rtContext.h"
 #include "asn1ErrorHandler.h"
 
 int Asn1ErrorHandler::setErrorHandler(VXCTXT* pctxt, Asn1ErrorHandler* pHandler) {

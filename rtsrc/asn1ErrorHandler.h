@@ -5,6 +5,7 @@
 #ifndef ASN1ERRORHANDLER_H
 #define ASN1ERRORHANDLER_H
 
+#include "rtContext.h"
 #include "rtxContext.h"
 
 // Control block describing where a fault was met: the position of the item

@@ -6,6 +6,7 @@
 #ifndef ASN1EVENTHANDLER_H
 #define ASN1EVENTHANDLER_H
 
+#include "rtContext.h"
 #include "rtxContext.h"
 
 class Asn1NamedEventHandler {

@@ -2,6 +2,7 @@
 #ifndef ASN1TYPE_H
 #define ASN1TYPE_H
 
+#include "rtContext.h"
 #include "rtxContext.h"
 
 // An undecoded value: PER octets, or text when a text decoder built it.
@@ -34,5 +35,9 @@ struct ASN1TDynBitStr64 {
    uint64_t numbits;
    uint8_t* data;
 };
+
+// Frees each node of a list of open type extensions (ASN1OpenType*) with its
+// data, unless the heap is empty, and clears the list.
+void rtxMemFreeOpenSeqExt(VXCTXT* pctxt, VXRTDList* pElemList);
 
 #endif

@@ -2,6 +2,7 @@
 // event handler list and size constraint, and contexts that carry one.
 #include <cstdlib>
 
+#include "rtContext.h"
 #include "rtxContext.h"
 #include "rtxError.h"
 #include "rtxMemory.h"

@@ -1,4 +1,5 @@
 // Status texts of the ASN.1 support layer (-100 and below).
+#include "rtContext.h"
 #include "rtxError.h"
 
 namespace {

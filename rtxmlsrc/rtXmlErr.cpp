@@ -1,4 +1,5 @@
 // Status texts of the XML engine (-200 and below).
+#include "rtXmlErr.h"
 #include "rtxError.h"
 
 namespace {

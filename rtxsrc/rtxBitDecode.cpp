@@ -2,6 +2,7 @@
 #include "rtxBitDecode.h"
 
 #include "rtxError.h"
+#include "rtxReadBytes.h"
 #include "rtxStream.h"
 
 int rtxDecNeedBytes(VXCTXT* pctxt, uint64_t nbytes)
@@ -152,5 +153,47 @@ int rtxSkipBytes(VXCTXT* pctxt, uint64_t nbytes)
    b.byteIndex += nbytes;
    if (b.byteIndex > b.size || (b.byteIndex == b.size && b.bitOffset != 8))
       return VX_LOG_ERR(pctxt, RTERR_ENDOFBUF);
+   return 0;
+}
+
+int rtxDecOctets(VXCTXT* pctxt, uint8_t* buf, unsigned count)
+{
+   int stat = pctxt->buffer.bitOffset == 8
+                 ? rtxReadBytes(pctxt, buf, count)
+                 : rtxDecBitsToByteArray(pctxt, buf, count, (uint64_t)count * 8);
+   return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
+}
+
+int rtxDecUInt64(VXCTXT* pctxt, uint64_t* pvalue, unsigned count)
+{
+   if (count > 9) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
+   uint8_t buf[9];
+   int stat = rtxDecOctets(pctxt, buf, count);
+   if (stat != 0) return stat;
+   if (count == 9 && buf[0] != 0) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
+   *pvalue = rtxOctetsToUInt64(buf, count);  // a top bit is plain magnitude here
+   return 0;
+}
+
+int rtxDecUInt32(VXCTXT* pctxt, uint32_t* pvalue, unsigned count)
+{
+   if (count > 5) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
+   uint8_t buf[5];
+   int stat = rtxDecOctets(pctxt, buf, count);
+   if (stat != 0) return stat;
+   if (count == 5 && buf[0] != 0) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
+   *pvalue = (uint32_t)rtxOctetsToUInt64(buf, count);
+   return 0;
+}
+
+int rtxDecInt32(VXCTXT* pctxt, int32_t* pvalue, unsigned count)
+{
+   if (count > 4) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
+   uint8_t buf[4];
+   int stat = rtxDecOctets(pctxt, buf, count);
+   if (stat != 0) return stat;
+   int64_t acc = count != 0 ? (int8_t)buf[0] : 0;
+   for (unsigned i = 1; i < count; i++) acc = (int64_t)(((uint64_t)acc << 8) | buf[i]);
+   *pvalue = (int32_t)acc;
    return 0;
 }

@@ -68,4 +68,21 @@ int rtxMoveBitCursor(VXCTXT* pctxt, int32_t delta);
 int rtxSkipBits(VXCTXT* pctxt, uint32_t nbits);
 int rtxSkipBytes(VXCTXT* pctxt, uint64_t nbytes);
 
+// count octets at the cursor, read as one block at a byte boundary.
+int rtxDecOctets(VXCTXT* pctxt, uint8_t* buf, unsigned count);
+
+// The number the count octets at p spell, most significant first.
+VX_INLINE uint64_t rtxOctetsToUInt64(const uint8_t* p, unsigned count)
+{
+   uint64_t acc = 0;
+   for (unsigned i = 0; i < count; i++) acc = (acc << 8) | p[i];
+   return acc;
+}
+
+// Numbers of count octets (unsigned: one leading zero octet more than the
+// width is allowed; signed: two's complement).
+int rtxDecUInt32(VXCTXT* pctxt, uint32_t* pvalue, unsigned count);
+int rtxDecInt32(VXCTXT* pctxt, int32_t* pvalue, unsigned count);
+int rtxDecUInt64(VXCTXT* pctxt, uint64_t* pvalue, unsigned count);
+
 #endif

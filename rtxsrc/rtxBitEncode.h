@@ -8,6 +8,16 @@
 
 #include "rtxContext.h"
 
+// Bit lengths: 0 for 0, 1 for 1, 8 for 255, 9 for 256.
+VX_INLINE unsigned rtxUInt32BitLen(uint32_t v)
+{
+   return v == 0 ? 0u : 32u - (unsigned)__builtin_clz(v);
+}
+VX_INLINE unsigned rtxUInt64BitLen(uint64_t v)
+{
+   return v == 0 ? 0u : 64u - (unsigned)__builtin_clzll(v);
+}
+
 // Out of line, in rtxBitEncode: grow (or refuse) the output buffer so that
 // the bytes from byteIndex up to byteIndex + touched exist.
 int rtxEncNeedBytes(VXCTXT* pctxt, uint64_t touched);

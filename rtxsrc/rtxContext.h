@@ -11,6 +11,7 @@ struct VXCTXT;
 struct VXRTSTREAM;
 struct VXRTPrintStream;
 struct VXRTDiagBitFieldList;
+struct VXASN1Info;
 
 // Doubly linked list: count, head, tail. Nodes come from the context's heap.
 struct VXRTDListNode {
@@ -62,14 +63,6 @@ struct VXRTBuffer {
    uint8_t aligned;
 };
 
-// Bounds of a PER size constraint: root lower/upper, extension lower/upper.
-struct Asn1SizeCnst {
-   uint64_t rootLower;
-   uint64_t rootUpper;
-   uint64_t extLower;
-   uint64_t extUpper;
-};
-
 // Singly linked list (Part of the container toolkit); declared here because
 // the ASN.1 information record embeds one.
 struct VXRTSListNode {
@@ -91,17 +84,6 @@ typedef int (*VXFreeHook)(VXCTXT* pctxt);
 struct VXRTAppInfo {
    int (*freeHook)(VXCTXT* pctxt, void* info);
    int (*resetHook)(VXCTXT* pctxt, void* info);
-};
-
-class Asn1ErrorHandler;
-
-// ASN.1 information record, hung off pASN1Info; system-allocated and zeroed.
-struct VXASN1Info {
-   int (*freeHook)(VXCTXT* pctxt, void* info);
-   int (*resetHook)(VXCTXT* pctxt, void* info);
-   Asn1SizeCnst sizeConstraint;
-   VXRTSList eventHandlers;
-   Asn1ErrorHandler* errorHandler;
 };
 
 #define VXCTXT_INITCODE 0x1AA2A34Au
@@ -140,7 +122,7 @@ struct VXCTXT {
    VXRTDList elemNameStack;
    VXRTStack containerStack;
    void* pXMLInfo;
-   VXASN1Info* pASN1Info;
+   VXASN1Info* pASN1Info;  // defined by the ASN.1 layer (rtContext.h)
    VXFreeHook freeHook;
    VXRTDiagBitFieldList* pBitFldList;
    uint16_t indent;
@@ -151,19 +133,8 @@ void rtxPreInitContext(VXCTXT* pctxt);
 int rtxInitContext(VXCTXT* pctxt);
 int rtxInitContextExt(VXCTXT* pctxt, void* (*mallocFunc)(size_t),
                       void* (*reallocFunc)(void*, size_t), void (*freeFunc)(void*));
-int rtInitContext(VXCTXT* pctxt);
-int rtInitASN1RtContext(VXCTXT* pctxt);
-int rtInitSubContext(VXCTXT* sub, VXCTXT* parent);
-int rtCtxtInitASN1Info(VXCTXT* pctxt);
-int rtCtxtFreeASN1Info(VXCTXT* pctxt, void* info);
-int rtCtxtResetASN1Info(VXCTXT* pctxt, void* info);
-// Event handlers of the decoders, kept in the ASN.1 information record
-// (created if missing); registration order is call order.
-int rtAddEventHandler(VXCTXT* pctxt, void* handler);
-void rtRemoveEventHandler(VXCTXT* pctxt, void* handler);
 void rtxFreeAppInfo(VXCTXT* pctxt, void* info);
 void rtxFreeContext(VXCTXT* pctxt);
-void rtFreeContext(VXCTXT* pctxt);
 int rtxCheckContext(VXCTXT* pctxt);
 void rtxCopyContext(VXCTXT* dst, VXCTXT* src);
 void rtxMemFree(VXCTXT* pctxt);
@@ -178,8 +149,6 @@ uint64_t rtxCtxtGetIOByteCount(VXCTXT* pctxt);
 inline void rtxCtxtSetFlag(VXCTXT* pctxt, uint32_t mask) { pctxt->flags |= mask; }
 inline void rtxCtxtClearFlag(VXCTXT* pctxt, uint32_t mask) { pctxt->flags &= ~mask; }
 void rtxCtxtSetMemHeap(VXCTXT* pctxt, VXCTXT* src);
-void rtSetFastCopy(VXCTXT* pctxt, bool value);
-void rtSetCopyValues(VXCTXT* pctxt, bool value);
 
 // Element names and containers.
 int rtxCtxtPushElemName(VXCTXT* pctxt, const char* name);

@@ -68,8 +68,6 @@ int rtxErrAddErrorTableEntry(const char* const* templates, int start, int end);
 // The template of a status, or null if no registered table has one.
 const char* rtxErrGetTemplate(int status);
 int rtxErrInit();
-int rtErrASN1Init();
-int rtErrXmlInit();
 
 #define VX_ASSERT(cond) \
    do { if (!(cond)) rtxErrAssertionFailed(#cond, __LINE__, VX_MODULE); } while (0)

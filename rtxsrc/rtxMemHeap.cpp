@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "asn1type.h"
 #include "rtxContext.h"
 #include "rtxError.h"
 #include "rtxMemHeapImpl.h"
@@ -906,25 +905,4 @@ void rtxMemHeapSetProperty(void** ppvMemHeap, uint32_t propId, void* pProp) {
 uint32_t rtxMemHeapGetDefBlkSize(void** ppvMemHeap) {
    if (!ppvMemHeap || !*ppvMemHeap) return g_defBlkSize;
    return heapOf(ppvMemHeap)->defBlkSize;
-}
-
-// --- lists of open types ------------------------------------------------------
-
-void rtxMemFreeOpenSeqExt(VXCTXT* pctxt, VXRTDList* pElemList) {
-   if (!pctxt || !pElemList) return;
-   if (!rtxMemHeapIsEmpty(&pctxt->pMemHeap)) {
-      VXRTDListNode* node = pElemList->head;
-      while (node) {
-         VXRTDListNode* next = node->next;
-         ASN1OpenType* ot = static_cast<ASN1OpenType*>(node->data);
-         if (ot) {
-            rtxMemFreePtr(pctxt, ot->data);
-            rtxMemFreePtr(pctxt, ot);
-         }
-         rtxMemFreePtr(pctxt, node);
-         node = next;
-      }
-   }
-   pElemList->count = 0;
-   pElemList->head = pElemList->tail = nullptr;
 }

@@ -90,10 +90,6 @@ void rtxMemSetAllocFuncs(VXMallocFunc m, VXReallocFunc r, VXFreeFunc f);
 // recorded in the context.
 void* rtxMemAllocArray2(VXCTXT* pctxt, size_t count, size_t elemSize, unsigned options);
 
-// Frees each node of a list of open type extensions (ASN1OpenType*) with its
-// data, unless the heap is empty, and clears the list.
-void rtxMemFreeOpenSeqExt(VXCTXT* pctxt, VXRTDList* pElemList);
-
 #define VX_HEAP(pctxt) (&(pctxt)->pMemHeap)
 #define rtxMemAlloc(pctxt, n) rtxMemHeapAlloc(VX_HEAP(pctxt), n)
 #define rtxMemAllocZ(pctxt, n) rtxMemHeapAllocZInline(VX_HEAP(pctxt), n)

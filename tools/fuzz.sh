@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets (clang, ASan + UBSan) and runs them.
 #   tools/fuzz.sh [seconds per target] [jobs at once] [target ...]
-# Defaults: 600 s, 2 at once, all seven message targets. Each target starts
+# Defaults: 600 s, 2 at once, the targets of all messages. Each target starts
 # from its seed corpus in fuzz/corpus/<target> and grows a working corpus in
 # build-fuzz/corpus/<target>; findings land in build-fuzz/findings/<target>.
 # A summary line per target (executions, result) goes to build-fuzz/fuzz.log.
@@ -12,7 +12,8 @@ jobs=${2:-2}
 shift $(( $# > 2 ? 2 : $# ))
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
-  targets=(fuzz_cam fuzz_denm fuzz_spatem fuzz_mapem fuzz_ivim fuzz_srem fuzz_ssem)
+  # One target per message of the list in the public header.
+  mapfile -t targets < <(sed -n 's/^   X(\([A-Z]*\),.*/fuzz_\1/p' "$root/api/itscodec.h" | tr 'A-Z' 'a-z')
 fi
 
 dir=$root/build-fuzz

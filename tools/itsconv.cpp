@@ -28,19 +28,14 @@ struct Message {
    FromJson fromJson;
 };
 
-const Message kMessages[] = {
-   {"CAM", etsi_CAM_to_json, etsi_CAM_from_json},
-   {"DENM", etsi_DENM_to_json, etsi_DENM_from_json},
-   {"SPATEM", etsi_SPATEM_to_json, etsi_SPATEM_from_json},
-   {"MAPEM", etsi_MAPEM_to_json, etsi_MAPEM_from_json},
-   {"IVIM", etsi_IVIM_to_json, etsi_IVIM_from_json},
-   {"SREM", etsi_SREM_to_json, etsi_SREM_from_json},
-   {"SSEM", etsi_SSEM_to_json, etsi_SSEM_from_json},
-};
+#define ITSCONV_MESSAGE(MSG, ID, MEMBER) {#MSG, etsi_##MSG##_to_json, etsi_##MSG##_from_json},
+const Message kMessages[] = {ITSCODEC_MESSAGES(ITSCONV_MESSAGE)};
+#undef ITSCONV_MESSAGE
 
 int usage() {
-   std::cerr << "usage: itsconv MSG to-json|from-json [FILE] [--verbose]\n"
-                "  MSG: CAM DENM SPATEM MAPEM IVIM SREM SSEM\n";
+   std::cerr << "usage: itsconv MSG to-json|from-json [FILE] [--verbose]\n  MSG:";
+   for (const Message& m : kMessages) std::cerr << " " << m.name;
+   std::cerr << "\n";
    return 2;
 }
 

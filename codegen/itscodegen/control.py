@@ -17,6 +17,7 @@ class FormatBranch:
 
     enc_kind = None
     dec_kind = None
+    rank = 0  # place in the tests of a control class: UPER, JSON, XML
 
     def encode(self, w, t, rec):
         raise NotImplementedError
@@ -32,8 +33,14 @@ class FormatBranch:
 BRANCHES = []
 
 
+def branches():
+    """The registered branches in the order they are tested, whatever the
+    order the back ends were imported in."""
+    return sorted(BRANCHES, key=lambda b: b.rank)
+
+
 def source_includes(mod):
-    return [inc for b in BRANCHES for inc in b.includes(mod)]
+    return [inc for b in branches() for inc in b.includes(mod)]
 
 NOT_SUPPORTED = "RTERR_NOTSUPP"  # -60
 
@@ -42,7 +49,7 @@ def write_encode_to(w, t, cls, rec):
     with w.block("int %s::EncodeTo(VXRTMessageBufferIF& msgBuf)" % cls):
         w("int stat = setMsgBuf(msgBuf, 1);")
         w("if (stat != 0) return stat;")
-        for b in BRANCHES:
+        for b in branches():
             with w.block("if (msgBuf.isA(VXRTMessageBufferIF::%s))" % b.enc_kind):
                 b.encode(w, t, rec)
         w("// Formats without a generated codec are not supported.")
@@ -61,7 +68,7 @@ def write_decode_from(w, t, cls, rec, init_call=None, set_context=False):
         if set_context:
             w("// From here on the record's parts belong to the buffer's context.")
             w("%s.setContext(msgBuf.getContext());" % rec)
-        for b in BRANCHES:
+        for b in branches():
             with w.block("if (msgBuf.isA(VXRTMessageBufferIF::%s))" % b.dec_kind):
                 b.decode(w, t, rec)
         w("// Formats without a generated codec are not supported.")

@@ -1,4 +1,5 @@
 """A small writer for generated C++ text (three blanks per level)."""
+import re
 
 
 class Writer:
@@ -23,7 +24,57 @@ class Writer:
         self.level -= 1
 
     def text(self):
-        return "\n".join(self.lines) + "\n"
+        return "\n".join(tidy(self.lines)) + "\n"
+
+
+# Member access through a pointer the rules write as (*p).x; &(*p) alone
+# is p.
+# (A parenthesis behind a name or a bracket is a call's, not one of these.)
+_DEREF_MEMBER = re.compile(r"(?<![\w)\]])\(\*([A-Za-z_]\w*)\)\.")
+_ADDR_OF_DEREF = re.compile(r"&\(\*([A-Za-z_]\w*)\)(?![\w.\[(>-])")
+_PAREN_DEREF = re.compile(r"(?<![\w)\]])\(\*([A-Za-z_]\w*)\)(?![\w.\[(>-])")
+_FUNCTION_HEAD = re.compile(r"^(?!(struct|class|namespace|enum|union|extern|typedef|switch|for|if)\b)"
+                            r"[A-Za-z_].*\)( const)? \{$")
+_STAT = re.compile(r"\bstat\b")
+
+
+def tidy(lines):
+    """The rules' text as a reviewer reads it: p->x for (*p).x, *p for a
+    lone (*p), and the
+    status variable of a function declared where it is first set, or not
+    at all when nothing uses it."""
+    lines = [_PAREN_DEREF.sub(r"*\1", _ADDR_OF_DEREF.sub(r"\1", _DEREF_MEMBER.sub(r"\1->", ln)))
+             for ln in lines]
+    out, i = [], 0
+    while i < len(lines):
+        ln = lines[i]
+        if not _FUNCTION_HEAD.match(ln):
+            out.append(ln)
+            i += 1
+            continue
+        end = i + 1
+        while end < len(lines) and lines[end] != "}":
+            end += 1
+        out.append(ln)
+        out.extend(_tidy_status(lines[i + 1:end]))
+        i = end
+    return out
+
+
+def _tidy_status(body):
+    body = [ln for ln in body if ln.strip() != "(void)stat;"]
+    decl = [k for k, ln in enumerate(body) if ln == "   int stat = 0;"]
+    if len(decl) != 1:
+        return body
+    d = decl[0]
+    uses = [k for k, ln in enumerate(body) if k != d and _STAT.search(ln)]
+    if not uses:
+        return body[:d] + body[d + 1:]
+    first = body[uses[0]]
+    if first.startswith("   stat = ") and uses[0] > d:
+        body[uses[0]] = "   int " + first[3:]
+        return body[:d] + body[d + 1:]
+    return body
 
 
 class _Block:
@@ -60,10 +111,10 @@ def header_banner(stem, what):
 
 
 def schema_header(w, name, what, guard_name):
-    """Opens a header generated from the whole schema (tests only): banner
-    and include guard."""
-    w("// %s: %s (tests only)." % (name, what))
-    w("// Written by the itscodec schema compiler (codegen/); do not edit.")
+    """Opens a header generated from the whole schema: banner and include
+    guard."""
+    w("// %s: %s." % (name, what))
+    w("// Generated from the schema in asn1/ by the itscodec schema compiler (codegen/); do not edit.")
     w("#ifndef " + guard_name)
     w("#define " + guard_name)
     w()

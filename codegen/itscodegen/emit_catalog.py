@@ -1,11 +1,14 @@
-"""Emitter of `itsgen_catalog.h`: X-macro lists of the generated records and
-classes by construct, so that tests can walk every record, enumeration
-table and region list without naming them one by one. Nothing in the
-library includes it."""
+"""Emitters of the whole-schema headers: `itsgen_catalog.h`, X-macro lists
+of the generated records and classes by construct, so that tests can walk
+every record, enumeration table and region list without naming them one by
+one (nothing in the library includes it); and `itsgen_all.h`, the headers
+of every module and codec, which the exports and the programs over them
+include instead of naming the message modules."""
 from . import layout
 from .cwriter import Writer, schema_header
 
 NAME = "itsgen_catalog.h"
+ALL = "itsgen_all.h"
 
 
 def xlist(w, name, entries):
@@ -19,7 +22,7 @@ def xlist(w, name, entries):
 def emit(model):
     types = model.types
     w = Writer()
-    schema_header(w, "itsgen_catalog.h", "lists of the generated records by construct",
+    schema_header(w, "itsgen_catalog.h", "lists of the generated records by construct (tests only)",
                   "ITSGEN_CATALOG_H")
     for m in model.order:
         w('#include "%s.h"' % m.stem)
@@ -42,4 +45,11 @@ def emit(model):
     xlist(w, "ITSGEN_LIST_CLASSES", ["Vexil_%s, %s" % (t.cname, t.elem.record) for t in types
                                      if t.family in ("list", "region list") and layout.has_new(t.elem)])
     w("#endif")
-    return {NAME: w.text()}
+    a = Writer()
+    schema_header(a, ALL, "the records, control classes and codecs of every module", "ITSGEN_ALL_H")
+    for m in model.order:
+        for suffix in ("", "Per", "Json"):
+            a('#include "%s%s.h"' % (m.stem, suffix))
+    a()
+    a("#endif")
+    return {NAME: w.text(), ALL: a.text()}

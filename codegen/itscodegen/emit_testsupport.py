@@ -14,7 +14,7 @@ and optional components are drawn from a range that narrows with depth.
 A BIT STRING with named bits and a variable size is filled already trimmed
 (its last bit set when above the lower bound), so encoding does not change it.
 """
-from . import emit_uper, layout, naming
+from . import codec_common, layout, naming
 from .cwriter import Writer, c_string, schema_header, scope
 
 HEADER = "itsgen_test.h"
@@ -167,7 +167,7 @@ def fill_rows(w, t, lv, row):
 
 def alloc(w, t, lv, ctype):
     w("%s = (%s)rtxMemAllocZ(pctxt, sizeof(*%s));" % (lv, ctype, lv))
-    emit_uper.construct(w, t, lv)
+    codec_common.construct(w, t, lv)
 
 
 def fill_open(w, t, lv):
@@ -190,9 +190,9 @@ def fill_choice(w, t, v):
             w("case %d: {" % (i + 1))
             w.indent()
             if c.type.base.kind != "NULL":
-                if emit_uper.by_pointer(c):
+                if codec_common.by_pointer(c):
                     alloc(w, c.type, "%s.u.%s" % (v, c.cid), layout.ptr_ctype(c.type))
-                fill_value(w, c.type, emit_uper.alt_lv(v, c), v)
+                fill_value(w, c.type, codec_common.alt_lv(v, c), v)
             w("break;")
             w.dedent()
             w("}")
@@ -213,7 +213,7 @@ def fill_seqof(w, t, v):
         with w.block("for (uint64_t i = 0; i < count; i++)"):
             w("%s* elem = (%s*)rtxMemAllocZ(pctxt, sizeof(%s));" % (et, et, et))
             w("VXRTDListNode* node = (VXRTDListNode*)rtxMemAlloc(pctxt, sizeof(VXRTDListNode));")
-            emit_uper.construct(w, e, "elem")
+            codec_common.construct(w, e, "elem")
             w("node->data = elem;")
             w("rtxDListAppendNode(&%s, node);" % v)
             fill_value(w, e, "(*elem)")
@@ -299,10 +299,10 @@ def eq_body(w, t, a, b):
                 w("case %d: {" % (i + 1))
                 w.indent()
                 if c.type.base.kind != "NULL":
-                    if emit_uper.by_pointer(c):
+                    if codec_common.by_pointer(c):
                         w("if (%s.u.%s == 0 || %s.u.%s == 0) return %s.u.%s == %s.u.%s;"
                           % (a, c.cid, b, c.cid, a, c.cid, b, c.cid))
-                    eq_value(w, c.type, emit_uper.alt_lv(a, c), emit_uper.alt_lv(b, c))
+                    eq_value(w, c.type, codec_common.alt_lv(a, c), codec_common.alt_lv(b, c))
                 w("break;")
                 w.dedent()
                 w("}")
@@ -364,161 +364,11 @@ def write_equal(w, t):
     w()
 
 
-COMMON = r'''
-// Random numbers for the fill functions (seeded, so a failing case can be
-// replayed) and the depth of the record being filled.
-struct ItsTestRng {
-   uint64_t state;
-   unsigned depth;
-   explicit ItsTestRng(uint64_t seed) : state(seed * 0x9E3779B97F4A7C15ULL + 1), depth(0) {}
-   uint64_t next()
-   {
-      uint64_t z = (state += 0x9E3779B97F4A7C15ULL);
-      z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ULL;
-      z = (z ^ (z >> 27)) * 0x94D049BB133111EBULL;
-      return z ^ (z >> 31);
-   }
-   uint64_t below(uint64_t n) { return n != 0 ? next() % n : 0; }
-   // A value of lo..hi; the bounds themselves come up often.
-   int64_t pick(int64_t lo, int64_t hi)
-   {
-      uint64_t span = (uint64_t)hi - (uint64_t)lo;
-      switch (next() % 4) {
-      case 0: return lo;
-      case 1: return hi;
-      default:
-         return (int64_t)((uint64_t)lo + (span == UINT64_MAX ? next() : below(span + 1)));
-      }
-   }
-   // A list count: the lower bound, or up to two more near the root.
-   uint64_t count(uint64_t lo, uint64_t hi)
-   {
-      uint64_t extra = depth < 5 ? 2 : 0;
-      uint64_t top = hi - lo < extra ? hi : lo + extra;
-      return lo + below(top - lo + 1);
-   }
-   // Optional components get rarer with depth.
-   bool optional() { return depth < 7 && below(2) != 0; }
-};
-
-// One row per type: its name and what a test needs to run it generically.
-// make returns a new set-up record (release frees its parts and deletes it);
-// the codecs take the record as the generated functions do, behind void*.
-struct ItsTestType {
-   const char* name;
-   void* (*make)(VXCTXT* pctxt);
-   void (*release)(VXCTXT* pctxt, void* pvalue);
-   int (*perEncode)(VXCTXT* pctxt, void* pvalue);
-   int (*perDecode)(VXCTXT* pctxt, void* pvalue);
-   int (*jsonEncode)(VXCTXT* pctxt, const void* pvalue);
-   int (*jsonDecode)(VXCTXT* pctxt, void* pvalue);
-   void (*fill)(VXCTXT* pctxt, void* pvalue, ItsTestRng& rng);
-   bool (*equal)(const void* a, const void* b);
-   // Whether a record may hold an open type without a known type (its
-   // octets as they came), which the two codecs carry differently.
-   bool rawOpen;
-   // The unknown additions of an extensible SEQUENCE, or null.
-   ASN1TSeqExt* (*ext)(void* pvalue);
-   // Makes an extensible CHOICE the unknown alternative `ot`, or null.
-   void (*unknownAlt)(void* pvalue, ASN1OpenType* ot);
-};
-
-extern const ItsTestType itsTestTypes[];
-extern const size_t itsTestTypeCount;
-
-inline void itsTestRandomBytes(ItsTestRng& rng, uint8_t* data, uint64_t n)
-{
-   for (uint64_t i = 0; i < n; i++) data[i] = (uint8_t)rng.next();
-}
-
-// nbits random bits, the rest of the nbytes bytes zero.
-inline void itsTestRandomBits(ItsTestRng& rng, uint8_t* data, uint64_t nbits, uint64_t nbytes)
-{
-   for (uint64_t i = 0; i < nbytes; i++) {
-      uint64_t first = i * 8;
-      uint8_t b = (uint8_t)rng.next();
-      if (first >= nbits) b = 0;
-      else if (nbits - first < 8) b = (uint8_t)(b & (0xFF00u >> (nbits - first)));
-      data[i] = b;
-   }
-}
-
-inline bool itsTestBitsEqual(const uint8_t* a, const uint8_t* b, uint64_t nbits)
-{
-   for (uint64_t i = 0; i < nbits; i++)
-      if (((a[i / 8] ^ b[i / 8]) >> (7 - i % 8)) & 1) return false;
-   return true;
-}
-
-inline bool itsTestBytesEqual(const uint8_t* a, uint64_t na, const uint8_t* b, uint64_t nb)
-{
-   return na == nb && (na == 0 || memcmp(a, b, (size_t)na) == 0);
-}
-
-inline bool itsTestStringEqual(const char* a, const char* b)
-{
-   return strcmp(a != 0 ? a : "", b != 0 ? b : "") == 0;
-}
-
-inline bool itsTestOpenEqual(const ASN1OpenType* a, const ASN1OpenType* b)
-{
-   if (a == 0 || b == 0) return a == b;
-   return itsTestBytesEqual(a->data, a->numocts, b->data, b->numocts);
-}
-
-// Unknown additions: the same count, each absent or with the same octets.
-inline bool itsTestExtEqual(const ASN1TSeqExt* a, const ASN1TSeqExt* b)
-{
-   if (a->count != b->count) return false;
-   const VXRTDListNode* na = a->head;
-   const VXRTDListNode* nb = b->head;
-   for (; na != 0 && nb != 0; na = na->next, nb = nb->next)
-      if (!itsTestOpenEqual((const ASN1OpenType*)na->data, (const ASN1OpenType*)nb->data)) return false;
-   return na == nb;
-}
-
-// Octets of an open type without a known type: "<hex digits>" (a JSON
-// value, so that both codecs carry it), not NUL-terminated.
-inline const uint8_t* itsTestRandomOpenText(VXCTXT* pctxt, ItsTestRng& rng, uint64_t* numocts)
-{
-   uint64_t n = 2 + 2 * rng.below(4);
-   uint8_t* s = (uint8_t*)rtxMemAlloc(pctxt, n);
-   if (s == 0) {
-      *numocts = 0;
-      return 0;
-   }
-   s[0] = '"';
-   for (uint64_t i = 1; i + 1 < n; i++) s[i] = (uint8_t)"0123456789abcdef"[rng.below(16)];
-   s[n - 1] = '"';
-   *numocts = n;
-   return s;
-}
-
-// A NUL-terminated string of n characters on the heap.
-inline const char* itsTestRandomString(VXCTXT* pctxt, ItsTestRng& rng, size_t n, bool utf8)
-{
-   static const char* const wide[] = {@WIDE@};
-   static const char ascii[] = @ASCII@;
-   char* s = (char*)rtxMemAlloc(pctxt, n * 3 + 1);
-   if (s == 0) return 0;
-   size_t k = 0;
-   for (size_t i = 0; i < n; i++) {
-      if (utf8 && rng.below(4) == 0) {
-         const char* w = wide[rng.below(@NWIDE@)];
-         while (*w) s[k++] = *w++;
-      } else {
-         s[k++] = ascii[rng.below(sizeof(ascii) - 1)];
-      }
-   }
-   s[k] = 0;
-   return s;
-}
-'''
 
 
 def emit_header(model):
     w = Writer()
-    schema_header(w, "itsgen_test.h", "random records and deep comparison for every type",
+    schema_header(w, "itsgen_test.h", "random records and deep comparison for every type (tests only)",
                   "ITSGEN_TEST_H")
     w("#include <stddef.h>")
     w("#include <stdint.h>")
@@ -528,11 +378,8 @@ def emit_header(model):
         w('#include "%s.h"' % m.stem)
         w('#include "%sPer.h"' % m.stem)
         w('#include "%sJson.h"' % m.stem)
-    w('#include "rtxDList.h"')
-    w('#include "rtxMemory.h"')
-    text = COMMON.replace("@WIDE@", ", ".join('"%s"' % x for x in UTF8_EXTRA)) \
-        .replace("@ASCII@", c_string(ASCII)).replace("@NWIDE@", str(len(UTF8_EXTRA)))
-    w.lines.extend(text.split("\n"))
+    w('#include "itstest.h"')
+    w()
     for t in model.types:
         w(fill_sig(t) + ";")
         w(equal_sig(t) + ";")
@@ -545,7 +392,7 @@ def emit_unit(mod):
     w = Writer()
     w("// %sTest: random records and comparison of the types of module %s (tests only)."
       % (mod.stem, mod.name))
-    w("// Written by the itscodec schema compiler (codegen/); do not edit.")
+    w("// Generated from the schema in asn1/ by the itscodec schema compiler (codegen/); do not edit.")
     w('#include "%s"' % HEADER)
     w()
     for t in mod.types:
@@ -574,7 +421,7 @@ def raw_open(t, seen=None):
 def emit_table(model):
     w = Writer()
     w("// itsgen_testtable: one row per type for the generic tests.")
-    w("// Written by the itscodec schema compiler (codegen/); do not edit.")
+    w("// Generated from the schema in asn1/ by the itscodec schema compiler (codegen/); do not edit.")
     w("#include <new>")
     w('#include "%s"' % HEADER)
     w()
@@ -598,7 +445,7 @@ def emit_table(model):
             else:
                 w("(void)pctxt;")
             w("delete p;")
-        arg = "*(%s*)pvalue" % r if emit_uper.byval(t) else "(%s*)pvalue" % r
+        arg = "*(%s*)pvalue" % r if codec_common.byval(t) else "(%s*)pvalue" % r
         w("int pe_%s(VXCTXT* pctxt, void* pvalue) { return asn1PE_%s(pctxt, %s); }"
           % (t.cname, t.cname, arg))
         w("int pd_%s(VXCTXT* pctxt, void* pvalue) { return asn1PD_%s(pctxt, (%s*)pvalue); }"

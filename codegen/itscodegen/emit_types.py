@@ -1,39 +1,13 @@
 """Emitter of the type layer: for each module `<stem>.h` and `<stem>.cpp`
 with the records, value tables, constructors, asn1Init_/asn1Free_/new_ASN1T_
-and the control classes; plus `itsgen.h` with the table row types shared by
-all modules."""
+and the control classes. The row types of the value tables are the
+run-time's (`rtsrc/asn1Gen.h`)."""
 from . import control, layout, naming
 from .cwriter import Writer, c_string, header_banner
 from .errors import SchemaError
 
-COMMON_HEADER = "itsgen.h"
-
-
-def emit_common():
-    w = Writer()
-    w("// itsgen.h: row types of the generated value tables.")
-    w("// Written by the itscodec schema compiler (codegen/); do not edit.")
-    w("#ifndef ITSGEN_H")
-    w("#define ITSGEN_H")
-    w()
-    w('#include "rtxEnum.h"')
-    w()
-    w("// A row of an ASN1T_<T>_ENUMTAB: the fields of VXRTEnumItem, then the")
-    w("// index of the row that holds value i (the table is sorted by name).")
-    with w.block("struct %s" % naming.ENUM_ITEM_TYPE, "};"):
-        w("const char* name;")
-        w("int32_t value;")
-        w("uint16_t namelen;")
-        w("uint16_t transidx;")
-    w()
-    w("// A row of a g_ASN1T_<T>_NAMEDBITTAB, in bit order, closed by a zero row.")
-    with w.block("struct %s" % naming.NAMED_BIT_ITEM_TYPE, "};"):
-        w("const char* name;")
-        w("uint16_t bitnum;")
-        w("uint16_t namelen;")
-    w()
-    w("#endif")
-    return w.text()
+# The run-time header with the row types of the value tables.
+COMMON_HEADER = "asn1Gen.h"
 
 
 def guard(stem):
@@ -651,7 +625,7 @@ def emit_source(model, mod):
 def emit(model):
     """{file name: text} of the type layer."""
     check_include_cycles(model)
-    out = {COMMON_HEADER: emit_common()}
+    out = {}
     for mod in model.order:
         out[mod.stem + ".h"] = emit_header(model, mod)
         out[mod.stem + ".cpp"] = emit_source(model, mod)

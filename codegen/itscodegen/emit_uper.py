@@ -21,12 +21,13 @@ length (a fragmented count) is returned as it is: callers take it for a
 failure.
 """
 from . import control, layout, naming
+from .codec_common import alloc_record, alt_lv, by_pointer, byval, construct, is_pdu
 from .cwriter import Writer, c_string, codec_units, scope
 
-COMMON_HEADER = "itsgen_per.h"
+# The run-time header of the steps every generated UPER codec shares.
+COMMON_HEADER = "uperGen.h"
 EV = "Asn1NamedEventHandler"
 EV64 = "Asn1NamedEventHandler64"
-PLAIN_KINDS = ("INTEGER", "ENUMERATED", "BOOLEAN", "STRING")
 
 
 # -- small helpers ------------------------------------------------------------
@@ -40,14 +41,36 @@ def ulit(n):
     return "%dU" % n if n < (1 << 32) else "%dULL" % n
 
 
-def byval(t):
-    """Whether asn1PE_T takes the value itself (numbers, strings) rather
-    than a pointer to the record."""
-    return t.base.kind in PLAIN_KINDS
+def writes_back(t, seen=None):
+    """Whether encoding a record of type t changes it: a BIT STRING with
+    named bits and a variable size is trimmed of its trailing zero bits in
+    the record itself, and so is every record that holds one. All other
+    encoders take their record as const."""
+    seen = set() if seen is None else seen
+    if id(t) in seen:
+        return False
+    seen.add(id(t))
+    k = t.kind
+    if k == "ALIAS":
+        return writes_back(t.target, seen)
+    if k == "BITSTRING":
+        return bool(t.bits) and layout.bitstr_form(t) in ("var", "ext")
+    if k in ("SEQUENCE", "CHOICE"):
+        return any(writes_back(c.type, seen) for c in t.comps)
+    if k == "SEQOF":
+        return writes_back(t.elem, seen)
+    if k == "OPEN":
+        return any(writes_back(r.type, seen) for r in t.rows)
+    return False
 
 
 def enc_sig(t):
-    arg = "%s value" % t.record if byval(t) else "%s* pvalue" % t.record
+    if byval(t):
+        arg = "%s value" % t.record
+    elif writes_back(t):
+        arg = "%s* pvalue" % t.record
+    else:
+        arg = "const %s* pvalue" % t.record
     return "int asn1PE_%s(VXCTXT* pctxt, %s)" % (t.cname, arg)
 
 
@@ -67,28 +90,6 @@ def fail_length(w):
     """After a length decoder: a negative status gets this position, a
     positive 2 (fragment) goes up bare as a failure."""
     w("if (stat != 0) return stat < 0 ? VX_LOG_ERR(pctxt, stat) : stat;")
-
-
-def is_pdu(t):
-    """Types that no other type uses end their decoder with the scan for
-    a constraint violation recorded on the way."""
-    return t.owned and t.refs == 0
-
-
-def construct(w, t, ptr):
-    """Constructs a zeroed heap record of type t at ptr."""
-    b = t.base
-    if layout.is_list(b):
-        w("rtxDListInit(%s);" % ptr)
-    elif b.owned and layout.is_struct(b) and layout.has_ctor(b):
-        w("new (%s) %s();" % (ptr, b.record))
-
-
-def alloc_record(w, t, lv, ctype):
-    """lv = a new zeroed, constructed record of type t (pointer type ctype)."""
-    w("%s = (%s)rtxMemAllocZ(pctxt, sizeof(*%s));" % (lv, ctype, lv))
-    w("if (%s == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);" % lv)
-    construct(w, t, lv)
 
 
 # -- encoders ------------------------------------------------------------------
@@ -359,19 +360,6 @@ def enc_sequence(w, t, v):
         with w.block("if (%s.extElem1.count != 0)" % v):
             w("stat = uperGenEncExt(pctxt, &%s.extElem1);" % v)
             fail_pass(w)
-
-
-def alt_lv(v, c):
-    """The lvalue of a CHOICE alternative: in the union by value, or behind
-    the union's pointer (a character string is its own pointer)."""
-    if layout.choice_by_value(c.type) or layout.is_string(c.type):
-        return "%s.u.%s" % (v, c.cid)
-    return "(*%s.u.%s)" % (v, c.cid)
-
-
-def by_pointer(c):
-    return not (layout.choice_by_value(c.type) or layout.is_string(c.type)
-                or c.type.base.kind == "NULL")
 
 
 def enc_choice(w, t, v):
@@ -981,6 +969,9 @@ def dec_open(w, t, lv, parent):
 # -- functions ----------------------------------------------------------------------
 
 def write_encoder(w, t):
+    if writes_back(t):
+        w("// Writes back: trailing zero bits of named-bit strings are trimmed in the")
+        w("// record itself, so the record is not const.")
     with w.block(enc_sig(t)):
         if t.kind == "ALIAS":
             w("return asn1PE_%s(pctxt, %s);" % (t.target.cname, "value" if byval(t) else "pvalue"))
@@ -1001,191 +992,16 @@ def write_decoder(w, t):
         else:
             dec_body(w, t, "(*pvalue)", None)
         if is_pdu(t):
-            w("return uperGenConsVioPending(pctxt);")
+            w("return rtGenConsVioPending(pctxt);")
         else:
             w("(void)stat;")
             w("return 0;")
     w()
 
 
-COMMON_TEXT = r'''// itsgen_per.h: helpers shared by the generated UPER codecs.
-// Written by the itscodec schema compiler (codegen/); do not edit.
-#ifndef ITSGEN_PER_H
-#define ITSGEN_PER_H
-
-#include <cstring>
-#include <new>
-
-#include "asn1ErrorHandler.h"
-#include "asn1EventHandler.h"
-#include "asn1per.h"
-#include "rtxBitString.h"
-#include "rtxDList.h"
-#include "rtxError.h"
-#include "rtxMemory.h"
-#include "rtxUTF8.h"
-
-// Bits between the cursor and the end of the message (no limit on a live
-// stream). Counts read from the wire are compared with it before they size
-// an allocation.
-inline uint64_t uperGenBitsLeft(const VXCTXT* pctxt)
-{
-   const VXRTBuffer& b = pctxt->buffer;
-   if (pctxt->pStream != 0) return UINT64_MAX;
-   if (b.byteIndex >= b.size) return 0;
-   return (b.size - b.byteIndex) * 8 - (8 - (uint64_t)b.bitOffset);
-}
-
-// Whether a run of fixed bit fields can be read with one load: a word lies
-// ahead, and no event handler listens (the ASN.1 information block exists,
-// so no event call would have to create it, and its list is empty).
-inline bool uperGenQuietWord(const VXCTXT* pctxt)
-{
-   const VXASN1Info* info = pctxt->pASN1Info;
-   return info != 0 && info->eventHandlers.count == 0 && rtxDecHasWord(pctxt);
-}
-
-// Unknown extension additions of a SEQUENCE whose extension bit is set: the
-// count, one presence bit per node and the octets of the present ones,
-// exactly as they came.
-inline int uperGenEncExt(VXCTXT* pctxt, const ASN1TSeqExt* ext)
-{
-   int stat = pe_SmallLength(pctxt, ext->count);
-   if (stat < 0) return VX_LOG_ERR(pctxt, stat);
-   stat = pe_OpenTypeExtBits(pctxt, ext);
-   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
-   stat = pe_OpenTypeExt(pctxt, ext);
-   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
-   return 0;
-}
-
-// Reads the additions after a set extension bit into ext: one node per
-// addition in wire order, an ASN1OpenType for a present one, null for an
-// absent one.
-inline int uperGenDecExt(VXCTXT* pctxt, ASN1TSeqExt* ext)
-{
-   uint32_t count = 0;
-   int stat = pd_SmallLength(pctxt, &count);
-   if (stat != 0) return stat < 0 ? VX_LOG_ERR(pctxt, stat) : stat;
-   if (count > uperGenBitsLeft(pctxt)) return VX_LOG_ERR(pctxt, RTERR_ENDOFBUF);
-   uint8_t* flags = (uint8_t*)rtxMemAlloc(pctxt, count != 0 ? count : 1);
-   if (flags == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);
-   for (uint32_t i = 0; i < count; i++) {
-      stat = rtxDecBit(pctxt, &flags[i]);
-      if (stat != 0) {
-         rtxMemFreePtr(pctxt, flags);
-         return VX_LOG_ERR(pctxt, stat);
-      }
-   }
-   for (uint32_t i = 0; i < count && stat == 0; i++) {
-      ASN1OpenType* item = 0;
-      if (flags[i]) {
-         const uint8_t* data = 0;
-         uint64_t numocts = 0;
-         stat = pd_OpenType(pctxt, &data, &numocts);
-         if (stat != 0) {
-            stat = VX_LOG_ERR(pctxt, stat);
-            break;
-         }
-         item = rtxMemAllocTypeZ(pctxt, ASN1OpenType);
-         if (item == 0) {
-            stat = VX_LOG_ERR(pctxt, RTERR_NOMEM);
-            break;
-         }
-         item->numocts = numocts;
-         item->data = data;
-      }
-      if (rtxDListAppend(pctxt, ext, item) == 0) stat = VX_LOG_ERR(pctxt, RTERR_NOMEM);
-   }
-   rtxMemFreePtr(pctxt, flags);
-   return stat;
-}
-
-// The end of a top-level decoder: a constraint violation recorded anywhere
-// on the way fails the message, even when every step returned 0.
-inline int uperGenConsVioPending(VXCTXT* pctxt)
-{
-   for (const VXRTDListNode* node = pctxt->errInfo.head; node != 0; node = node->next) {
-      const VXRTErrInfo* info = (const VXRTErrInfo*)node->data;
-      if (info != 0 && info->status == RTERR_CONSVIO) return RTERR_CONSVIO;
-   }
-   return 0;
-}
-
-// Open types with a table constraint, encoding: the known value is written
-// into a fresh buffer of its own; *saved keeps the caller's buffer, given
-// back with rtxCopyContext(pctxt, saved).
-inline int uperGenOpenBegin(VXCTXT* pctxt, VXCTXT* saved)
-{
-   rtxCopyContext(saved, pctxt);
-   pctxt->pStream = 0;
-   // The caller's buffer is not released when the new one is set up.
-   pctxt->flags &= ~VXCTXT_FLAG_SYSBUF;
-   int stat = rtxInitContextBuffer(pctxt, 0, 0);
-   if (stat != 0) {
-      rtxCopyContext(pctxt, saved);
-      return VX_LOG_ERR(pctxt, stat);
-   }
-   return 0;
-}
-
-// Decoding: the length of the value in octets and the bit position where
-// the value starts. A fragmented length is not supported (-60).
-inline int uperGenOpenLength(VXCTXT* pctxt, uint64_t* plen, uint64_t* pstart)
-{
-   uint32_t len = 0;
-   int stat = pd_UnconsLength(pctxt, &len);
-   if (stat < 0) return VX_LOG_ERR(pctxt, stat);
-   if (stat == 2) return RTERR_NOTSUPP;
-   *plen = len;
-   *pstart = pu_getMsgLenBits(pctxt);
-   return 0;
-}
-
-// After a known value: bits it left unused (a longer value of a newer
-// version) are skipped; reading past the declared length is -101.
-inline int uperGenOpenEnd(VXCTXT* pctxt, uint64_t start, uint64_t len)
-{
-   uint64_t used = pu_getMsgLenBits(pctxt) - start;
-   uint64_t expected = len * 8;
-   if (used > expected) return VX_LOG_ERR(pctxt, ASN_E_INVLEN);
-   if (used < expected) {
-      int stat = rtxMoveBitCursor(pctxt, (int32_t)(expected - used));
-      if (stat != 0) return VX_LOG_ERR(pctxt, stat);
-   }
-   return 0;
-}
-
-// A value of a key without a known type: len octets kept as they are.
-inline int uperGenDecRawOpenType(VXCTXT* pctxt, uint64_t len, ASN1OpenType** pout)
-{
-   ASN1OpenType* item = rtxMemAllocTypeZ(pctxt, ASN1OpenType);
-   if (item == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);
-   uint8_t* data = (uint8_t*)rtxMemAlloc(pctxt, len != 0 ? len : 1);
-   if (data == 0) {
-      rtxMemFreePtr(pctxt, item);
-      return VX_LOG_ERR(pctxt, RTERR_NOMEM);
-   }
-   int stat = rtxDecBitsToByteArray(pctxt, data, len != 0 ? len : 1, len * 8);
-   if (stat != 0) {
-      rtxMemFreePtr(pctxt, data);
-      rtxMemFreePtr(pctxt, item);
-      return VX_LOG_ERR(pctxt, stat);
-   }
-   item->numocts = len;
-   item->data = data;
-   *pout = item;
-   Asn1NamedEventHandler::invokeOpenTypeValue(pctxt, (uint32_t)len, data);
-   return 0;
-}
-
-#endif
-'''
-
-
 def emit(model):
     """{file name: text} of the UPER back end."""
-    out = {COMMON_HEADER: COMMON_TEXT}
+    out = {}
     for mod in model.order:
         (out[mod.stem + "Per.h"], out[mod.stem + "Enc.cpp"],
          out[mod.stem + "Dec.cpp"]) = codec_units(

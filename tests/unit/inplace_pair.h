@@ -9,6 +9,7 @@
 
 #include <string>
 
+#include "rtContext.h"
 #include "rtxError.h"
 #include "rtxMemBuf.h"
 #include "rtxStream.h"

@@ -78,7 +78,7 @@ TEST_F(BitCursor, ZeroCountsAndLimitsOfReads)
    EXPECT_EQ(0u, w);
    EXPECT_EQ(RTERR_TOOBIG, rtxDecBits(pctxt, &w, 33));
    EXPECT_EQ(RTERR_TOOBIG, rtxDecBitsToByte(pctxt, &b, 9));
-   uint16_t h;
+   uint16_t h = 0;
    EXPECT_EQ(RTERR_TOOBIG, rtxDecBitsToUInt16(pctxt, &h, 17));
    EXPECT_EQ(0u, bitPos());
 

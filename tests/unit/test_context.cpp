@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "rtContext.h"
 #include "rtxContext.h"
 #include "rtxError.h"
 #include "rtxMemory.h"

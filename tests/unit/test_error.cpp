@@ -5,6 +5,8 @@
 #include <string>
 
 #include "asn1ErrorHandler.h"
+#include "rtContext.h"
+#include "rtXmlErr.h"
 #include "rtxError.h"
 #include "rtxMemory.h"
 

@@ -164,7 +164,7 @@ TEST_F(JsonReader, AnyTypeWithoutOutputOnlyValidates) {
 
 #include "VXJSONBuffers.h"
 #include "VXRTStream.h"
-#include "itsgen_json.h"
+#include "jsonGen.h"
 #include "rtxMemBuf.h"
 #include "rtxStream.h"
 

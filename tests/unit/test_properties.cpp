@@ -489,17 +489,12 @@ TEST(MessageExports, RandomMessagesRoundTripThroughJson)
 {
    const struct {
       const char* name;
-      const char* lower;
       ToJsonFn toJson;
       FromJsonFn fromJson;
    } messages[] = {
-      {"CAM", "cam", etsi_CAM_to_json, etsi_CAM_from_json},
-      {"DENM", "denm", etsi_DENM_to_json, etsi_DENM_from_json},
-      {"SPATEM", "spatem", etsi_SPATEM_to_json, etsi_SPATEM_from_json},
-      {"MAPEM", "mapem", etsi_MAPEM_to_json, etsi_MAPEM_from_json},
-      {"IVIM", "ivim", etsi_IVIM_to_json, etsi_IVIM_from_json},
-      {"SREM", "srem", etsi_SREM_to_json, etsi_SREM_from_json},
-      {"SSEM", "ssem", etsi_SSEM_to_json, etsi_SSEM_from_json},
+#define VX_TEST_MESSAGE(MSG, ID, MEMBER) {#MSG, etsi_##MSG##_to_json, etsi_##MSG##_from_json},
+      ITSCODEC_MESSAGES(VX_TEST_MESSAGE)
+#undef VX_TEST_MESSAGE
    };
    const char* corpus = getenv("ITSCODEC_FUZZ_CORPUS");
    for (const auto& m : messages) {
@@ -528,7 +523,9 @@ TEST(MessageExports, RandomMessagesRoundTripThroughJson)
             EXPECT_EQ(hex(bytes), hex(std::vector<uint8_t>(back, back + backLen))) << m.name;
          }
          if (corpus != nullptr) {
-            std::string dir = std::string(corpus) + "/fuzz_" + m.lower + "/";
+            std::string lower = m.name;
+            for (char& ch : lower) ch = (char)tolower((unsigned char)ch);
+            std::string dir = std::string(corpus) + "/fuzz_" + lower + "/";
             std::string n = std::to_string(i);
             writeFile(dir + "uper_" + n, 0, bytes.data(), bytes.size());
             writeFile(dir + "tojson_" + n, 1, bytes.data(), bytes.size());

@@ -8,13 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "CAM-PDU-DescriptionsPer.h"
-#include "DENM-PDU-DescriptionsPer.h"
-#include "IVIM-PDU-DescriptionsPer.h"
-#include "MAPEM-PDU-DescriptionsPer.h"
-#include "SPATEM-PDU-DescriptionsPer.h"
-#include "SREM-PDU-DescriptionsPer.h"
-#include "SSEM-PDU-DescriptionsPer.h"
 #include "AddGrpCPer.h"
 #include "DSRCPer.h"
 #include "AVIAEINumberingAndDataStructuresPer.h"
@@ -22,6 +15,8 @@
 #include "ITS-ContainerPer.h"
 #include "IVIPer.h"
 #include "asn1EventHandler.h"
+#include "itscodec.h"
+#include "itsgen_all.h"
 #include "asn1PerCppTypes.h"
 #include "rtxError.h"
 #include "rtxMemory.h"
@@ -794,13 +789,10 @@ void randomMessages(uint8_t messageID, uint32_t seed, int count)
 
 TEST(UperBadInput, RandomBytesIntoEveryMessageDecoder)
 {
-   randomMessages<ASN1T_CAM, Vexil_CAM>(2, 1, 3000);
-   randomMessages<ASN1T_DENM, Vexil_DENM>(1, 2, 3000);
-   randomMessages<ASN1T_SPATEM, Vexil_SPATEM>(4, 3, 3000);
-   randomMessages<ASN1T_MAPEM, Vexil_MAPEM>(5, 4, 3000);
-   randomMessages<ASN1T_IVIM, Vexil_IVIM>(6, 5, 3000);
-   randomMessages<ASN1T_SREM, Vexil_SREM>(9, 6, 3000);
-   randomMessages<ASN1T_SSEM, Vexil_SSEM>(10, 7, 3000);
+   uint32_t seed = 1;
+#define VX_RANDOM_MESSAGES(MSG, ID, MEMBER) randomMessages<ASN1T_##MSG, Vexil_##MSG>(ID, seed++, 3000);
+   ITSCODEC_MESSAGES(VX_RANDOM_MESSAGES)
+#undef VX_RANDOM_MESSAGES
 }
 
 TEST(UperBadInput, BitFlipsOfCapturedMessages)
