@@ -6,21 +6,22 @@
 #include "itsgen_all.h"
 #include "transcode.h"
 
-#define ITSCODEC_JSON_EXPORTS(MSG, ID, MEMBER)                                                           \
-   template VX_EXPORT int to_text<ASN1T_##MSG, Vexil_##MSG, VXJSONEncodeBuffer>(               \
-      char const*, unsigned long, char**, char**, bool);                                       \
-   template VX_EXPORT int from_text<ASN1T_##MSG, Vexil_##MSG, VXJSONDecodeBuffer>(             \
-      char const*, char**, unsigned long*, char**, bool);                                      \
-   extern "C" int etsi_##MSG##_to_json(const char* encoded, unsigned long encodedLen,          \
-                                       char** text, char** errorText, bool verbose) {          \
-      return to_text<ASN1T_##MSG, Vexil_##MSG, VXJSONEncodeBuffer>(encoded, encodedLen, text,  \
-                                                                   errorText, (uint8_t)verbose); \
-   }                                                                                           \
-   extern "C" int etsi_##MSG##_from_json(const char* text, char** encoded,                     \
-                                         unsigned long* encodedLen, char** errorText,          \
-                                         bool verbose) {                                       \
-      return from_text<ASN1T_##MSG, Vexil_##MSG, VXJSONDecodeBuffer>(                          \
-         text, encoded, encodedLen, errorText, (uint8_t)verbose);                              \
+#define ITSCODEC_JSON_EXPORTS(MSG, ID, MEMBER)                                                     \
+   template VX_EXPORT int to_text<ASN1T_##MSG, Vexil_##MSG, VXJSONEncodeBuffer>(                   \
+      char const*, unsigned long, char**, char**, bool);                                           \
+   template VX_EXPORT int from_text<ASN1T_##MSG, Vexil_##MSG, VXJSONDecodeBuffer>(                 \
+      char const*, char**, unsigned long*, char**, bool);                                          \
+   extern "C" int etsi_##MSG##_to_json(const char* encoded, unsigned long encodedLen, char** text, \
+                                       char** errorText, bool verbose)                             \
+   {                                                                                               \
+      return to_text<ASN1T_##MSG, Vexil_##MSG, VXJSONEncodeBuffer>(encoded, encodedLen, text,      \
+                                                                   errorText, (uint8_t)verbose);   \
+   }                                                                                               \
+   extern "C" int etsi_##MSG##_from_json(                                                          \
+      const char* text, char** encoded, unsigned long* encodedLen, char** errorText, bool verbose) \
+   {                                                                                               \
+      return from_text<ASN1T_##MSG, Vexil_##MSG, VXJSONDecodeBuffer>(text, encoded, encodedLen,    \
+                                                                     errorText, (uint8_t)verbose); \
    }
 
 ITSCODEC_MESSAGES(ITSCODEC_JSON_EXPORTS)

@@ -29,20 +29,20 @@ extern "C" {
 /* The seven messages, each as X(MSG, messageID, member): the name of its
  * functions, the messageID its header carries, and the member that holds
  * the message's own content after the header. */
-#define ITSCODEC_MESSAGES(X)                                                                   \
-   X(CAM, 2, cam)                                                                              \
-   X(DENM, 1, denm)                                                                            \
-   X(SPATEM, 4, spat)                                                                          \
-   X(MAPEM, 5, map)                                                                            \
-   X(IVIM, 6, ivi)                                                                             \
-   X(SREM, 9, srm)                                                                             \
+#define ITSCODEC_MESSAGES(X) \
+   X(CAM, 2, cam)            \
+   X(DENM, 1, denm)          \
+   X(SPATEM, 4, spat)        \
+   X(MAPEM, 5, map)          \
+   X(IVIM, 6, ivi)           \
+   X(SREM, 9, srm)           \
    X(SSEM, 10, ssm)
 
-#define ITSCODEC_DECLARE(MSG, ID, MEMBER)                                                      \
-   ITSCODEC_API int etsi_##MSG##_to_json(const char* encoded, unsigned long encodedLen,        \
-                                         char** text, char** errorText, bool verbose);         \
-   ITSCODEC_API int etsi_##MSG##_from_json(const char* text, char** encoded,                   \
-                                           unsigned long* encodedLen, char** errorText,        \
+#define ITSCODEC_DECLARE(MSG, ID, MEMBER)                                               \
+   ITSCODEC_API int etsi_##MSG##_to_json(const char* encoded, unsigned long encodedLen, \
+                                         char** text, char** errorText, bool verbose);  \
+   ITSCODEC_API int etsi_##MSG##_from_json(const char* text, char** encoded,            \
+                                           unsigned long* encodedLen, char** errorText, \
                                            bool verbose);
 
 ITSCODEC_MESSAGES(ITSCODEC_DECLARE)

@@ -18,7 +18,8 @@ namespace itscodec_detail {
 
 // The report of a context as a caller-owned, NUL-terminated copy. A status
 // returned bare leaves the error list empty: the report is then "".
-inline char* copyReport(VXCTXT* pctxt) {
+inline char* copyReport(VXCTXT* pctxt)
+{
    char* heapText = rtxErrGetText(pctxt, nullptr, nullptr);
    size_t n = strlen(heapText);
    char* out = new char[n + 1];
@@ -32,7 +33,8 @@ inline char* copyReport(VXCTXT* pctxt) {
 // an earlier step left behind (a decode that succeeded after reading past
 // the end of a BOOLEAN, whose -2 then stands as the control object's
 // status), those records. A status returned bare finds neither: "".
-inline char* copyReportOf(VXCTXT* pctxt, VXCTXT* earlier) {
+inline char* copyReportOf(VXCTXT* pctxt, VXCTXT* earlier)
+{
    if (pctxt->errInfo.count == 0 && earlier != nullptr && earlier->errInfo.count != 0)
       return copyReport(earlier);
    return copyReport(pctxt);
@@ -42,7 +44,8 @@ inline char* copyReportOf(VXCTXT* pctxt, VXCTXT* earlier) {
 
 template <class Record, class Control, class Buffer>
 VX_EXPORT int to_text(char const* encoded, unsigned long encodedLen, char** text, char** errorText,
-                      bool verbose) {
+                      bool verbose)
+{
    int stat = 0;
    *text = nullptr;
    *errorText = nullptr;
@@ -75,7 +78,8 @@ VX_EXPORT int to_text(char const* encoded, unsigned long encodedLen, char** text
 
 template <class Record, class Control, class Buffer>
 VX_EXPORT int from_text(char const* text, char** encoded, unsigned long* encodedLen,
-                        char** errorText, bool verbose) {
+                        char** errorText, bool verbose)
+{
    Record record;
    Control control(record);
    int stat = 0;

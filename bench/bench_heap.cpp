@@ -20,7 +20,8 @@ namespace {
 constexpr size_t kBurst = 1000;
 
 // Request sizes of 16 to 256 bytes, the same sequence for every benchmark.
-const std::vector<size_t>& sizes() {
+const std::vector<size_t>& sizes()
+{
    static const std::vector<size_t> s = [] {
       std::mt19937 rng(2024);
       std::vector<size_t> v(4096);
@@ -30,7 +31,8 @@ const std::vector<size_t>& sizes() {
    return s;
 }
 
-void BM_HeapAllocFree(benchmark::State& state) {
+void BM_HeapAllocFree(benchmark::State& state)
+{
    void* heap = nullptr;
    rtxMemHeapCreate(&heap);
    const auto& sz = sizes();
@@ -44,7 +46,8 @@ void BM_HeapAllocFree(benchmark::State& state) {
 }
 BENCHMARK(BM_HeapAllocFree);
 
-void BM_MallocFree(benchmark::State& state) {
+void BM_MallocFree(benchmark::State& state)
+{
    const auto& sz = sizes();
    size_t i = 0;
    for (auto _ : state) {
@@ -56,7 +59,8 @@ void BM_MallocFree(benchmark::State& state) {
 BENCHMARK(BM_MallocFree);
 
 // 1,000 allocations, then rtxMemHeapFreeAll on a heap that lives on.
-void BM_HeapBurstFreeAll(benchmark::State& state) {
+void BM_HeapBurstFreeAll(benchmark::State& state)
+{
    void* heap = nullptr;
    rtxMemHeapCreate(&heap);
    const auto& sz = sizes();
@@ -73,7 +77,8 @@ void BM_HeapBurstFreeAll(benchmark::State& state) {
 BENCHMARK(BM_HeapBurstFreeAll);
 
 // A new heap per burst: creation, 1,000 allocations, release.
-void BM_HeapCreateBurstRelease(benchmark::State& state) {
+void BM_HeapCreateBurstRelease(benchmark::State& state)
+{
    const auto& sz = sizes();
    for (auto _ : state) {
       void* heap = nullptr;
@@ -89,7 +94,8 @@ void BM_HeapCreateBurstRelease(benchmark::State& state) {
 BENCHMARK(BM_HeapCreateBurstRelease);
 
 // The same burst through malloc, released by 1,000 frees.
-void BM_MallocBurstFree(benchmark::State& state) {
+void BM_MallocBurstFree(benchmark::State& state)
+{
    const auto& sz = sizes();
    std::vector<void*> ptrs(kBurst);
    for (auto _ : state) {

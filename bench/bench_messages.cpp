@@ -39,7 +39,8 @@ HeapCount g_heap;
 // subtract it; the header keeps the block's alignment.
 constexpr size_t kHeader = alignof(std::max_align_t);
 
-void* countingMalloc(size_t n) {
+void* countingMalloc(size_t n)
+{
    unsigned char* p = static_cast<unsigned char*>(std::malloc(n + kHeader));
    if (p == nullptr) return nullptr;
    std::memcpy(p, &n, sizeof n);
@@ -48,7 +49,8 @@ void* countingMalloc(size_t n) {
    return p + kHeader;
 }
 
-void countingFree(void* ptr) {
+void countingFree(void* ptr)
+{
    if (ptr == nullptr) return;
    unsigned char* p = static_cast<unsigned char*>(ptr) - kHeader;
    size_t n;
@@ -57,7 +59,8 @@ void countingFree(void* ptr) {
    std::free(p);
 }
 
-void* countingRealloc(void* ptr, size_t n) {
+void* countingRealloc(void* ptr, size_t n)
+{
    if (ptr == nullptr) return countingMalloc(n);
    unsigned char* p = static_cast<unsigned char*>(ptr) - kHeader;
    size_t old;
@@ -73,7 +76,8 @@ void* countingRealloc(void* ptr, size_t n) {
 // Runs one call with the counting allocator in place and returns the peak
 // of bytes held during it (above what was held before).
 template <class Call>
-double peakHeapOf(Call call) {
+double peakHeapOf(Call call)
+{
    rtxMemSetAllocFuncs(countingMalloc, countingRealloc, countingFree);
    g_heap = HeapCount();
    call();
@@ -84,7 +88,8 @@ double peakHeapOf(Call call) {
 
 // ---- inputs -------------------------------------------------------------
 
-std::string dataDir() {
+std::string dataDir()
+{
    if (const char* dir = std::getenv("VX_BENCH_DATA")) return dir;
    std::string file = __FILE__;
    return file.substr(0, file.find_last_of('/') + 1) + "data";
@@ -100,7 +105,8 @@ struct Input {
 
 // The JSON text of a message and its UPER from the library; ends the
 // process with a report when the file is missing or does not convert.
-Input loadInput(const std::string& file, FromJson fromJson) {
+Input loadInput(const std::string& file, FromJson fromJson)
+{
    std::string path = dataDir() + "/" + file;
    std::ifstream in(path, std::ios::binary);
    if (!in) {
@@ -129,22 +135,25 @@ struct Message {
 };
 
 // The data file of a message: its name in lower case, ".json".
-std::string dataFile(std::string name) {
+std::string dataFile(std::string name)
+{
    for (char& c : name) c = (char)std::tolower((unsigned char)c);
    return name + ".json";
 }
 
-#define VX_BENCH_MESSAGE(MSG, ID, MEMBER)                                            \
-   template <>                                                                       \
-   const Input& Message<ASN1T_##MSG, Vexil_##MSG>::input() {                         \
-      static const Input in = loadInput(dataFile(#MSG), etsi_##MSG##_from_json);     \
-      return in;                                                                     \
+#define VX_BENCH_MESSAGE(MSG, ID, MEMBER)                                        \
+   template <>                                                                   \
+   const Input& Message<ASN1T_##MSG, Vexil_##MSG>::input()                       \
+   {                                                                             \
+      static const Input in = loadInput(dataFile(#MSG), etsi_##MSG##_from_json); \
+      return in;                                                                 \
    }
 ITSCODEC_MESSAGES(VX_BENCH_MESSAGE)
 #undef VX_BENCH_MESSAGE
 #undef VX_BENCH_MESSAGE
 
-void fail(benchmark::State& state, const char* what, int stat) {
+void fail(benchmark::State& state, const char* what, int stat)
+{
    state.SkipWithError((std::string(what) + " failed with status " + std::to_string(stat)).c_str());
 }
 
@@ -153,7 +162,8 @@ void fail(benchmark::State& state, const char* what, int stat) {
 // One decode as the exports make it: buffer (and its context), record,
 // control object; everything destroyed at the end of the call.
 template <class Record, class Control>
-int decodeOnce(const std::string& uper) {
+int decodeOnce(const std::string& uper)
+{
    ASN1PERDecodeBuffer decodeBuffer((const uint8_t*)uper.data(), uper.size(), 0);
    Record record;
    Control control(decodeBuffer, record);
@@ -161,7 +171,8 @@ int decodeOnce(const std::string& uper) {
 }
 
 template <class Record, class Control>
-void BM_UperDecode(benchmark::State& state) {
+void BM_UperDecode(benchmark::State& state)
+{
    const std::string& uper = Message<Record, Control>::input().uper;
    for (auto _ : state) {
       int stat = decodeOnce<Record, Control>(uper);
@@ -174,7 +185,8 @@ void BM_UperDecode(benchmark::State& state) {
 // One encode of a record decoded beforehand: buffer (and its context) and
 // control object made and destroyed per call.
 template <class Record, class Control>
-int encodeOnce(Record& record, size_t* len) {
+int encodeOnce(Record& record, size_t* len)
+{
    ASN1PEREncodeBuffer encodeBuffer(0);
    Control control(encodeBuffer, record);
    int stat = control.Encode();
@@ -184,7 +196,8 @@ int encodeOnce(Record& record, size_t* len) {
 }
 
 template <class Record, class Control>
-void BM_UperEncode(benchmark::State& state) {
+void BM_UperEncode(benchmark::State& state)
+{
    const std::string& uper = Message<Record, Control>::input().uper;
    ASN1PERDecodeBuffer decodeBuffer((const uint8_t*)uper.data(), uper.size(), 0);
    Record record;
@@ -198,12 +211,14 @@ void BM_UperEncode(benchmark::State& state) {
    }
    if (len != uper.size()) return fail(state, "re-encode length check", -1);
    state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)uper.size());
-   state.counters["peak_heap_bytes"] = peakHeapOf([&] { encodeOnce<Record, Control>(record, &len); });
+   state.counters["peak_heap_bytes"] =
+      peakHeapOf([&] { encodeOnce<Record, Control>(record, &len); });
 }
 
 // ---- the exports ----------------------------------------------------------
 
-int toJsonOnce(ToJson toJson, const std::string& uper) {
+int toJsonOnce(ToJson toJson, const std::string& uper)
+{
    char* text = nullptr;
    char* errorText = nullptr;
    int stat = toJson(uper.data(), uper.size(), &text, &errorText, false);
@@ -212,7 +227,8 @@ int toJsonOnce(ToJson toJson, const std::string& uper) {
    return stat;
 }
 
-int fromJsonOnce(FromJson fromJson, const std::string& json) {
+int fromJsonOnce(FromJson fromJson, const std::string& json)
+{
    char* encoded = nullptr;
    char* errorText = nullptr;
    unsigned long encodedLen = 0;
@@ -223,7 +239,8 @@ int fromJsonOnce(FromJson fromJson, const std::string& json) {
 }
 
 template <class Record, class Control>
-void BM_UperToJson(benchmark::State& state, ToJson toJson) {
+void BM_UperToJson(benchmark::State& state, ToJson toJson)
+{
    const std::string& uper = Message<Record, Control>::input().uper;
    for (auto _ : state) {
       int stat = toJsonOnce(toJson, uper);
@@ -234,7 +251,8 @@ void BM_UperToJson(benchmark::State& state, ToJson toJson) {
 }
 
 template <class Record, class Control>
-void BM_JsonToUper(benchmark::State& state, FromJson fromJson) {
+void BM_JsonToUper(benchmark::State& state, FromJson fromJson)
+{
    const std::string& json = Message<Record, Control>::input().json;
    for (auto _ : state) {
       int stat = fromJsonOnce(fromJson, json);
@@ -245,7 +263,8 @@ void BM_JsonToUper(benchmark::State& state, FromJson fromJson) {
 }
 
 template <class Record, class Control>
-void registerMessage(const char* name, ToJson toJson, FromJson fromJson) {
+void registerMessage(const char* name, ToJson toJson, FromJson fromJson)
+{
    std::string n = name;
    benchmark::RegisterBenchmark(("UperDecode/" + n).c_str(), BM_UperDecode<Record, Control>);
    benchmark::RegisterBenchmark(("UperEncode/" + n).c_str(), BM_UperEncode<Record, Control>);
@@ -258,7 +277,8 @@ void registerMessage(const char* name, ToJson toJson, FromJson fromJson) {
 // ---- process memory over many calls --------------------------------------
 
 // Resident pages from /proc/self/statm, in KiB.
-double residentKiB() {
+double residentKiB()
+{
    FILE* f = std::fopen("/proc/self/statm", "r");
    if (f == nullptr) return -1;
    long size = 0, resident = 0;
@@ -270,7 +290,8 @@ double residentKiB() {
 // 10^6 export calls on the CAM (to_json and from_json alternating); the
 // first 1,000 calls run before the first reading so that one-time growth
 // (allocator arenas, lazy statics) is not counted.
-void BM_ExportMemoryGrowth(benchmark::State& state) {
+void BM_ExportMemoryGrowth(benchmark::State& state)
+{
    typedef Message<ASN1T_CAM, Vexil_CAM> Cam;
    const Input& in = Cam::input();
    for (int i = 0; i < 500; i++) {
@@ -291,10 +312,11 @@ void BM_ExportMemoryGrowth(benchmark::State& state) {
 }
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv)
+{
    // Every message with a data file in the data directory.
-#define VX_REGISTER_MESSAGE(MSG, ID, MEMBER)                                               \
-   if (std::ifstream(dataDir() + "/" + dataFile(#MSG)))                                    \
+#define VX_REGISTER_MESSAGE(MSG, ID, MEMBER)            \
+   if (std::ifstream(dataDir() + "/" + dataFile(#MSG))) \
       registerMessage<ASN1T_##MSG, Vexil_##MSG>(#MSG, etsi_##MSG##_to_json, etsi_##MSG##_from_json);
    ITSCODEC_MESSAGES(VX_REGISTER_MESSAGE)
 #undef VX_REGISTER_MESSAGE

@@ -77,10 +77,7 @@ void encodeLoop(benchmark::State& state, unsigned bits, unsigned lead, Write wri
    perField(state);
 }
 
-uint32_t rangeOfBits(unsigned bits)
-{
-   return bits == 32 ? 0xFFFFFFFFu : (1u << bits);
-}
+uint32_t rangeOfBits(unsigned bits) { return bits == 32 ? 0xFFFFFFFFu : (1u << bits); }
 
 // The inline one-bit read.
 void BM_DecBit(benchmark::State& state)

@@ -67,7 +67,8 @@ void fuzzUperDecoder(const uint8_t* data, size_t size)
 
 inline void checkOutputs(int stat, const void* out, const char* errorText)
 {
-   if (stat == 0 ? (out == nullptr || errorText != nullptr) : (!isFailure(stat) || out != nullptr || errorText == nullptr))
+   if (stat == 0 ? (out == nullptr || errorText != nullptr)
+                 : (!isFailure(stat) || out != nullptr || errorText == nullptr))
       abort();
 }
 
@@ -90,7 +91,8 @@ inline void fuzzToJson(ToJsonFn toJson, const uint8_t* data, size_t size)
    if (stat == 0) {
       std::string problem = strictjson::checkStrictJson(text, true);
       if (!problem.empty()) {
-         fprintf(stderr, "to_json wrote text that is not strict JSON: %s\n%s\n", problem.c_str(), text);
+         fprintf(stderr, "to_json wrote text that is not strict JSON: %s\n%s\n", problem.c_str(),
+                 text);
          abort();
       }
    }
@@ -146,7 +148,8 @@ void fuzzInPlaceReading(int (*dec)(VXCTXT*, Rec*), int (*enc)(VXCTXT*, const Rec
    VXRTMEMBUF cap;
    for (VXCTXT& c : ctx) {
       if (rtInitContext(&c) != 0) abort();
-      if (rtxStreamMemoryAttach(&c, (const uint8_t*)text.data(), text.size(), VXRT_STREAM_INPUT) != 0 ||
+      if (rtxStreamMemoryAttach(&c, (const uint8_t*)text.data(), text.size(), VXRT_STREAM_INPUT) !=
+             0 ||
           rtxStreamMark(&c, text.size() + 1) != 0)
          abort();
    }
@@ -157,8 +160,8 @@ void fuzzInPlaceReading(int (*dec)(VXCTXT*, Rec*), int (*enc)(VXCTXT*, const Rec
       int stat[2];
       for (int k = 0; k < 2; k++) stat[k] = dec(&ctx[k], &rec[k]);
       const VXCTXT &a = ctx[0], &b = ctx[1];
-      if (stat[0] != stat[1] || a.buffer.byteIndex != b.buffer.byteIndex || a.lastChar != b.lastChar ||
-          a.pStream->ioBytes != b.pStream->ioBytes ||
+      if (stat[0] != stat[1] || a.buffer.byteIndex != b.buffer.byteIndex ||
+          a.lastChar != b.lastChar || a.pStream->ioBytes != b.pStream->ioBytes ||
           a.pStream->bytesProcessed != b.pStream->bytesProcessed ||
           a.pStream->readAheadCount != b.pStream->readAheadCount ||
           rtxErrGetErrorCnt(&ctx[0]) != rtxErrGetErrorCnt(&ctx[1])) {
@@ -190,22 +193,26 @@ int fuzzMessage(ToJsonFn toJson, FromJsonFn fromJson, int (*dec)(VXCTXT*, Rec*),
 {
    if (size == 0) return 0;
    switch (data[0] % 3) {
-   case 0: fuzzUperDecoder<Rec, Ctl>(data + 1, size - 1); break;
-   case 1: fuzzToJson(toJson, data + 1, size - 1); break;
-   default:
-      fuzzFromJson(fromJson, toJson, data + 1, size - 1);
-      fuzzInPlaceReading(dec, enc, std::string((const char*)data + 1, size - 1));
-      break;
+      case 0:
+         fuzzUperDecoder<Rec, Ctl>(data + 1, size - 1);
+         break;
+      case 1:
+         fuzzToJson(toJson, data + 1, size - 1);
+         break;
+      default:
+         fuzzFromJson(fromJson, toJson, data + 1, size - 1);
+         fuzzInPlaceReading(dec, enc, std::string((const char*)data + 1, size - 1));
+         break;
    }
    return 0;
 }
 
-#define FUZZ_MESSAGE_TARGET(MSG)                                                            \
-   extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)                  \
-   {                                                                                        \
+#define FUZZ_MESSAGE_TARGET(MSG)                                                                 \
+   extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)                       \
+   {                                                                                             \
       return fuzzMessage<ASN1T_##MSG, Vexil_##MSG>(etsi_##MSG##_to_json, etsi_##MSG##_from_json, \
-                                                   asn1JsonDec_##MSG, asn1JsonEnc_##MSG, data, \
-                                                   size);                                   \
+                                                   asn1JsonDec_##MSG, asn1JsonEnc_##MSG, data,   \
+                                                   size);                                        \
    }
 
 #endif

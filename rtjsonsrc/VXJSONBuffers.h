@@ -12,7 +12,9 @@ class VXRTInputStream;
 class VXJSONMessageBuffer : public VXRTMessageBuffer {
  protected:
    VXJSONMessageBuffer(Type bufferType, VXRTContext* pContext)
-      : VXRTMessageBuffer(bufferType, pContext) {}
+       : VXRTMessageBuffer(bufferType, pContext)
+   {
+   }
 };
 
 class VXJSONEncodeBuffer : public VXJSONMessageBuffer {

@@ -2,33 +2,38 @@
 
 #include "rtxError.h"
 
-VXJSONEncodeBuffer::VXJSONEncodeBuffer() : VXJSONMessageBuffer(JSONEncode, nullptr) {
+VXJSONEncodeBuffer::VXJSONEncodeBuffer() : VXJSONMessageBuffer(JSONEncode, nullptr)
+{
    VXCTXT* pctxt = getCtxtPtr();
    pctxt->indent = 0;
    if (rtxInitContextBuffer(pctxt, nullptr, 0) == 0) pctxt->buffer.data[0] = 0;
 }
 
 VXJSONEncodeBuffer::VXJSONEncodeBuffer(uint8_t* pMsgBuf, size_t msgBufLen)
-   : VXJSONMessageBuffer(JSONEncode, nullptr) {
+    : VXJSONMessageBuffer(JSONEncode, nullptr)
+{
    VXCTXT* pctxt = getCtxtPtr();
    pctxt->indent = 0;
    if (rtxInitContextBuffer(pctxt, pMsgBuf, msgBufLen) == 0 && pMsgBuf && msgBufLen > 0)
       pMsgBuf[0] = 0;
 }
 
-int VXJSONEncodeBuffer::init() {
+int VXJSONEncodeBuffer::init()
+{
    getCtxtPtr()->buffer.byteIndex = 0;
    return 0;
 }
 
-int VXJSONEncodeBuffer::write(FILE* fp) {
+int VXJSONEncodeBuffer::write(FILE* fp)
+{
    size_t n = getMsgLen();
    if (fp == nullptr) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_NULLPTR);
    if (fwrite(getMsgPtr(), 1, n, fp) != n) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_WRITEERR);
    return 0;
 }
 
-int VXJSONEncodeBuffer::write(const char* filename) {
+int VXJSONEncodeBuffer::write(const char* filename)
+{
    FILE* fp = filename ? fopen(filename, "wb") : nullptr;
    if (fp == nullptr) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_FILNOTFOU);
    int stat = write(fp);

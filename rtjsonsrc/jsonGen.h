@@ -330,15 +330,15 @@ VX_INLINE bool jsonGenKeyNumber(VXCTXT* pctxt, const JsonGenOut& out, char lead,
 }
 
 template <class T>
-VX_INLINE bool jsonGenNextKeyNumber(VXCTXT* pctxt, const JsonGenOut& out, const char* key,
-                                     size_t n, T value)
+VX_INLINE bool jsonGenNextKeyNumber(VXCTXT* pctxt, const JsonGenOut& out, const char* key, size_t n,
+                                    T value)
 {
    return jsonGenKeyNumber(pctxt, out, ',', pctxt->indent, key, n, value);
 }
 
 template <class T>
-VX_INLINE bool jsonGenOpenKeyNumber(VXCTXT* pctxt, const JsonGenOut& out, const char* key,
-                                     size_t n, T value)
+VX_INLINE bool jsonGenOpenKeyNumber(VXCTXT* pctxt, const JsonGenOut& out, const char* key, size_t n,
+                                    T value)
 {
    size_t indent = (size_t)pctxt->indent + VXRT_INDENT_SPACES;
    if (!jsonGenKeyNumber(pctxt, out, '{', indent, key, n, value)) return false;
@@ -421,10 +421,7 @@ VX_INLINE char jsonGenPeekIn(VXCTXT* pctxt, const JsonGenIn& in)
    return jsonGenPeekGeneral(pctxt);
 }
 
-VX_INLINE char jsonGenPeek(VXCTXT* pctxt)
-{
-   return jsonGenPeekIn(pctxt, jsonGenInput(pctxt));
-}
+VX_INLINE char jsonGenPeek(VXCTXT* pctxt) { return jsonGenPeekIn(pctxt, jsonGenInput(pctxt)); }
 
 // The start of an object or array: `open` read, then a peek at what
 // follows; when that is `close`, it is read too. 1 for the empty object
@@ -558,8 +555,7 @@ struct JsonGenText {
 // A quoted string without escapes or NUL bytes whose closing quote, and
 // `follow` behind it unless that is 0, lie in the buffer: taken in place,
 // the cursor left behind the last of them. Otherwise false, nothing read.
-VX_INLINE bool jsonGenTextInPlace(VXCTXT* pctxt, const JsonGenIn& in, JsonGenText* out,
-                                  char follow)
+VX_INLINE bool jsonGenTextInPlace(VXCTXT* pctxt, const JsonGenIn& in, JsonGenText* out, char follow)
 {
    if (!jsonGenInPlace(pctxt, in) || (pctxt->flags & VXCTXT_FLAG_JSONSTR) != 0) return false;
    const VXRTBuffer& buf = pctxt->buffer;
@@ -771,9 +767,6 @@ inline int jsonGenTextBegin(VXCTXT* pctxt, VXCTXT* saved, const ASN1OpenType* te
    return 0;
 }
 
-inline void jsonGenTextEnd(VXCTXT* pctxt, VXCTXT* saved)
-{
-   rtxCopyContext(pctxt, saved);
-}
+inline void jsonGenTextEnd(VXCTXT* pctxt, VXCTXT* saved) { rtxCopyContext(pctxt, saved); }
 
 #endif

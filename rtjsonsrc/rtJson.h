@@ -45,8 +45,8 @@ bool rtJsonIsMemberText(VXCTXT* pctxt, const ASN1OpenType* ot, uint64_t* keyLen)
 int rtJsonAsn1EncOpenTypeExtIn(VXCTXT* pctxt, const ASN1TSeqExt* pList, bool writeNulls,
                                const char* const* names, size_t nnames);
 // The unknown alternative of a CHOICE, with the alternatives' names reserved.
-int rtJsonAsn1EncExtElemIn(VXCTXT* pctxt, const ASN1OpenType* pOpenType,
-                           const char* const* names, size_t nnames);
+int rtJsonAsn1EncExtElemIn(VXCTXT* pctxt, const ASN1OpenType* pOpenType, const char* const* names,
+                           size_t nnames);
 
 // Writes one character and keeps the text NUL-terminated behind it.
 int rtJsonEncChar(VXCTXT* pctxt, char ch);

@@ -19,7 +19,8 @@
 namespace {
 
 // True when the octets are a NUL-terminated run of printable 7-bit text.
-bool isPrintableText(const ASN1OpenType* ot) {
+bool isPrintableText(const ASN1OpenType* ot)
+{
    if (ot->data == nullptr || ot->numocts < 2 || ot->data[ot->numocts - 1] != 0) return false;
    for (uint64_t i = 0; i + 1 < ot->numocts; i++) {
       if (ot->data[i] < 0x20 || ot->data[i] > 0x7F) return false;
@@ -31,7 +32,8 @@ bool isPrintableText(const ASN1OpenType* ot) {
 // outside strings) and no decimal point without a digit behind it. At the
 // member's own level no comma, so exactly one member. *keyLen is the raw
 // length of the key, which starts behind the first octet.
-bool strictSingleMember(const uint8_t* text, uint64_t n, uint64_t* keyLen) {
+bool strictSingleMember(const uint8_t* text, uint64_t n, uint64_t* keyLen)
+{
    bool inString = false, escape = false, keyDone = false;
    uint64_t depth = 0;
    *keyLen = 0;
@@ -50,13 +52,27 @@ bool strictSingleMember(const uint8_t* text, uint64_t n, uint64_t* keyLen) {
          continue;
       }
       switch (c) {
-         case '"': inString = true; break;
-         case '{': case '[': depth++; break;
-         case '}': case ']': depth--; break;
-         case ',': if (depth == 0) return false; break;
-         case '/': return false;
-         case '.': if (i + 1 >= n || text[i + 1] < '0' || text[i + 1] > '9') return false; break;
-         default: break;
+         case '"':
+            inString = true;
+            break;
+         case '{':
+         case '[':
+            depth++;
+            break;
+         case '}':
+         case ']':
+            depth--;
+            break;
+         case ',':
+            if (depth == 0) return false;
+            break;
+         case '/':
+            return false;
+         case '.':
+            if (i + 1 >= n || text[i + 1] < '0' || text[i + 1] > '9') return false;
+            break;
+         default:
+            break;
       }
    }
    return true;
@@ -64,7 +80,8 @@ bool strictSingleMember(const uint8_t* text, uint64_t n, uint64_t* keyLen) {
 
 }  // namespace
 
-bool rtJsonIsMemberText(VXCTXT* pctxt, const ASN1OpenType* ot, uint64_t* keyLen) {
+bool rtJsonIsMemberText(VXCTXT* pctxt, const ASN1OpenType* ot, uint64_t* keyLen)
+{
    if (!isPrintableText(ot) || ot->data[0] != '"') return false;
    uint64_t n = ot->numocts - 1;
    // Checked by the reader as the one member of an object, on a context of
@@ -90,18 +107,20 @@ namespace {
 struct KeyUnits {
    uint16_t* units;
    uint64_t len;
-   uint64_t pos;   // position of the addition in its list, from 1
-   bool raw;       // written as it stands
+   uint64_t pos;  // position of the addition in its list, from 1
+   bool raw;      // written as it stands
 };
 
-int hexDigit(uint8_t c) {
+int hexDigit(uint8_t c)
+{
    if (c >= '0' && c <= '9') return c - '0';
    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
    return 0;
 }
 
-uint64_t decodeKey(const uint8_t* raw, uint64_t n, uint16_t* out) {
+uint64_t decodeKey(const uint8_t* raw, uint64_t n, uint16_t* out)
+{
    uint64_t k = 0;
    for (uint64_t i = 0; i < n; i++) {
       uint8_t c = raw[i];
@@ -111,24 +130,37 @@ uint64_t decodeKey(const uint8_t* raw, uint64_t n, uint16_t* out) {
       }
       c = raw[++i];
       switch (c) {
-         case 'b': out[k++] = 0x08; break;
-         case 'f': out[k++] = 0x0C; break;
-         case 'n': out[k++] = 0x0A; break;
-         case 'r': out[k++] = 0x0D; break;
-         case 't': out[k++] = 0x09; break;
+         case 'b':
+            out[k++] = 0x08;
+            break;
+         case 'f':
+            out[k++] = 0x0C;
+            break;
+         case 'n':
+            out[k++] = 0x0A;
+            break;
+         case 'r':
+            out[k++] = 0x0D;
+            break;
+         case 't':
+            out[k++] = 0x09;
+            break;
          case 'u': {
             uint16_t u = 0;
             for (int d = 0; d < 4 && i + 1 < n; d++) u = (uint16_t)(u * 16 + hexDigit(raw[++i]));
             out[k++] = u;
             break;
          }
-         default: out[k++] = c; break;
+         default:
+            out[k++] = c;
+            break;
       }
    }
    return k;
 }
 
-bool unitsAre(const KeyUnits& k, const char* name) {
+bool unitsAre(const KeyUnits& k, const char* name)
+{
    uint64_t i = 0;
    for (; i < k.len; i++) {
       if (name[i] == 0 || (uint8_t)name[i] != k.units[i]) return false;
@@ -136,7 +168,8 @@ bool unitsAre(const KeyUnits& k, const char* name) {
    return name[i] == 0;
 }
 
-bool isKnownName(const KeyUnits& k, const char* const* names, size_t nnames) {
+bool isKnownName(const KeyUnits& k, const char* const* names, size_t nnames)
+{
    for (size_t i = 0; i < nnames; i++) {
       if (unitsAre(k, names[i])) return true;
    }
@@ -144,7 +177,8 @@ bool isKnownName(const KeyUnits& k, const char* const* names, size_t nnames) {
 }
 
 // The suffix N of a key "_ext_N" (decimal, no leading zero), else 0.
-uint64_t extSuffix(const KeyUnits& k) {
+uint64_t extSuffix(const KeyUnits& k)
+{
    static const char prefix[] = "_ext_";
    if (k.len <= 5 || k.len > 5 + 19) return 0;
    for (uint64_t i = 0; i < 5; i++) {
@@ -159,7 +193,8 @@ uint64_t extSuffix(const KeyUnits& k) {
    return v;
 }
 
-int compareKeys(const void* a, const void* b) {
+int compareKeys(const void* a, const void* b)
+{
    const KeyUnits* x = *static_cast<const KeyUnits* const*>(a);
    const KeyUnits* y = *static_cast<const KeyUnits* const*>(b);
    uint64_t n = x->len < y->len ? x->len : y->len;
@@ -170,7 +205,8 @@ int compareKeys(const void* a, const void* b) {
    return x->pos < y->pos ? -1 : (x->pos > y->pos ? 1 : 0);
 }
 
-int writeHexMember(VXCTXT* pctxt, const ASN1OpenType* pOpenType, int suffix) {
+int writeHexMember(VXCTXT* pctxt, const ASN1OpenType* pOpenType, int suffix)
+{
    char key[64];
    if (suffix == 0)
       snprintf(key, sizeof key, "_ext");
@@ -185,7 +221,8 @@ int writeHexMember(VXCTXT* pctxt, const ASN1OpenType* pOpenType, int suffix) {
 // Chooses which additions of a list are written as they stand (raw[i]).
 // Work memory comes from the context's heap and is released here.
 int chooseRaw(VXCTXT* pctxt, const ASN1TSeqExt* pList, const char* const* names, size_t nnames,
-              bool* raw, uint64_t n) {
+              bool* raw, uint64_t n)
+{
    KeyUnits* keys = static_cast<KeyUnits*>(rtxMemAllocZ(pctxt, n * sizeof(KeyUnits)));
    KeyUnits** order = static_cast<KeyUnits**>(rtxMemAllocZ(pctxt, n * sizeof(KeyUnits*)));
    uint64_t* owner = static_cast<uint64_t*>(rtxMemAllocZ(pctxt, (n + 1) * sizeof(uint64_t)));
@@ -254,19 +291,22 @@ int chooseRaw(VXCTXT* pctxt, const ASN1TSeqExt* pList, const char* const* names,
 
 }  // namespace
 
-int rtJsonEncExtElemWithSuffix(VXCTXT* pctxt, const ASN1OpenType* pOpenType, int suffix) {
+int rtJsonEncExtElemWithSuffix(VXCTXT* pctxt, const ASN1OpenType* pOpenType, int suffix)
+{
    uint64_t keyLen;
    if (rtJsonIsMemberText(pctxt, pOpenType, &keyLen))
       return rtJsonEncStringRaw(pctxt, (const char*)pOpenType->data);
    return writeHexMember(pctxt, pOpenType, suffix);
 }
 
-int rtJsonAsn1EncExtElem(VXCTXT* pctxt, const ASN1OpenType* pOpenType) {
+int rtJsonAsn1EncExtElem(VXCTXT* pctxt, const ASN1OpenType* pOpenType)
+{
    return rtJsonEncExtElemWithSuffix(pctxt, pOpenType, 0);
 }
 
-int rtJsonAsn1EncExtElemIn(VXCTXT* pctxt, const ASN1OpenType* pOpenType,
-                           const char* const* names, size_t nnames) {
+int rtJsonAsn1EncExtElemIn(VXCTXT* pctxt, const ASN1OpenType* pOpenType, const char* const* names,
+                           size_t nnames)
+{
    uint64_t keyLen;
    if (rtJsonIsMemberText(pctxt, pOpenType, &keyLen)) {
       uint16_t small[64];
@@ -285,12 +325,14 @@ int rtJsonAsn1EncExtElemIn(VXCTXT* pctxt, const ASN1OpenType* pOpenType,
 
 // All additions of one object on one line, separated by bare commas. The
 // status of each member is not looked at: the loop always ends with 0.
-int rtJsonAsn1EncOpenTypeExt(VXCTXT* pctxt, const ASN1TSeqExt* pList, bool writeNulls) {
+int rtJsonAsn1EncOpenTypeExt(VXCTXT* pctxt, const ASN1TSeqExt* pList, bool writeNulls)
+{
    return rtJsonAsn1EncOpenTypeExtIn(pctxt, pList, writeNulls, nullptr, 0);
 }
 
 int rtJsonAsn1EncOpenTypeExtIn(VXCTXT* pctxt, const ASN1TSeqExt* pList, bool writeNulls,
-                               const char* const* names, size_t nnames) {
+                               const char* const* names, size_t nnames)
+{
    uint64_t n = 0;
    for (const VXRTDListNode* node = pList ? pList->head : nullptr; node; node = node->next) n++;
    if (n == 0) return 0;
@@ -322,7 +364,8 @@ int rtJsonAsn1EncOpenTypeExtIn(VXCTXT* pctxt, const ASN1TSeqExt* pList, bool wri
 // written as {"value" : "<text>"}. No octets at all are no value either:
 // the key written before would stand without one, so the text would not be
 // JSON. They fail as the parser fails on an empty text.
-int rtJsonAsn1EncOpenType(VXCTXT* pctxt, const uint8_t* data, uint64_t numocts) {
+int rtJsonAsn1EncOpenType(VXCTXT* pctxt, const uint8_t* data, uint64_t numocts)
+{
    if (data == nullptr || numocts == 0) return VX_LOG_ERRNEW(pctxt, RTERR_ENDOFBUF);
    VXCTXT tmp;
    int stat = rtInitContext(&tmp);

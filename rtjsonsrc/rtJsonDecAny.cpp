@@ -101,18 +101,21 @@ struct Parser {
    int cmtReturn;
    bool surrogatePending;
 
-   int top() {
+   int top()
+   {
       int v = 0;
       return rtxIntStackPeek(&stack, &v) == 0 ? v : 0;
    }
 
    // Takes back the byte just read: it belongs to whatever follows the value.
-   void stepBack() {
+   void stepBack()
+   {
       rtJsonStepBack(pctxt);
       if (membuf && membuf->usedcnt > membuf->startidx) membuf->usedcnt--;
    }
 
-   int errCode() {
+   int errCode()
+   {
       int stat;
       switch (state) {
          case 0: {
@@ -120,7 +123,10 @@ struct Parser {
             stat = (c == '{' || c == '}' || c == '[' || c == ']') ? RTERR_UNBAL : RTERR_INVCHAR;
             break;
          }
-         case 2: case 3: stat = RTERR_EXPNAME; break;
+         case 2:
+         case 3:
+            stat = RTERR_EXPNAME;
+            break;
          case 4: {
             char found[2] = {(char)pctxt->lastChar, 0};
             rtxErrAddStrParm(pctxt, ":");
@@ -128,19 +134,51 @@ struct Parser {
             stat = RTERR_IDNOTFOU;
             break;
          }
-         case 6: stat = RTERR_UNBAL; break;
-         case 9: case 10: case 11: case 12: case 34: case 35: stat = RTERR_UNICODE; break;
-         case 13: case 14: case 15: case 16: case 17: case 18: case 19: stat = RTERR_INVREAL; break;
-         case 20: case 21: case 22: case 23: case 24: case 25: case 26: stat = RTERR_INVBOOL; break;
-         case 27: case 28: case 29: stat = RTERR_INVNULL; break;
-         default: stat = RTERR_INVCHAR; break;
+         case 6:
+            stat = RTERR_UNBAL;
+            break;
+         case 9:
+         case 10:
+         case 11:
+         case 12:
+         case 34:
+         case 35:
+            stat = RTERR_UNICODE;
+            break;
+         case 13:
+         case 14:
+         case 15:
+         case 16:
+         case 17:
+         case 18:
+         case 19:
+            stat = RTERR_INVREAL;
+            break;
+         case 20:
+         case 21:
+         case 22:
+         case 23:
+         case 24:
+         case 25:
+         case 26:
+            stat = RTERR_INVBOOL;
+            break;
+         case 27:
+         case 28:
+         case 29:
+            stat = RTERR_INVNULL;
+            break;
+         default:
+            stat = RTERR_INVCHAR;
+            break;
       }
       return VX_LOG_ERRNEW(pctxt, stat);
    }
 
    // Checks the four digits of a \u escape at the end of the text for a
    // well-formed surrogate pair. Without a text (validation only) no test.
-   int parseUnicodeChar() {
+   int parseUnicodeChar()
+   {
       if (!membuf) return 0;
       int len = (int)rtxMemBufGetDataLen(membuf);
       if (len < 6) return VX_LOG_ERRNEW(pctxt, RTERR_ENDOFBUF);
@@ -163,11 +201,16 @@ struct Parser {
       return 0;
    }
 
-   int action(int act) {
+   int action(int act)
+   {
       int mode = top();
       switch (act) {
-         case A_OBJ: state = 2; return rtxIntStackPush(&stack, MODE_KEY);
-         case A_ARR: state = 6; return rtxIntStackPush(&stack, MODE_ARRAY);
+         case A_OBJ:
+            state = 2;
+            return rtxIntStackPush(&stack, MODE_KEY);
+         case A_ARR:
+            state = 6;
+            return rtxIntStackPush(&stack, MODE_ARRAY);
          case A_OBJEMPTY:
             if (mode != MODE_KEY) return VX_LOG_ERRNEW(pctxt, RTERR_IDNOTFOU);
             rtxIntStackPop(&stack, nullptr);
@@ -216,21 +259,26 @@ struct Parser {
             return rtxIntStackPush(&stack, MODE_OBJECT);
          case A_CMT:
             cmtReturn = ((mode == MODE_ARRAY || mode == MODE_OBJECT) && state != 5 && state != 6)
-                           ? 1 : state;
+                           ? 1
+                           : state;
             state = 30;
             return 0;
-         case A_CMTEND: state = cmtReturn; return 0;
+         case A_CMTEND:
+            state = cmtReturn;
+            return 0;
          case A_UNI: {
             int stat = parseUnicodeChar();
             if (stat != 0) return stat;
             state = surrogatePending ? 34 : 7;
             return 0;
          }
-         default: return errCode();
+         default:
+            return errCode();
       }
    }
 
-   int run() {
+   int run()
+   {
       for (;;) {
          uint8_t b;
          int stat = rtxReadBytes(pctxt, &b, 1);
@@ -256,7 +304,8 @@ struct Parser {
 
 }  // namespace
 
-int rtJsonDecAnyType(VXCTXT* pctxt, char** ppvalue) {
+int rtJsonDecAnyType(VXCTXT* pctxt, char** ppvalue)
+{
    VXRTMEMBUF membuf;
    Parser parser;
    parser.pctxt = pctxt;

@@ -7,7 +7,8 @@
 
 // Size test shared by the fixed forms: n octets must hold exactly nbits,
 // and the unused low bits of a partial last octet must be clear.
-static int checkFixedBits(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data, uint64_t nocts) {
+static int checkFixedBits(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data, uint64_t nocts)
+{
    if (nocts * 8 < nbits || nocts * 8 - nbits >= 8) {
       rtxErrAddUInt64Parm(pctxt, nocts * 8);
       return VX_LOG_ERRNEW(pctxt, RTERR_CONSVIO);
@@ -17,12 +18,14 @@ static int checkFixedBits(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data, ui
    return 0;
 }
 
-int rtJsonDecFixedDynBitStr(VXCTXT* pctxt, uint64_t nbits, uint8_t** ppdata) {
+int rtJsonDecFixedDynBitStr(VXCTXT* pctxt, uint64_t nbits, uint8_t** ppdata)
+{
    ASN1TDynOctStr64 value = {0, nullptr};
    int stat = rtJsonDecDynHexStr64(pctxt, &value);
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
-   stat = (value.numocts == 0 && nbits == 0) ? 0
-                                             : checkFixedBits(pctxt, nbits, value.data, value.numocts);
+   stat = (value.numocts == 0 && nbits == 0)
+             ? 0
+             : checkFixedBits(pctxt, nbits, value.data, value.numocts);
    if (stat != 0) {
       rtxMemFreePtr(pctxt, value.data);
       return stat;
@@ -31,7 +34,8 @@ int rtJsonDecFixedDynBitStr(VXCTXT* pctxt, uint64_t nbits, uint8_t** ppdata) {
    return 0;
 }
 
-int rtJsonDecFixedBitStrValue(VXCTXT* pctxt, uint64_t nbits, uint8_t* data, uint64_t bufsize) {
+int rtJsonDecFixedBitStrValue(VXCTXT* pctxt, uint64_t nbits, uint8_t* data, uint64_t bufsize)
+{
    if (data == nullptr) {
       uint8_t* tmp = nullptr;
       return rtJsonDecFixedDynBitStr(pctxt, nbits, &tmp);
@@ -46,7 +50,8 @@ int rtJsonDecFixedBitStrValue(VXCTXT* pctxt, uint64_t nbits, uint8_t* data, uint
 // Reads the quoted digits of "value": the first `bufsize` octets into data,
 // any rest (when pext is given) onto the heap.
 static int decString(VXCTXT* pctxt, uint8_t* data, uint64_t bufsize, ASN1TDynOctStr64* pext,
-                     uint64_t* pnocts) {
+                     uint64_t* pnocts)
+{
    rtxTxtSkipWhitespace(pctxt);
    int stat = rtJsonDecMatchChar(pctxt, '"');
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
@@ -69,8 +74,9 @@ static int decString(VXCTXT* pctxt, uint8_t* data, uint64_t bufsize, ASN1TDynOct
    return 0;
 }
 
-static int decValueAndLength(VXCTXT* pctxt, uint8_t* data, uint64_t bufsize,
-                             ASN1TDynOctStr64* pext, uint64_t* pnbits) {
+static int decValueAndLength(VXCTXT* pctxt, uint8_t* data, uint64_t bufsize, ASN1TDynOctStr64* pext,
+                             uint64_t* pnbits)
+{
    int stat = rtJsonDecMatchChar(pctxt, '{');
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
    bool haveValue = false, haveLength = false;
@@ -108,7 +114,8 @@ static int decValueAndLength(VXCTXT* pctxt, uint8_t* data, uint64_t bufsize,
       rtxErrAddStrParm(pctxt, haveValue ? "length" : "value");
       return VX_LOG_ERRNEW(pctxt, RTERR_SETMISRQ);
    }
-   if (length > UINT64_MAX - 7 || nocts != (length + 7) / 8) return VX_LOG_ERRNEW(pctxt, RTERR_BADVALUE);
+   if (length > UINT64_MAX - 7 || nocts != (length + 7) / 8)
+      return VX_LOG_ERRNEW(pctxt, RTERR_BADVALUE);
    unsigned r = (unsigned)(length % 8);
    if (r != 0) {
       uint8_t last = (nocts <= bufsize) ? data[nocts - 1] : pext->data[nocts - bufsize - 1];
@@ -118,14 +125,16 @@ static int decValueAndLength(VXCTXT* pctxt, uint8_t* data, uint64_t bufsize,
    return 0;
 }
 
-int rtJsonDecBitStrValue64(VXCTXT* pctxt, uint64_t* pnbits, uint8_t* data, uint64_t bufsize) {
+int rtJsonDecBitStrValue64(VXCTXT* pctxt, uint64_t* pnbits, uint8_t* data, uint64_t bufsize)
+{
    int stat = decValueAndLength(pctxt, data, bufsize, nullptr, pnbits);
    if (stat != 0) *pnbits = 0;
    return stat;
 }
 
 int rtJsonDecBitStrValueExt64(VXCTXT* pctxt, uint64_t* pnbits, uint8_t* data, uint64_t rootSize,
-                              ASN1TDynOctStr64* pext) {
+                              ASN1TDynOctStr64* pext)
+{
    pext->numocts = 0;
    pext->data = nullptr;
    int stat = decValueAndLength(pctxt, data, rootSize, pext, pnbits);

@@ -12,7 +12,8 @@ static inline bool nextByte(VXCTXT* pctxt, uint8_t* b) { return rtxReadBytes(pct
 
 // Shifts an array right by one nibble so an odd digit count reads as if a
 // leading zero had been written: "abc" becomes 0x0A 0xBC.
-static void shiftNibble(uint8_t* data, uint64_t nocts) {
+static void shiftNibble(uint8_t* data, uint64_t nocts)
+{
    for (uint64_t i = nocts; i-- > 0;) {
       data[i] = (uint8_t)((data[i] >> 4) | (i > 0 ? (data[i - 1] << 4) : 0));
    }
@@ -23,7 +24,8 @@ static void shiftNibble(uint8_t* data, uint64_t nocts) {
 // cursor, last byte and stream counts of the byte-wise loop (which reads the
 // ending byte and steps back over it). Returns the digit count, or -1 with
 // nothing read when the digits run to the end of the buffer.
-static int64_t scanHexInPlace(VXCTXT* pctxt, uint8_t* data, uint64_t bufsize) {
+static int64_t scanHexInPlace(VXCTXT* pctxt, uint8_t* data, uint64_t bufsize)
+{
    VXRTSTREAM* pMemStream;
    if (!rtxTextInPlace(pctxt, &pMemStream) || bufsize > UINT64_MAX / 4) return -1;
    const VXRTBuffer& buf = pctxt->buffer;
@@ -50,7 +52,8 @@ static int64_t scanHexInPlace(VXCTXT* pctxt, uint8_t* data, uint64_t bufsize) {
    return (int64_t)ndigits;
 }
 
-int rtJsonDecHexData64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnocts, uint64_t bufsize) {
+int rtJsonDecHexData64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnocts, uint64_t bufsize)
+{
    *pnocts = 0;
    if (bufsize == 0) return 0;
    int64_t scanned = scanHexInPlace(pctxt, data, bufsize);
@@ -80,7 +83,8 @@ int rtJsonDecHexData64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnocts, uint64_t 
    return 0;
 }
 
-int rtJsonDecHexStr64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnocts, uint64_t bufsize) {
+int rtJsonDecHexStr64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnocts, uint64_t bufsize)
+{
    uint64_t localCount;
    if (pnocts == nullptr) pnocts = &localCount;
    rtxTxtSkipWhitespace(pctxt);
@@ -97,7 +101,8 @@ int rtJsonDecHexStr64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnocts, uint64_t b
    return 0;
 }
 
-int rtJsonDecDynHexData64(VXCTXT* pctxt, ASN1TDynOctStr64* pvalue) {
+int rtJsonDecDynHexData64(VXCTXT* pctxt, ASN1TDynOctStr64* pvalue)
+{
    VXRTMEMBUF membuf;
    rtxMemBufInit(pctxt, &membuf, 128);
    uint64_t ndigits = 0;
@@ -137,7 +142,8 @@ int rtJsonDecDynHexData64(VXCTXT* pctxt, ASN1TDynOctStr64* pvalue) {
    return 0;
 }
 
-int rtJsonDecDynHexStr64(VXCTXT* pctxt, ASN1TDynOctStr64* pvalue) {
+int rtJsonDecDynHexStr64(VXCTXT* pctxt, ASN1TDynOctStr64* pvalue)
+{
    rtxTxtSkipWhitespace(pctxt);
    int stat = rtJsonDecMatchChar(pctxt, '"');
    if (stat == 0) stat = rtJsonDecDynHexData64(pctxt, pvalue);

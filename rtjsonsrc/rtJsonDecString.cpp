@@ -10,7 +10,8 @@
 // The string reader. With `raw` the escapes are checked as always but kept
 // as they stand in the text (a key kept whole with an unknown member).
 static int decString(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize, bool dynamic,
-                     bool raw) {
+                     bool raw)
+{
    int stat = rtJsonDecMatchChar(pctxt, '"');
    if (stat == RTERR_INVCHAR) {
       char found[2] = {(char)rtxTxtPeekChar2(pctxt, true), 0};
@@ -71,15 +72,31 @@ static int decString(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize
             const uint8_t backslash = '\\';
             stat = rtxMemBufAppend(&membuf, &backslash, 1);  // raw reads are dynamic
             if (stat != 0) break;
-         } else switch (b) {
-            case 'b': b = 0x08; break;
-            case 'f': b = 0x0C; break;
-            case 'n': b = 0x0A; break;
-            case 'r': b = 0x0D; break;
-            case 't': b = 0x09; break;
-            case '"': case '/': case '\\': break;
-            default: stat = RTERR_INVCHAR; break;  // \u included: refused here
-         }
+         } else
+            switch (b) {
+               case 'b':
+                  b = 0x08;
+                  break;
+               case 'f':
+                  b = 0x0C;
+                  break;
+               case 'n':
+                  b = 0x0A;
+                  break;
+               case 'r':
+                  b = 0x0D;
+                  break;
+               case 't':
+                  b = 0x09;
+                  break;
+               case '"':
+               case '/':
+               case '\\':
+                  break;
+               default:
+                  stat = RTERR_INVCHAR;
+                  break;  // \u included: refused here
+            }
          if (stat != 0) break;
       } else if (b == '\\') {
          escape = true;
@@ -117,16 +134,19 @@ static int decString(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize
 }
 
 int rtJsonDecStringValueInternal(VXCTXT* pctxt, char** ppvalue, char* buffer, size_t bufsize,
-                                 bool dynamic) {
+                                 bool dynamic)
+{
    return decString(pctxt, ppvalue, buffer, bufsize, dynamic, false);
 }
 
-int rtJsonDecStringValue(VXCTXT* pctxt, char** ppvalue) {
+int rtJsonDecStringValue(VXCTXT* pctxt, char** ppvalue)
+{
    *ppvalue = nullptr;
    return decString(pctxt, ppvalue, nullptr, 0, true, false);
 }
 
-int rtJsonDecStringRaw(VXCTXT* pctxt, char** ppvalue) {
+int rtJsonDecStringRaw(VXCTXT* pctxt, char** ppvalue)
+{
    *ppvalue = nullptr;
    return decString(pctxt, ppvalue, nullptr, 0, true, true);
 }

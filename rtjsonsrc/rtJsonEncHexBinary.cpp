@@ -11,7 +11,8 @@ static const char kHexDigitsUpper[] = "0123456789ABCDEF";
 // Writes the digits of nocts bytes, and of one more partial byte holding
 // `restBits` (1..7) significant high bits when restBits is non-zero.
 static int putHex(VXCTXT* pctxt, const uint8_t* data, uint64_t nocts, uint8_t partial,
-                  unsigned restBits, bool quoted) {
+                  unsigned restBits, bool quoted)
+{
    uint64_t ndigits = nocts * 2 + (restBits ? 2 : 0);
    int stat = rtxCheckOutputBuffer(pctxt, ndigits + (quoted ? 2 : 0) + 1);
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
@@ -33,17 +34,20 @@ static int putHex(VXCTXT* pctxt, const uint8_t* data, uint64_t nocts, uint8_t pa
    return 0;
 }
 
-int rtJsonEncHexValue(VXCTXT* pctxt, uint64_t nocts, const uint8_t* data) {
+int rtJsonEncHexValue(VXCTXT* pctxt, uint64_t nocts, const uint8_t* data)
+{
    if ((int64_t)nocts < 0) return VX_LOG_ERRNEW(pctxt, RTERR_TOOBIG);
    return putHex(pctxt, data, nocts, 0, 0, false);
 }
 
-int rtJsonEncHexStr(VXCTXT* pctxt, uint64_t nocts, const uint8_t* data) {
+int rtJsonEncHexStr(VXCTXT* pctxt, uint64_t nocts, const uint8_t* data)
+{
    if ((int64_t)nocts < 0) return VX_LOG_ERRNEW(pctxt, RTERR_TOOBIG);
    return putHex(pctxt, data, nocts, 0, 0, true);
 }
 
-int rtJsonEncFixedBitStrValue(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data) {
+int rtJsonEncFixedBitStrValue(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data)
+{
    unsigned rest = (unsigned)(nbits % 8);
    return putHex(pctxt, data, nbits / 8, rest ? data[nbits / 8] : 0, rest, true);
 }
@@ -51,7 +55,8 @@ int rtJsonEncFixedBitStrValue(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data
 // {"value":"<digits>","length":<nbits>} over indented lines; the digits come
 // from the root array and, past rootSize bytes, from the extension array.
 static int encBitStrObject(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data, size_t rootSize,
-                           const uint8_t* extData) {
+                           const uint8_t* extData)
+{
    int stat = rtJsonEncChar(pctxt, '{');
    rtxIndentIncr(pctxt);
    if (stat == 0) stat = rtJsonEncIndent(pctxt);
@@ -65,8 +70,8 @@ static int encBitStrObject(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data, s
          stat = rtJsonEncChar(pctxt, '"');
          if (stat == 0) stat = putHex(pctxt, data, rootSize, 0, 0, false);
          if (stat == 0)
-            stat = putHex(pctxt, extData, restBits / 8, rest ? extData[restBits / 8] : 0, rest,
-                          false);
+            stat =
+               putHex(pctxt, extData, restBits / 8, rest ? extData[restBits / 8] : 0, rest, false);
          if (stat == 0) stat = rtJsonEncChar(pctxt, '"');
       }
    }
@@ -80,12 +85,14 @@ static int encBitStrObject(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data, s
    return stat;
 }
 
-int rtJsonEncBitStrValue(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data) {
+int rtJsonEncBitStrValue(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data)
+{
    return encBitStrObject(pctxt, nbits, data, 0, nullptr);
 }
 
 int rtJsonEncBitStrValueExt(VXCTXT* pctxt, uint64_t nbits, const uint8_t* data, size_t rootSize,
-                            const uint8_t* extData) {
+                            const uint8_t* extData)
+{
    if (nbits > (uint64_t)rootSize * 8) {
       // Bits past the root live in the extension array; a record that claims
       // them without one is inconsistent.

@@ -7,7 +7,8 @@
 
 // Reserves n bytes plus the terminator; returns the write position or null
 // with the failure recorded.
-static inline uint8_t* reserve(VXCTXT* pctxt, size_t n, int* pstat) {
+static inline uint8_t* reserve(VXCTXT* pctxt, size_t n, int* pstat)
+{
    int stat = rtxCheckOutputBuffer(pctxt, n + 1);
    if (stat != 0) {
       *pstat = VX_LOG_ERR(pctxt, stat);
@@ -16,12 +17,14 @@ static inline uint8_t* reserve(VXCTXT* pctxt, size_t n, int* pstat) {
    return pctxt->buffer.data + pctxt->buffer.byteIndex;
 }
 
-static inline void commit(VXCTXT* pctxt, size_t n) {
+static inline void commit(VXCTXT* pctxt, size_t n)
+{
    pctxt->buffer.byteIndex += n;
    pctxt->buffer.data[pctxt->buffer.byteIndex] = 0;
 }
 
-static int putBytes(VXCTXT* pctxt, const char* bytes, size_t n) {
+static int putBytes(VXCTXT* pctxt, const char* bytes, size_t n)
+{
    int stat = 0;
    uint8_t* p = reserve(pctxt, n, &stat);
    if (!p) return stat;
@@ -30,7 +33,8 @@ static int putBytes(VXCTXT* pctxt, const char* bytes, size_t n) {
    return 0;
 }
 
-int rtJsonEncChar(VXCTXT* pctxt, char ch) {
+int rtJsonEncChar(VXCTXT* pctxt, char ch)
+{
    int stat = 0;
    uint8_t* p = reserve(pctxt, 1, &stat);
    if (!p) return stat;
@@ -40,7 +44,8 @@ int rtJsonEncChar(VXCTXT* pctxt, char ch) {
    return 0;
 }
 
-int rtJsonEncIndent(VXCTXT* pctxt) {
+int rtJsonEncIndent(VXCTXT* pctxt)
+{
    if (pctxt->state != 0) {
       uint8_t c = pctxt->lastChar;
       if (c != '{' && c != ',' && c != '[' && c != 0) {
@@ -52,7 +57,8 @@ int rtJsonEncIndent(VXCTXT* pctxt) {
    return rtxWriteIndent(pctxt);
 }
 
-int rtJsonEncStringValue2(VXCTXT* pctxt, const char* text, size_t length) {
+int rtJsonEncStringValue2(VXCTXT* pctxt, const char* text, size_t length)
+{
    if (text == nullptr || text[0] == 0) length = 0;
    // Worst case every byte doubles, plus the two quotes and an attribute mark.
    int stat = 0;
@@ -67,14 +73,36 @@ int rtJsonEncStringValue2(VXCTXT* pctxt, const char* text, size_t length) {
    for (size_t i = 0; i < length; i++) {
       uint8_t c = (uint8_t)text[i];
       switch (c) {
-         case 0x08: *q++ = '\\'; *q++ = 'b'; break;
-         case 0x09: *q++ = '\\'; *q++ = 't'; break;
-         case 0x0A: *q++ = '\\'; *q++ = 'n'; break;
-         case 0x0C: *q++ = '\\'; *q++ = 'f'; break;
-         case 0x0D: *q++ = '\\'; *q++ = 'r'; break;
-         case '"': *q++ = '\\'; *q++ = '"'; break;
-         case '\\': *q++ = '\\'; *q++ = '\\'; break;
-         default: *q++ = c;
+         case 0x08:
+            *q++ = '\\';
+            *q++ = 'b';
+            break;
+         case 0x09:
+            *q++ = '\\';
+            *q++ = 't';
+            break;
+         case 0x0A:
+            *q++ = '\\';
+            *q++ = 'n';
+            break;
+         case 0x0C:
+            *q++ = '\\';
+            *q++ = 'f';
+            break;
+         case 0x0D:
+            *q++ = '\\';
+            *q++ = 'r';
+            break;
+         case '"':
+            *q++ = '\\';
+            *q++ = '"';
+            break;
+         case '\\':
+            *q++ = '\\';
+            *q++ = '\\';
+            break;
+         default:
+            *q++ = c;
       }
    }
    *q++ = '"';
@@ -82,18 +110,21 @@ int rtJsonEncStringValue2(VXCTXT* pctxt, const char* text, size_t length) {
    return 0;
 }
 
-int rtJsonEncStringValue(VXCTXT* pctxt, const char* text) {
+int rtJsonEncStringValue(VXCTXT* pctxt, const char* text)
+{
    return rtJsonEncStringValue2(pctxt, text, text ? strlen(text) : 0);
 }
 
 int rtJsonEncCharStr(VXCTXT* pctxt, const char* text) { return rtJsonEncStringValue(pctxt, text); }
 
-int rtJsonEncChars(VXCTXT* pctxt, const char* text, size_t length) {
+int rtJsonEncChars(VXCTXT* pctxt, const char* text, size_t length)
+{
    return rtJsonEncStringValue2(pctxt, text, length);
 }
 
 int rtJsonEncStringPair2(VXCTXT* pctxt, const char* key, size_t keyLen, const char* value,
-                         size_t valueLen) {
+                         size_t valueLen)
+{
    int stat = rtJsonEncStringValue2(pctxt, key, keyLen);
    if (stat != 0) return stat;
    // The only colon with blanks around it: the value member of an open type.
@@ -102,31 +133,36 @@ int rtJsonEncStringPair2(VXCTXT* pctxt, const char* key, size_t keyLen, const ch
    return rtJsonEncStringValue2(pctxt, value, valueLen);
 }
 
-int rtJsonEncStringPair(VXCTXT* pctxt, const char* key, const char* value) {
+int rtJsonEncStringPair(VXCTXT* pctxt, const char* key, const char* value)
+{
    if (key == nullptr || key[0] == 0) return RTERR_BADVALUE;
    return rtJsonEncStringPair2(pctxt, key, strlen(key), value, value ? strlen(value) : 0);
 }
 
 int rtJsonEncStringObject2(VXCTXT* pctxt, const char* key, size_t keyLen, const char* value,
-                           size_t valueLen) {
+                           size_t valueLen)
+{
    int stat = rtJsonEncChar(pctxt, '{');
    if (stat == 0) stat = rtJsonEncStringPair2(pctxt, key, keyLen, value, valueLen);
    if (stat == 0) stat = rtJsonEncChar(pctxt, '}');
    return stat;
 }
 
-int rtJsonEncStringObject(VXCTXT* pctxt, const char* key, const char* value) {
+int rtJsonEncStringObject(VXCTXT* pctxt, const char* key, const char* value)
+{
    if (key == nullptr || key[0] == 0) return RTERR_BADVALUE;
    return rtJsonEncStringObject2(pctxt, key, strlen(key), value, value ? strlen(value) : 0);
 }
 
 int rtJsonEncStringNull(VXCTXT* pctxt) { return putBytes(pctxt, "null", 4); }
 
-int rtJsonEncStringRaw(VXCTXT* pctxt, const char* text) {
+int rtJsonEncStringRaw(VXCTXT* pctxt, const char* text)
+{
    if (text == nullptr || text[0] == 0) return RTERR_BADVALUE;
    return putBytes(pctxt, text, strlen(text));
 }
 
-int rtJsonEncBoolValue(VXCTXT* pctxt, bool value) {
+int rtJsonEncBoolValue(VXCTXT* pctxt, bool value)
+{
    return value ? putBytes(pctxt, "true", 4) : putBytes(pctxt, "false", 5);
 }

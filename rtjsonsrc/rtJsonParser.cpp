@@ -5,7 +5,8 @@
 
 #include "rtxError.h"
 
-int rtJsonDecMatchCharGeneral(VXCTXT* pctxt, char ch) {
+int rtJsonDecMatchCharGeneral(VXCTXT* pctxt, char ch)
+{
    if (!rtJsonIsBlank((uint8_t)ch)) rtxSkipBufferedWhitespace(pctxt);
    for (;;) {
       uint8_t b;
@@ -22,7 +23,8 @@ int rtJsonDecMatchCharGeneral(VXCTXT* pctxt, char ch) {
 // Reads up to n bytes for a keyword check; returns how many were read. A
 // short read is the keyword's failure, not one of its own: the record the
 // read left is taken back.
-static size_t readUpTo(VXCTXT* pctxt, char* buf, size_t n) {
+static size_t readUpTo(VXCTXT* pctxt, char* buf, size_t n)
+{
    size_t got = 0;
    while (got < n) {
       uint8_t b;
@@ -38,15 +40,22 @@ static size_t readUpTo(VXCTXT* pctxt, char* buf, size_t n) {
    return got;
 }
 
-int rtJsonDecBool(VXCTXT* pctxt, uint8_t* pvalue) {
+int rtJsonDecBool(VXCTXT* pctxt, uint8_t* pvalue)
+{
    rtxTxtSkipWhitespace(pctxt);
    char text[8] = {0};
    size_t got = readUpTo(pctxt, text, 1);
    bool ok = false;
    if (got == 1) {
       switch (text[0]) {
-         case '0': *pvalue = 0; ok = true; break;  // digits accepted on purpose
-         case '1': *pvalue = 1; ok = true; break;
+         case '0':
+            *pvalue = 0;
+            ok = true;
+            break;  // digits accepted on purpose
+         case '1':
+            *pvalue = 1;
+            ok = true;
+            break;
          case 'f':
             ok = readUpTo(pctxt, text + 1, 4) == 4 && strcmp(text, "false") == 0;
             if (ok) *pvalue = 0;
@@ -55,7 +64,8 @@ int rtJsonDecBool(VXCTXT* pctxt, uint8_t* pvalue) {
             ok = readUpTo(pctxt, text + 1, 3) == 3 && strcmp(text, "true") == 0;
             if (ok) *pvalue = 1;
             break;
-         default: break;
+         default:
+            break;
       }
    }
    if (ok) return 0;
@@ -66,7 +76,8 @@ int rtJsonDecBool(VXCTXT* pctxt, uint8_t* pvalue) {
 
 // Exactly four bytes at the cursor, no whitespace skipped: callers have
 // peeked at the 'n' already.
-int rtJsonDecNull(VXCTXT* pctxt) {
+int rtJsonDecNull(VXCTXT* pctxt)
+{
    char text[8] = {0};
    if (readUpTo(pctxt, text, 4) == 4 && memcmp(text, "null", 4) == 0) return 0;
    rtxErrAddStrParm(pctxt, "null");

@@ -19,16 +19,18 @@ static VXRTContext* contextOrNew(VXRTContext* pContext)
 }
 
 ASN1PERMessageBuffer::ASN1PERMessageBuffer(Type bufferType, bool aligned, VXRTContext* pContext)
-   : ASN1MessageBuffer(bufferType, contextOrNew(pContext))
+    : ASN1MessageBuffer(bufferType, contextOrNew(pContext))
 {
    VXCTXT* pctxt = getCtxtPtr();
-   if (!rtxCtxtHasLiveStream(pctxt)) recordFailure(pu_setBuffer(pctxt, nullptr, 0, aligned));
-   else pu_setAligned(pctxt, aligned);
+   if (!rtxCtxtHasLiveStream(pctxt))
+      recordFailure(pu_setBuffer(pctxt, nullptr, 0, aligned));
+   else
+      pu_setAligned(pctxt, aligned);
 }
 
 ASN1PERMessageBuffer::ASN1PERMessageBuffer(Type bufferType, const uint8_t* pMsgBuf,
                                            size_t msgBufLen, bool aligned, VXRTContext* pContext)
-   : ASN1MessageBuffer(bufferType, contextOrNew(pContext))
+    : ASN1MessageBuffer(bufferType, contextOrNew(pContext))
 {
    recordFailure(pu_setBuffer(getCtxtPtr(), const_cast<uint8_t*>(pMsgBuf), msgBufLen, aligned));
 }
@@ -95,17 +97,14 @@ static int readBinaryFile(VXCTXT* pctxt, const char* fileName, uint8_t** pdata, 
    if (fseek(fp, 0, SEEK_END) == 0) len = ftell(fp);
    if (len < 0 || fseek(fp, 0, SEEK_SET) != 0) {
       stat = RTERR_READERR;
-   }
-   else {
+   } else {
       uint8_t* data = (uint8_t*)rtxMemAlloc(pctxt, len != 0 ? (size_t)len : 1);
       if (data == nullptr) {
          stat = RTERR_NOMEM;
-      }
-      else if (fread(data, 1, (size_t)len, fp) != (size_t)len) {
+      } else if (fread(data, 1, (size_t)len, fp) != (size_t)len) {
          rtxMemFreePtr(pctxt, data);
          stat = RTERR_READERR;
-      }
-      else {
+      } else {
          *pdata = data;
          *plen = (size_t)len;
       }
@@ -115,7 +114,7 @@ static int readBinaryFile(VXCTXT* pctxt, const char* fileName, uint8_t** pdata, 
 }
 
 ASN1PERDecodeBuffer::ASN1PERDecodeBuffer(const char* fileName, bool aligned)
-   : ASN1PERMessageBuffer(PERDecode, nullptr, 0, aligned)
+    : ASN1PERMessageBuffer(PERDecode, nullptr, 0, aligned)
 {
    VXCTXT* pctxt = getCtxtPtr();
    uint8_t* data;

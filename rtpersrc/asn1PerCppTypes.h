@@ -8,14 +8,14 @@
 #include "asn1per.h"
 
 class ASN1PERMessageBuffer : public ASN1MessageBuffer {
-protected:
+ protected:
    // Without data: a growing buffer of the context, unless a stream feeds it.
    ASN1PERMessageBuffer(Type bufferType, bool aligned, VXRTContext* pContext = nullptr);
    // On the caller's bytes.
    ASN1PERMessageBuffer(Type bufferType, const uint8_t* pMsgBuf, size_t msgBufLen, bool aligned,
                         VXRTContext* pContext = nullptr);
 
-public:
+ public:
    ~ASN1PERMessageBuffer() override {}
 
    size_t getMsgLen() override { return (size_t)pu_getMsgLen(getCtxtPtr()); }
@@ -30,20 +30,20 @@ public:
    void binDump(const char* varname) { pu_bindump(getCtxtPtr(), varname); }
    bool setTrace(bool value) { return pu_setTrace(getCtxtPtr(), value); }
 
-private:
+ private:
    void recordFailure(int stat);
 };
 
 class ASN1PEREncodeBuffer : public ASN1PERMessageBuffer {
-public:
+ public:
    explicit ASN1PEREncodeBuffer(bool aligned) : ASN1PERMessageBuffer(PEREncode, aligned) {}
    ASN1PEREncodeBuffer(bool aligned, VXRTContext* pContext)
-      : ASN1PERMessageBuffer(PEREncode, aligned, pContext)
+       : ASN1PERMessageBuffer(PEREncode, aligned, pContext)
    {
    }
    // A fixed buffer of the caller's, which can not grow.
    ASN1PEREncodeBuffer(uint8_t* pMsgBuf, size_t msgBufLen, bool aligned)
-      : ASN1PERMessageBuffer(PEREncode, pMsgBuf, msgBufLen, aligned)
+       : ASN1PERMessageBuffer(PEREncode, pMsgBuf, msgBufLen, aligned)
    {
    }
    ~ASN1PEREncodeBuffer() override {}
@@ -61,15 +61,15 @@ public:
 };
 
 class ASN1PERDecodeBuffer : public ASN1PERMessageBuffer {
-public:
+ public:
    // The caller keeps the bytes alive while decoding.
    ASN1PERDecodeBuffer(const uint8_t* pMsgBuf, size_t msgBufLen, bool aligned)
-      : ASN1PERMessageBuffer(PERDecode, pMsgBuf, msgBufLen, aligned)
+       : ASN1PERMessageBuffer(PERDecode, pMsgBuf, msgBufLen, aligned)
    {
    }
    ASN1PERDecodeBuffer(const uint8_t* pMsgBuf, size_t msgBufLen, bool aligned,
                        VXRTContext* pContext)
-      : ASN1PERMessageBuffer(PERDecode, pMsgBuf, msgBufLen, aligned, pContext)
+       : ASN1PERMessageBuffer(PERDecode, pMsgBuf, msgBufLen, aligned, pContext)
    {
    }
    // Reads a whole file into the context's heap.
@@ -83,7 +83,10 @@ public:
       pd_byteAlign(getCtxtPtr());
       return 0;
    }
-   int decodeBits(unsigned nbits, uint32_t& value) { return rtxDecBits(getCtxtPtr(), &value, nbits); }
+   int decodeBits(unsigned nbits, uint32_t& value)
+   {
+      return rtxDecBits(getCtxtPtr(), &value, nbits);
+   }
    int decodeBits(uint64_t nbits, uint8_t* dest, size_t destSize)
    {
       return rtxDecBitsToByteArray(getCtxtPtr(), dest, destSize, nbits);

@@ -71,8 +71,7 @@ VX_INLINE int pe_bits64(VXCTXT* pctxt, uint64_t value, unsigned nbits)
    if (nbits > 32) {
       if (rtxEncBits(pctxt, (uint32_t)(value >> 32), nbits - 32) != 0) return 0;
       rtxEncBits(pctxt, (uint32_t)value, 32);
-   }
-   else {
+   } else {
       rtxEncBits(pctxt, (uint32_t)value, nbits);
    }
    return 0;
@@ -233,17 +232,17 @@ struct CharSetRecord {
 };
 
 int pe_ConstrainedString(VXCTXT* pctxt, const char* string, const CharSetRecord* pCharSet);
-int pe_ConstrainedStringEx(VXCTXT* pctxt, const char* string, const char* chars,
-                           unsigned abits, unsigned ubits, unsigned canonicalBits);
+int pe_ConstrainedStringEx(VXCTXT* pctxt, const char* string, const char* chars, unsigned abits,
+                           unsigned ubits, unsigned canonicalBits);
 int uperEncConstrString(VXCTXT* pctxt, const char* string, const char* chars, unsigned nbits,
                         unsigned canonicalBits);
-int pe_ConstrainedStringData(VXCTXT* pctxt, const char* string, const char* chars,
-                             unsigned nbits, unsigned canonicalBits, uint64_t count);
+int pe_ConstrainedStringData(VXCTXT* pctxt, const char* string, const char* chars, unsigned nbits,
+                             unsigned canonicalBits, uint64_t count);
 int pe_VarWidthCharString(VXCTXT* pctxt, const char* string);
 
 int pd_ConstrainedString(VXCTXT* pctxt, const char** pstring, const CharSetRecord* pCharSet);
-int pd_ConstrainedStringEx(VXCTXT* pctxt, const char** pstring, const char* chars,
-                           unsigned abits, unsigned ubits, unsigned canonicalBits);
+int pd_ConstrainedStringEx(VXCTXT* pctxt, const char** pstring, const char* chars, unsigned abits,
+                           unsigned ubits, unsigned canonicalBits);
 int pd_ConstrFixedLenStringEx(VXCTXT* pctxt, char* dest, size_t destSize, const char* chars,
                               unsigned abits, unsigned ubits, unsigned canonicalBits);
 int uperDecConstrString(VXCTXT* pctxt, const char** pstring, const char* chars, unsigned nbits,

@@ -20,7 +20,8 @@ static int decodePieces(VXCTXT* pctxt, uint64_t* pcount, uint8_t* buffer, size_t
       if (len != 0) {
          if (!bitString && len > UINT64_MAX / 8) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
          uint64_t nbits = bitString ? len : len * 8;
-         if (buffer == nullptr && nbits > (uint64_t)INT32_MAX) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
+         if (buffer == nullptr && nbits > (uint64_t)INT32_MAX)
+            return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
          total += len;
          if (pcount) *pcount = total;
          if (pctxt->buffer.aligned && pu_BitAndOctetStringAlignmentTest(&saved, len, bitString))
@@ -51,7 +52,8 @@ int pd_BitString(VXCTXT* pctxt, uint32_t* pnumbits, uint8_t* buffer, size_t bufs
 int pd_BitString32(VXCTXT* pctxt, ASN1TBitStr32* pbitstr, uint32_t lower, uint32_t upper)
 {
    int stat = pu_setSizeConstraint(pctxt, lower, upper, 0, 0);
-   if (stat == 0) stat = pd_BitString(pctxt, &pbitstr->numbits, pbitstr->data, sizeof(pbitstr->data));
+   if (stat == 0)
+      stat = pd_BitString(pctxt, &pbitstr->numbits, pbitstr->data, sizeof(pbitstr->data));
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
    if ((lower != 0 && pbitstr->numbits < lower) || pbitstr->numbits > upper) {
       rtxErrAddElemNameParm(pctxt);
@@ -101,8 +103,7 @@ static int decodeDynamic(VXCTXT* pctxt, uint64_t* pcount, uint8_t** ppdata, bool
             *ppdata = b.data + b.byteIndex;
             b.byteIndex += nbits / 8;
             if (nbits % 8) b.bitOffset = (int16_t)(8 - nbits % 8);
-         }
-         else {
+         } else {
             if (nbytes > SIZE_MAX) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
             uint8_t* p = (uint8_t*)rtxMemAlloc(pctxt, (size_t)nbytes);
             if (p == nullptr) return VX_LOG_ERR(pctxt, RTERR_NOMEM);

@@ -10,12 +10,10 @@ int pd_ConsWholeNumber(VXCTXT* pctxt, uint32_t* padjusted, uint32_t rangeValue)
    int stat;
    if (!pctxt->buffer.aligned || rangeValue < 256) {
       stat = rtxDecBits(pctxt, padjusted, nbits);
-   }
-   else if (rangeValue <= 65536) {
+   } else if (rangeValue <= 65536) {
       pd_byteAlign(pctxt);
       stat = rtxDecBits(pctxt, padjusted, rangeValue == 256 ? 8 : 16);
-   }
-   else {
+   } else {
       uint32_t octets = 0;
       stat = rtxDecBits(pctxt, &octets, 2);
       if (stat == 0) {
@@ -34,8 +32,7 @@ static int decodeBits64(VXCTXT* pctxt, uint64_t* pvalue, unsigned nbits)
    if (nbits > 32) {
       stat = rtxDecBits(pctxt, &hi, nbits - 32);
       if (stat == 0) stat = rtxDecBits(pctxt, &lo, 32);
-   }
-   else {
+   } else {
       stat = rtxDecBits(pctxt, &lo, nbits);
    }
    if (stat != 0) return stat;
@@ -56,8 +53,7 @@ int pd_ConsWholeNumber64(VXCTXT* pctxt, uint64_t* padjusted, uint64_t rangeValue
    int stat;
    if (!pctxt->buffer.aligned) {
       stat = decodeBits64(pctxt, padjusted, rtxUInt64BitLen(rangeValue - 1));
-   }
-   else {
+   } else {
       uint32_t octets = 0;
       stat = rtxDecBits(pctxt, &octets, rangeValue <= 0x100000000ull ? 2 : 3);
       if (stat == 0) {

@@ -9,8 +9,7 @@ int pd_ConstrainedStringData(VXCTXT* pctxt, char* dest, size_t destSize, uint64_
 {
    if (dest == nullptr) {
       // Skipping: the characters are only passed over.
-      if (nbits != 0 && count > (uint64_t)INT32_MAX / nbits)
-         return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
+      if (nbits != 0 && count > (uint64_t)INT32_MAX / nbits) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
       int stat = rtxMoveBitCursor(pctxt, (int32_t)(count * nbits));
       return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
    }
@@ -29,8 +28,7 @@ int pd_ConstrainedStringData(VXCTXT* pctxt, char* dest, size_t destSize, uint64_
             return VX_LOG_ERR(pctxt, RTERR_CONSVIO);
          }
          dest[i] = chars[v];
-      }
-      else {
+      } else {
          dest[i] = (char)v;  // stored as read
       }
    }
@@ -46,8 +44,8 @@ int pd_DynConstrainedStringData(VXCTXT* pctxt, const char** pstring, uint64_t co
    if (count >= SIZE_MAX) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
    char* p = (char*)rtxMemAlloc(pctxt, (size_t)count + 1);
    if (p == nullptr) return VX_LOG_ERR(pctxt, RTERR_NOMEM);
-   int stat = pd_ConstrainedStringData(pctxt, p, (size_t)count + 1, count, chars, nbits,
-                                       canonicalBits);
+   int stat =
+      pd_ConstrainedStringData(pctxt, p, (size_t)count + 1, count, chars, nbits, canonicalBits);
    if (stat != 0) {
       rtxMemFreePtr(pctxt, p);
       return VX_LOG_ERR(pctxt, stat);
@@ -89,8 +87,8 @@ static int decodeConstrString(VXCTXT* pctxt, const char** pstring, char* dest, s
    return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
 }
 
-int pd_ConstrainedStringEx(VXCTXT* pctxt, const char** pstring, const char* chars,
-                           unsigned abits, unsigned ubits, unsigned canonicalBits)
+int pd_ConstrainedStringEx(VXCTXT* pctxt, const char** pstring, const char* chars, unsigned abits,
+                           unsigned ubits, unsigned canonicalBits)
 {
    unsigned nbits = pctxt->buffer.aligned ? abits : ubits;
    return decodeConstrString(pctxt, pstring, nullptr, 0, chars, nbits, canonicalBits, true);
@@ -136,15 +134,13 @@ int pd_VarWidthCharString(VXCTXT* pctxt, const char** pstring)
    if (pu_alignCharStr(pctxt, count, 8, &saved)) pd_byteAlign(pctxt);
    if (pstring == nullptr) {
       stat = rtxSkipBytes(pctxt, count);
-   }
-   else {
+   } else {
       char* p = (char*)rtxMemAlloc(pctxt, (size_t)count + 1);
       if (p == nullptr) return VX_LOG_ERR(pctxt, RTERR_NOMEM);
       stat = rtxDecBitsToByteArray(pctxt, (uint8_t*)p, (size_t)count + 1, (uint64_t)count * 8);
       if (stat != 0) {
          rtxMemFreePtr(pctxt, p);
-      }
-      else {
+      } else {
          p[count] = '\0';
          *pstring = p;
       }

@@ -1,7 +1,6 @@
 // PER decoding of length determinants, and totals of fragmented lengths.
 #include "asn1per.h"
 
-
 int pd_UnconsLen64Value(VXCTXT* pctxt, uint64_t* pvalue)
 {
    PU_NEWFIELD(pctxt, "length");
@@ -12,14 +11,12 @@ int pd_UnconsLen64Value(VXCTXT* pctxt, uint64_t* pvalue)
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
    if ((first & 0x80u) == 0) {
       value = first;
-   }
-   else if ((first & 0x40u) == 0) {
+   } else if ((first & 0x40u) == 0) {
       uint32_t second = 0;
       stat = rtxDecBits(pctxt, &second, 8);
       if (stat != 0) return VX_LOG_ERR(pctxt, stat);
       value = ((first & 0x3Fu) << 8) | second;
-   }
-   else {
+   } else {
       // Fragment header; a multiplier of 0 is taken as an empty fragment.
       uint32_t m = first & 0x3Fu;
       if (m > 4) return VX_LOG_ERR(pctxt, RTERR_INVLEN);

@@ -9,8 +9,7 @@ int pd_OpenType(VXCTXT* pctxt, const uint8_t** pdata, uint64_t* pnumocts)
       uint64_t n = 0;
       stat = pd_OctetString64(pctxt, &n, nullptr, 0);  // skipped
       if (stat == 0 && pnumocts) *pnumocts = n;
-   }
-   else {
+   } else {
       ASN1TDynOctStr64 value = {0, nullptr};
       stat = pd_DynOctetString64(pctxt, &value);
       if (stat == 0) {

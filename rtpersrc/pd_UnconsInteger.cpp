@@ -14,8 +14,8 @@ static int octetCount(VXCTXT* pctxt, uint32_t* pcount)
 
 // Signed: count octets, the first read as signed. pd_UnconsInteger reads
 // that octet before it tests the count, the 64-bit form tests first.
-static int decodeUnconsSigned(VXCTXT* pctxt, int64_t* pvalue, unsigned maxOctets,
-                              bool testFirst, const char* fieldName)
+static int decodeUnconsSigned(VXCTXT* pctxt, int64_t* pvalue, unsigned maxOctets, bool testFirst,
+                              const char* fieldName)
 {
    uint32_t count = 0;
    int stat = octetCount(pctxt, &count);
@@ -59,8 +59,7 @@ static int decodeUnconsUnsigned(VXCTXT* pctxt, uint64_t* pvalue, unsigned maxOct
       if (count == maxOctets + 1) {
          if (buf[0] != 0) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
          first = 1;
-      }
-      else if (buf[0] & 0x80u) {
+      } else if (buf[0] & 0x80u) {
          return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
       }
       acc = rtxOctetsToUInt64(buf + first, count - first);
@@ -169,8 +168,7 @@ int pd_SemiConsUInt64SignedBound(VXCTXT* pctxt, uint64_t* pvalue, int64_t lower)
       uint64_t below = (uint64_t)0 - (uint64_t)lower;
       if (t < below) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
       *pvalue = t - below;
-   }
-   else {
+   } else {
       if (t > UINT64_MAX - (uint64_t)lower) return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
       *pvalue = t + (uint64_t)lower;
    }
@@ -199,8 +197,7 @@ int pd_SmallNonNegWholeNumber(VXCTXT* pctxt, uint32_t* pvalue)
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
    if (bit == 0) {
       stat = rtxDecBits(pctxt, &value, 6);
-   }
-   else {
+   } else {
       uint32_t count = 0;
       stat = octetCount(pctxt, &count);
       if (stat != 0) return stat;

@@ -75,12 +75,10 @@ int pe_BitStringExt(VXCTXT* pctxt, uint64_t numbits, const uint8_t* data, uint64
          if (c + done > rootBits) {
             stat = rtxEncBitsFromByteArray(pctxt, data + b, rootBits - done);
             if (stat == 0) stat = rtxEncBitsFromByteArray(pctxt, extData, c + done - rootBits);
-         }
-         else {
+         } else {
             stat = rtxEncBitsFromByteArray(pctxt, data + b, c);
          }
-      }
-      else {
+      } else {
          stat = rtxEncBitsFromByteArray(pctxt, extData + (b - dataSize), c);
       }
       PU_SETBITCOUNT(pctxt);

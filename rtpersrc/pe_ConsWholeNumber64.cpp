@@ -12,16 +12,15 @@ int pe_ConsWholeNumber(VXCTXT* pctxt, uint32_t adjustedValue, uint32_t rangeValu
    int stat;
    if (!pctxt->buffer.aligned || rangeValue < 256) {
       stat = rtxEncBits(pctxt, adjustedValue, nbits);
-   }
-   else if (rangeValue == 256) {
+   } else if (rangeValue == 256) {
       stat = pe_bitsAligned(pctxt, adjustedValue, 8);
-   }
-   else if (rangeValue <= 65536) {
+   } else if (rangeValue <= 65536) {
       stat = pe_bitsAligned(pctxt, adjustedValue, 16);
-   }
-   else {
-      unsigned octets = adjustedValue < 256 ? 1 : adjustedValue < 65536 ? 2
-                        : adjustedValue <= 0xFFFFFF ? 3 : 4;
+   } else {
+      unsigned octets = adjustedValue < 256         ? 1
+                        : adjustedValue < 65536     ? 2
+                        : adjustedValue <= 0xFFFFFF ? 3
+                                                    : 4;
       stat = rtxEncBits(pctxt, octets - 1, 2);
       if (stat == 0) {
          pe_byte_align(pctxt);
@@ -82,8 +81,8 @@ int pe_ConsInt64(VXCTXT* pctxt, int64_t value, int64_t lower, int64_t upper)
    PU_NEWFIELD(pctxt, "ConsInteger");
    if (value < lower || value > upper) return valueViolation(pctxt, (uint64_t)value);
    // Unsigned differences cover lower < 0 < upper without overflow.
-   int stat = encodeAdjusted(pctxt, (uint64_t)value - (uint64_t)lower, (uint64_t)lower,
-                             (uint64_t)upper);
+   int stat =
+      encodeAdjusted(pctxt, (uint64_t)value - (uint64_t)lower, (uint64_t)lower, (uint64_t)upper);
    PU_SETBITCOUNT(pctxt);
    return stat;
 }

@@ -2,8 +2,8 @@
 // variable-width characters (counted in octets).
 #include "asn1per.h"
 
-int pe_ConstrainedStringData(VXCTXT* pctxt, const char* string, const char* chars,
-                             unsigned nbits, unsigned canonicalBits, uint64_t count)
+int pe_ConstrainedStringData(VXCTXT* pctxt, const char* string, const char* chars, unsigned nbits,
+                             unsigned canonicalBits, uint64_t count)
 {
    // Wide enough for the character codes themselves: no table look-up.
    bool direct = nbits >= canonicalBits && canonicalBits >= 5;
@@ -29,8 +29,8 @@ int pe_ConstrainedStringData(VXCTXT* pctxt, const char* string, const char* char
 
 // Length (in pieces for long strings), then the characters; allowAlign is
 // false for the unaligned-only entry points.
-static int encodeConstrString(VXCTXT* pctxt, const char* string, const char* chars,
-                              unsigned nbits, unsigned canonicalBits, bool allowAlign)
+static int encodeConstrString(VXCTXT* pctxt, const char* string, const char* chars, unsigned nbits,
+                              unsigned canonicalBits, bool allowAlign)
 {
    Asn1SizeCnst saved = pu_copySizeConstraint(pctxt);
    uint64_t length = string ? strlen(string) : 0;
@@ -50,8 +50,8 @@ static int encodeConstrString(VXCTXT* pctxt, const char* string, const char* cha
    }
 }
 
-int pe_ConstrainedStringEx(VXCTXT* pctxt, const char* string, const char* chars,
-                           unsigned abits, unsigned ubits, unsigned canonicalBits)
+int pe_ConstrainedStringEx(VXCTXT* pctxt, const char* string, const char* chars, unsigned abits,
+                           unsigned ubits, unsigned canonicalBits)
 {
    unsigned nbits = pctxt->buffer.aligned ? abits : ubits;
    return encodeConstrString(pctxt, string, chars, nbits, canonicalBits, true);

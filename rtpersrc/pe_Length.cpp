@@ -9,15 +9,14 @@ int pe_UnconsLength(VXCTXT* pctxt, uint64_t length)
    int stat, covered;
    PU_NEWFIELD(pctxt, "length");
    if (length < 128) {
-      stat = aligned ? pe_octetAligned(pctxt, (uint8_t)length) : rtxEncBits(pctxt, (uint32_t)length, 8);
+      stat =
+         aligned ? pe_octetAligned(pctxt, (uint8_t)length) : rtxEncBits(pctxt, (uint32_t)length, 8);
       covered = (int)length;
-   }
-   else if (length < 16384) {
+   } else if (length < 16384) {
       uint32_t v = (uint32_t)length | 0x8000u;
       stat = aligned ? pe_bitsAligned(pctxt, v, 16) : rtxEncBits(pctxt, v, 16);
       covered = (int)length;
-   }
-   else {
+   } else {
       // Fragment header: 1 1 and a multiplier of 16384 items, at most 4.
       uint64_t m = length / 16384;
       if (m > 4) m = 4;

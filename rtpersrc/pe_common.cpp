@@ -77,10 +77,7 @@ int pe_NonNegBinInt64(VXCTXT* pctxt, uint64_t value)
    return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
 }
 
-int pe_NonNegBinInt(VXCTXT* pctxt, uint32_t value)
-{
-   return pe_NonNegBinInt64(pctxt, value);
-}
+int pe_NonNegBinInt(VXCTXT* pctxt, uint32_t value) { return pe_NonNegBinInt64(pctxt, value); }
 
 // Shortest two's complement octets of value, filled from the end of buf
 // (at least 9 bytes); returns the index of the first octet.
@@ -92,8 +89,10 @@ unsigned pe_2sCompOctets(int64_t value, uint8_t* buf, unsigned bufSize)
       buf[--i] = (uint8_t)((uint64_t)v & 0xFFu);
       v >>= 8;  // floor division by 256
    } while (v != 0 && v != -1);
-   if (value >= 0 && (buf[i] & 0x80u) != 0) buf[--i] = 0x00;
-   else if (value < 0 && (buf[i] & 0x80u) == 0) buf[--i] = 0xFF;
+   if (value >= 0 && (buf[i] & 0x80u) != 0)
+      buf[--i] = 0x00;
+   else if (value < 0 && (buf[i] & 0x80u) == 0)
+      buf[--i] = 0xFF;
    return i;
 }
 
@@ -105,10 +104,7 @@ int pe_2sCompBinInt64(VXCTXT* pctxt, int64_t value)
    return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
 }
 
-int pe_2sCompBinInt(VXCTXT* pctxt, int32_t value)
-{
-   return pe_2sCompBinInt64(pctxt, value);
-}
+int pe_2sCompBinInt(VXCTXT* pctxt, int32_t value) { return pe_2sCompBinInt64(pctxt, value); }
 
 int pe_identifier64(VXCTXT* pctxt, uint64_t value)
 {
@@ -123,7 +119,4 @@ int pe_identifier64(VXCTXT* pctxt, uint64_t value)
    return 0;
 }
 
-int pe_identifier(VXCTXT* pctxt, uint32_t value)
-{
-   return pe_identifier64(pctxt, value);
-}
+int pe_identifier(VXCTXT* pctxt, uint32_t value) { return pe_identifier64(pctxt, value); }

@@ -12,15 +12,12 @@ int pu_setBuffer(VXCTXT* pctxt, uint8_t* data, uint64_t size, bool aligned)
    return 0;
 }
 
-void pu_setAligned(VXCTXT* pctxt, bool aligned)
-{
-   pctxt->buffer.aligned = aligned ? 1 : 0;
-}
+void pu_setAligned(VXCTXT* pctxt, bool aligned) { pctxt->buffer.aligned = aligned ? 1 : 0; }
 
 int pu_initContextBuffer(VXCTXT* target, VXCTXT* source)
 {
-   int stat = pu_setBuffer(target, source->buffer.data, source->buffer.size,
-                           source->buffer.aligned != 0);
+   int stat =
+      pu_setBuffer(target, source->buffer.data, source->buffer.size, source->buffer.aligned != 0);
    if (stat != 0) return VX_LOG_ERR(target, stat);
    target->buffer.byteIndex = source->buffer.byteIndex;
    target->buffer.bitOffset = source->buffer.bitOffset;
@@ -73,10 +70,7 @@ int pu_setSizeConstraint(VXCTXT* pctxt, uint64_t lower, uint64_t upper, uint64_t
    return 0;
 }
 
-static bool inRange(uint64_t n, uint64_t lower, uint64_t upper)
-{
-   return n >= lower && n <= upper;
-}
+static bool inRange(uint64_t n, uint64_t lower, uint64_t upper) { return n >= lower && n <= upper; }
 
 int pu_addSizeConstraint(VXCTXT* pctxt, const Asn1SizeCnst* pSizeCnst)
 {
@@ -124,8 +118,7 @@ int pu_checkSizeExt(const Asn1SizeCnst* pSizeCnst, uint64_t n, bool* pExtensible
          return 0;
       }
       if (!extensible) return RTERR_CONSVIO;
-   }
-   else if (!extensible) {
+   } else if (!extensible) {
       pRange->rootLower = 0;
       pRange->rootUpper = UINT64_MAX;
       return 0;
@@ -150,8 +143,7 @@ bool pu_BitAndOctetStringAlignmentTest(const Asn1SizeCnst* pSizeCnst, uint64_t c
                                        bool bitString)
 {
    // An all-zero record is the absence of a constraint.
-   if (pSizeCnst == nullptr || (pSizeCnst->rootUpper == 0 && pSizeCnst->extUpper == 0))
-      return true;
+   if (pSizeCnst == nullptr || (pSizeCnst->rootUpper == 0 && pSizeCnst->extUpper == 0)) return true;
    if (count > (bitString ? 16u : 2u)) return true;
    if (pSizeCnst->extUpper != 0 &&
        !(pSizeCnst->rootUpper != 0 && inRange(count, pSizeCnst->rootLower, pSizeCnst->rootUpper)))

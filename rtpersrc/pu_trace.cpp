@@ -10,8 +10,7 @@ bool pu_setTrace(VXCTXT* pctxt, bool value)
       // the same and the helpers then find a null list.
       rtxDiagCtxtBitFieldListInit(pctxt);
       pctxt->flags |= VXCTXT_FLAG_TRACE;
-   }
-   else {
+   } else {
       pctxt->flags &= ~VXCTXT_FLAG_TRACE;
    }
    return former;

@@ -8,8 +8,8 @@
 #include <new>
 
 #include "asn1ErrorHandler.h"
-#include "asn1Gen.h"
 #include "asn1EventHandler.h"
+#include "asn1Gen.h"
 #include "asn1per.h"
 #include "rtxBitString.h"
 #include "rtxDList.h"

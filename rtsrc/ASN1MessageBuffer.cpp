@@ -8,20 +8,17 @@
 #include "rtxMemBuf.h"
 
 ASN1MessageBuffer::ASN1MessageBuffer(Type bufferType)
-   : VXRTMessageBuffer(bufferType, new ASN1RtContext())
+    : VXRTMessageBuffer(bufferType, new ASN1RtContext())
 {
 }
 
 ASN1MessageBuffer::ASN1MessageBuffer(Type bufferType, VXRTContext* pContext)
-   : VXRTMessageBuffer(bufferType, pContext)
+    : VXRTMessageBuffer(bufferType, pContext)
 {
    rtErrASN1Init();
 }
 
-int ASN1MessageBuffer::setStatus(int stat)
-{
-   return getContextObj()->setStatus(stat);
-}
+int ASN1MessageBuffer::setStatus(int stat) { return getContextObj()->setStatus(stat); }
 
 int ASN1MessageBuffer::addEventHandler(Asn1NamedEventHandler* pHandler)
 {
@@ -45,12 +42,6 @@ int ASN1MessageBuffer::initBuffer(VXRTMEMBUF& membuf)
    return rtxInitContextBuffer(getCtxtPtr(), data, rtxMemBufGetDataLen(&membuf));
 }
 
-int ASN1MessageBuffer::initBuffer(unsigned short* /*pMsgBuf*/)
-{
-   return setStatus(RTERR_NOTSUPP);
-}
+int ASN1MessageBuffer::initBuffer(unsigned short* /*pMsgBuf*/) { return setStatus(RTERR_NOTSUPP); }
 
-int ASN1MessageBuffer::initBuffer(const unsigned char* /*pMsgBuf*/)
-{
-   return RTERR_NOTSUPP;
-}
+int ASN1MessageBuffer::initBuffer(const unsigned char* /*pMsgBuf*/) { return RTERR_NOTSUPP; }

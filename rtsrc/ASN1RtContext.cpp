@@ -12,6 +12,5 @@ ASN1RtContext::ASN1RtContext() : VXRTContext()
    // A heap that could not be made in the base constructor is not held
    // against the object: the first allocation creates it.
    mbInitialized = (mStatus == 0);
-   rtxDiagPrint(&mCtxt, "context %x created, ref count = 0\n",
-                (unsigned)(uintptr_t)&mCtxt);
+   rtxDiagPrint(&mCtxt, "context %x created, ref count = 0\n", (unsigned)(uintptr_t)&mCtxt);
 }

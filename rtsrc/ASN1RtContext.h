@@ -4,8 +4,8 @@
 #ifndef ASN1RTCONTEXT_H
 #define ASN1RTCONTEXT_H
 
-#include "rtContext.h"
 #include "VXRTContext.h"
+#include "rtContext.h"
 
 class ASN1RtContext : public VXRTContext {
  public:

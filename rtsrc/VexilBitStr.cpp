@@ -2,23 +2,23 @@
 #include "VexilBitStr.h"
 
 VexilBitStr::VexilBitStr(uint8_t* data, size_t capacity)
-   : VexilType(), mpData(data), mpNumBits(nullptr), mCapacity(capacity), mpExtData(nullptr)
+    : VexilType(), mpData(data), mpNumBits(nullptr), mCapacity(capacity), mpExtData(nullptr)
 {
 }
 
 VexilBitStr::VexilBitStr(uint8_t* data, uint8_t* numbits, size_t capacity, uint8_t** extdata)
-   : VexilType(), mpData(data), mpNumBits(numbits), mCapacity(capacity), mpExtData(extdata)
+    : VexilType(), mpData(data), mpNumBits(numbits), mCapacity(capacity), mpExtData(extdata)
 {
 }
 
 VexilBitStr::VexilBitStr(VXRTMessageBufferIF& msgBuf, uint8_t* data, size_t capacity)
-   : VexilType(msgBuf), mpData(data), mpNumBits(nullptr), mCapacity(capacity), mpExtData(nullptr)
+    : VexilType(msgBuf), mpData(data), mpNumBits(nullptr), mCapacity(capacity), mpExtData(nullptr)
 {
 }
 
 VexilBitStr::VexilBitStr(VXRTMessageBufferIF& msgBuf, uint8_t* data, uint8_t* numbits,
                          size_t capacity, uint8_t** extdata)
-   : VexilType(msgBuf), mpData(data), mpNumBits(numbits), mCapacity(capacity), mpExtData(extdata)
+    : VexilType(msgBuf), mpData(data), mpNumBits(numbits), mCapacity(capacity), mpExtData(extdata)
 {
 }
 

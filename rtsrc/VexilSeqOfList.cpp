@@ -7,12 +7,11 @@
 VexilSeqOfList::VexilSeqOfList(ASN1TSeqOfList& list) : VexilType(), mpList(&list) {}
 
 VexilSeqOfList::VexilSeqOfList(VXRTMessageBufferIF& msgBuf, ASN1TSeqOfList& list)
-   : VexilType(msgBuf), mpList(&list)
+    : VexilType(msgBuf), mpList(&list)
 {
 }
 
-VexilSeqOfList::VexilSeqOfList(VexilType& ctl, ASN1TSeqOfList& list)
-   : VexilType(ctl), mpList(&list)
+VexilSeqOfList::VexilSeqOfList(VexilType& ctl, ASN1TSeqOfList& list) : VexilType(ctl), mpList(&list)
 {
 }
 

@@ -8,7 +8,7 @@ VexilType::VexilType() : mpContext(new ASN1RtContext()), mpMsgBuf(nullptr) {}
 VexilType::VexilType(VXRTContext& ctxt) : mpContext(&ctxt), mpMsgBuf(nullptr) {}
 
 VexilType::VexilType(VXRTMessageBufferIF& msgBuf)
-   : mpContext(msgBuf.getContext()), mpMsgBuf(&msgBuf)
+    : mpContext(msgBuf.getContext()), mpMsgBuf(&msgBuf)
 {
 }
 
@@ -45,10 +45,7 @@ int VexilType::Encode()
    return VX_LOG_ERR(getCtxtPtr(), stat);
 }
 
-int VexilType::EncodeTo(VXRTMessageBufferIF& /*msgBuf*/)
-{
-   return ASN_E_NOTPDU;
-}
+int VexilType::EncodeTo(VXRTMessageBufferIF& /*msgBuf*/) { return ASN_E_NOTPDU; }
 
 int VexilType::DecodeFrom(VXRTMessageBufferIF& /*msgBuf*/, unsigned char /*initFlag*/)
 {

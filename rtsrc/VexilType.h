@@ -5,9 +5,9 @@
 #ifndef VEXILTYPE_H
 #define VEXILTYPE_H
 
-#include "rtContext.h"
 #include "ASN1RtContext.h"
 #include "VXRTMessageBuffer.h"
+#include "rtContext.h"
 
 class VexilType {
  protected:

@@ -17,7 +17,7 @@ struct VexilCB {
 };
 
 class Asn1ErrorHandler {
-public:
+ public:
    virtual ~Asn1ErrorHandler() {}
 
    // Decides on a fault: returns the status to go on with (0 to ignore it).

@@ -10,7 +10,7 @@
 #include "rtxContext.h"
 
 class Asn1NamedEventHandler {
-public:
+ public:
    virtual ~Asn1NamedEventHandler();
 
    virtual void startElement(const char* name, int index) = 0;
@@ -138,7 +138,7 @@ public:
 
 // The invokers of the 64-bit family (counts and indexes of 64 bits).
 class Asn1NamedEventHandler64 : public Asn1NamedEventHandler {
-public:
+ public:
    static VX_INLINE void invokeStartElement(VXCTXT* pctxt, const char* name, int64_t index)
    {
       if (VX_UNLIKELY(pctxt->pASN1Info == nullptr)) rtCtxtInitASN1Info(pctxt);

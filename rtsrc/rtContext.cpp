@@ -16,10 +16,7 @@ int rtInitASN1RtContext(VXCTXT* pctxt)
    return rtCtxtInitASN1Info(pctxt);
 }
 
-int rtInitContext(VXCTXT* pctxt)
-{
-   return rtInitASN1RtContext(pctxt);
-}
+int rtInitContext(VXCTXT* pctxt) { return rtInitASN1RtContext(pctxt); }
 
 int rtInitSubContext(VXCTXT* sub, VXCTXT* parent)
 {
@@ -52,10 +49,7 @@ int rtCtxtFreeASN1Info(VXCTXT* /*pctxt*/, void* info)
    return 0;
 }
 
-int rtCtxtResetASN1Info(VXCTXT* pctxt, void* info)
-{
-   return rtCtxtFreeASN1Info(pctxt, info);
-}
+int rtCtxtResetASN1Info(VXCTXT* pctxt, void* info) { return rtCtxtFreeASN1Info(pctxt, info); }
 
 void rtFreeContext(VXCTXT* pctxt)
 {
@@ -74,10 +68,7 @@ void rtSetFastCopy(VXCTXT* pctxt, bool value)
       pctxt->flags &= ~VXCTXT_FLAG_FASTCOPY;
 }
 
-void rtSetCopyValues(VXCTXT* pctxt, bool value)
-{
-   rtSetFastCopy(pctxt, !value);
-}
+void rtSetCopyValues(VXCTXT* pctxt, bool value) { rtSetFastCopy(pctxt, !value); }
 
 int rtAddEventHandler(VXCTXT* pctxt, void* handler)
 {

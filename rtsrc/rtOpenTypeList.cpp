@@ -2,7 +2,8 @@
 #include "asn1type.h"
 #include "rtxMemory.h"
 
-void rtxMemFreeOpenSeqExt(VXCTXT* pctxt, VXRTDList* pElemList) {
+void rtxMemFreeOpenSeqExt(VXCTXT* pctxt, VXRTDList* pElemList)
+{
    if (!pctxt || !pElemList) return;
    if (!rtxMemHeapIsEmpty(&pctxt->pMemHeap)) {
       VXRTDListNode* node = pElemList->head;

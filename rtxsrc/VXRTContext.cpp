@@ -20,10 +20,7 @@ VXRTContext::~VXRTContext()
    if (mbInitialized) rtxFreeContext(&mCtxt);
 }
 
-int VXRTContext::getStatus()
-{
-   return (mStatus != 0) ? mStatus : rtxErrGetLastError(&mCtxt);
-}
+int VXRTContext::getStatus() { return (mStatus != 0) ? mStatus : rtxErrGetLastError(&mCtxt); }
 
 void VXRTContext::resetErrorInfo()
 {
@@ -66,11 +63,8 @@ void operator delete(void* ptr, VXCTXT* pctxt) noexcept
 }
 
 VXRTCtxtHolder::VXRTCtxtHolder(VXRTContext* pContext)
-   : mpContext(pContext != nullptr ? pContext : new VXRTContext())
+    : mpContext(pContext != nullptr ? pContext : new VXRTContext())
 {
 }
 
-void VXRTCtxtHolder::printErrorInfo()
-{
-   rtxErrPrint(getCtxtPtr());
-}
+void VXRTCtxtHolder::printErrorInfo() { rtxErrPrint(getCtxtPtr()); }

@@ -5,7 +5,7 @@
 #include "rtxError.h"
 
 VXRTMessageBuffer::VXRTMessageBuffer(Type bufferType, VXRTContext* pContext)
-   : mCtxtHolder(pContext), mBufferType(bufferType)
+    : mCtxtHolder(pContext), mBufferType(bufferType)
 {
 }
 

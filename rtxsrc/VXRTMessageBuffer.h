@@ -56,7 +56,10 @@ class VXRTMessageBuffer : public VXRTMessageBufferIF {
    void setDiag(unsigned char value = 1) override;
 
    virtual char* getErrorInfo() { return mCtxtHolder.getErrorInfo(); }
-   virtual char* getErrorInfo(char* buf, size_t& size) { return mCtxtHolder.getErrorInfo(buf, size); }
+   virtual char* getErrorInfo(char* buf, size_t& size)
+   {
+      return mCtxtHolder.getErrorInfo(buf, size);
+   }
    virtual size_t getMsgLen() { return 0; }
    virtual void printErrorInfo() { mCtxtHolder.printErrorInfo(); }
    virtual void resetErrorInfo() { mCtxtHolder.resetErrorInfo(); }

@@ -36,7 +36,10 @@ class VXRTStream : public VXRTStreamIF {
    bool isOpened() override { return rtxStreamIsOpened(getCtxtPtr()); }
 
    virtual char* getErrorInfo() { return mCtxtHolder.getErrorInfo(); }
-   virtual char* getErrorInfo(char* buf, size_t& size) { return mCtxtHolder.getErrorInfo(buf, size); }
+   virtual char* getErrorInfo(char* buf, size_t& size)
+   {
+      return mCtxtHolder.getErrorInfo(buf, size);
+   }
 
    bool isInitialized() const { return mInitStatus == 0; }
 };

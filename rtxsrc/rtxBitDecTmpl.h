@@ -67,15 +67,13 @@ VX_INLINE int rtxDecBitsTmpl(VXCTXT* pctxt, T* pvalue, unsigned nbits)
          off = 8;
          b.byteIndex++;
       }
-   }
-   else if (VX_LIKELY(nbits <= 32 && rtxDecHasWord(pctxt))) {
+   } else if (VX_LIKELY(nbits <= 32 && rtxDecHasWord(pctxt))) {
       // Eight bytes lie ahead: one big-endian load, one shift each way.
       acc = (uint32_t)(rtxDecPeekWord(pctxt) >> (64 - nbits));
       rtxDecPassBits(pctxt, nbits);
       if (pvalue) *pvalue = (T)acc;
       return 0;
-   }
-   else {
+   } else {
       uint64_t need = (nbits - off + 15) / 8;
       if (VX_UNLIKELY(b.byteIndex >= b.size || need > b.size - b.byteIndex)) {
          int stat = rtxDecNeedBytes(pctxt, need);
@@ -91,8 +89,7 @@ VX_INLINE int rtxDecBitsTmpl(VXCTXT* pctxt, T* pvalue, unsigned nbits)
       if (nbits != 0) {
          acc = (acc << nbits) | ((uint32_t)*p >> (8 - nbits));
          off = 8 - nbits;
-      }
-      else {
+      } else {
          off = 8;
       }
       b.byteIndex = (uint64_t)(p - b.data);

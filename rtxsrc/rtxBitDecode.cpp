@@ -11,10 +11,7 @@ int rtxDecNeedBytes(VXCTXT* pctxt, uint64_t nbytes)
    return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
 }
 
-int rtxDecCountTooBig(VXCTXT* pctxt)
-{
-   return VX_LOG_ERR(pctxt, RTERR_TOOBIG);
-}
+int rtxDecCountTooBig(VXCTXT* pctxt) { return VX_LOG_ERR(pctxt, RTERR_TOOBIG); }
 
 static inline uint64_t bytesLeft(const VXRTBuffer& b)
 {
@@ -84,8 +81,7 @@ int rtxDecBitsToByteArray(VXCTXT* pctxt, uint8_t* dest, size_t destSize, uint64_
    }
    const uint8_t* p = b.data + b.byteIndex;
    unsigned used = 8 - off;
-   for (uint64_t i = 0; i < whole; i++, p++)
-      dest[i] = (uint8_t)((p[0] << used) | (p[1] >> off));
+   for (uint64_t i = 0; i < whole; i++, p++) dest[i] = (uint8_t)((p[0] << used) | (p[1] >> off));
    uint64_t idx = (uint64_t)(p - b.data);
    if (rem != 0) {
       unsigned v = (unsigned)(p[0] << used) & 0xFFu;
@@ -93,8 +89,7 @@ int rtxDecBitsToByteArray(VXCTXT* pctxt, uint8_t* dest, size_t destSize, uint64_
       dest[whole] = (uint8_t)(v & (0xFF00u >> rem));
       if (rem < off) {
          off -= rem;
-      }
-      else {
+      } else {
          idx++;
          off = 8 - (rem - off);
       }

@@ -12,10 +12,7 @@ int rtxEncNeedBytes(VXCTXT* pctxt, uint64_t touched)
    return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
 }
 
-int rtxEncCountTooBig(VXCTXT* pctxt)
-{
-   return VX_LOG_ERR(pctxt, RTERR_INVPARAM);
-}
+int rtxEncCountTooBig(VXCTXT* pctxt) { return VX_LOG_ERR(pctxt, RTERR_INVPARAM); }
 
 int rtxEncBitsPattern(VXCTXT* pctxt, uint8_t pattern, uint64_t nbits)
 {
@@ -50,8 +47,7 @@ int rtxEncBitsFromByteArray(VXCTXT* pctxt, const uint8_t* src, uint64_t nbits)
          *p = (uint8_t)(src[whole] & (0xFF00u >> rem));
          off = 8 - rem;
       }
-   }
-   else {
+   } else {
       // Each source byte fills the free low bits of one output byte and the
       // high bits of the next.
       unsigned used = 8 - off;
@@ -64,8 +60,7 @@ int rtxEncBitsFromByteArray(VXCTXT* pctxt, const uint8_t* src, uint64_t nbits)
          *p |= (uint8_t)(last >> used);
          if (rem < off) {
             off -= rem;
-         }
-         else {
+         } else {
             p++;
             off = 8 - (rem - off);
             if (off != 8) *p = (uint8_t)(last << (8 - used));

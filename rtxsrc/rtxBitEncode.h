@@ -45,8 +45,7 @@ VX_INLINE int rtxEncBit(VXCTXT* pctxt, unsigned value)
          if (stat != 0) return stat;
       }
       b.data[b.byteIndex] = (uint8_t)(bit << 7);
-   }
-   else {
+   } else {
       b.data[b.byteIndex] |= (uint8_t)(bit << (off - 1));
    }
    if (--off == 0) {
@@ -104,18 +103,21 @@ VX_INLINE int rtxEncBitsTmpl(VXCTXT* pctxt, T value, unsigned nbits)
    if (nbits <= off) {
       off -= nbits;
       unsigned bits = (unsigned)value << off;
-      if (off + nbits == 8) *p = (uint8_t)bits;
-      else *p |= (uint8_t)bits;
+      if (off + nbits == 8)
+         *p = (uint8_t)bits;
+      else
+         *p |= (uint8_t)bits;
       if (off == 0) {
          off = 8;
          p++;
       }
-   }
-   else {
+   } else {
       unsigned rem = nbits - off;
       unsigned head = (unsigned)(value >> rem) & 0xFFu;
-      if (off == 8) *p = (uint8_t)head;
-      else *p |= (uint8_t)head;
+      if (off == 8)
+         *p = (uint8_t)head;
+      else
+         *p |= (uint8_t)head;
       p++;
       while (rem >= 8) {
          rem -= 8;
@@ -124,8 +126,7 @@ VX_INLINE int rtxEncBitsTmpl(VXCTXT* pctxt, T value, unsigned nbits)
       if (rem != 0) {
          *p = (uint8_t)(value << (8 - rem));
          off = 8 - rem;
-      }
-      else {
+      } else {
          off = 8;
       }
    }

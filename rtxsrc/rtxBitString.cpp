@@ -1,10 +1,9 @@
 #include "rtxBitString.h"
 
-static inline uint8_t maskOf(size_t index) {
-   return (uint8_t)(0x80u >> (index % 8));
-}
+static inline uint8_t maskOf(size_t index) { return (uint8_t)(0x80u >> (index % 8)); }
 
-int rtxSetBit(uint8_t* bits, size_t numbits, size_t index) {
+int rtxSetBit(uint8_t* bits, size_t numbits, size_t index)
+{
    if (bits == nullptr || index >= numbits) return RTERR_OUTOFBND;
    uint8_t& byte = bits[index / 8];
    int old = (byte & maskOf(index)) != 0;
@@ -12,7 +11,8 @@ int rtxSetBit(uint8_t* bits, size_t numbits, size_t index) {
    return old;
 }
 
-int rtxClearBit(uint8_t* bits, size_t numbits, size_t index) {
+int rtxClearBit(uint8_t* bits, size_t numbits, size_t index)
+{
    if (bits == nullptr || index >= numbits) return RTERR_OUTOFBND;
    uint8_t& byte = bits[index / 8];
    int old = (byte & maskOf(index)) != 0;
@@ -20,12 +20,14 @@ int rtxClearBit(uint8_t* bits, size_t numbits, size_t index) {
    return old;
 }
 
-bool rtxTestBit(const uint8_t* bits, size_t numbits, size_t index) {
+bool rtxTestBit(const uint8_t* bits, size_t numbits, size_t index)
+{
    if (bits == nullptr || index >= numbits) return false;
    return (bits[index / 8] & maskOf(index)) != 0;
 }
 
-int rtxLastBitSet(const uint8_t* bits, size_t numbits) {
+int rtxLastBitSet(const uint8_t* bits, size_t numbits)
+{
    if (bits == nullptr) return -1;
    for (size_t i = numbits; i > 0; i--) {
       size_t index = i - 1;

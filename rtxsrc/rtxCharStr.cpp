@@ -3,12 +3,14 @@
 #include "rtxContext.h"
 #include "rtxMemory.h"
 
-char* rtxStrcat(char* dest, size_t bufsiz, const char* src) {
+char* rtxStrcat(char* dest, size_t bufsiz, const char* src)
+{
    if (dest == nullptr || src == nullptr) return nullptr;
    return rtxStrncat(dest, bufsiz, src, strlen(src));
 }
 
-char* rtxStrncat(char* dest, size_t bufsiz, const char* src, size_t nchars) {
+char* rtxStrncat(char* dest, size_t bufsiz, const char* src, size_t nchars)
+{
    if (dest == nullptr || src == nullptr || bufsiz == 0) return nullptr;
    const char* end = static_cast<const char*>(memchr(dest, 0, bufsiz));
    if (end == nullptr) return nullptr;  // dest is not terminated within its capacity
@@ -21,7 +23,8 @@ char* rtxStrncat(char* dest, size_t bufsiz, const char* src, size_t nchars) {
    return dest;
 }
 
-char* rtxStrcpy(char* dest, size_t bufsiz, const char* src) {
+char* rtxStrcpy(char* dest, size_t bufsiz, const char* src)
+{
    if (dest == nullptr || src == nullptr) return nullptr;
    size_t n = strlen(src);
    if (n >= bufsiz) return nullptr;
@@ -29,7 +32,8 @@ char* rtxStrcpy(char* dest, size_t bufsiz, const char* src) {
    return dest;
 }
 
-char* rtxStrncpy(char* dest, size_t bufsiz, const char* src, size_t nchars) {
+char* rtxStrncpy(char* dest, size_t bufsiz, const char* src, size_t nchars)
+{
    if (dest == nullptr || src == nullptr || bufsiz == 0) return nullptr;
    const char* srcEnd = static_cast<const char*>(memchr(src, 0, nchars));
    size_t n = srcEnd ? (size_t)(srcEnd - src) : nchars;
@@ -44,7 +48,8 @@ char* rtxStrncpy(char* dest, size_t bufsiz, const char* src, size_t nchars) {
    return dest;
 }
 
-char* rtxStrndup(VXCTXT* pctxt, const char* src, size_t nchars) {
+char* rtxStrndup(VXCTXT* pctxt, const char* src, size_t nchars)
+{
    if (src == nullptr) return nullptr;
    const char* srcEnd = static_cast<const char*>(memchr(src, 0, nchars));
    size_t n = srcEnd ? (size_t)(srcEnd - src) : nchars;
@@ -55,13 +60,15 @@ char* rtxStrndup(VXCTXT* pctxt, const char* src, size_t nchars) {
    return p;
 }
 
-char* rtxStrdup(VXCTXT* pctxt, const char* src) {
+char* rtxStrdup(VXCTXT* pctxt, const char* src)
+{
    if (src == nullptr) return nullptr;
    return rtxStrndup(pctxt, src, strlen(src));
 }
 
 char* rtxStrJoin(VXCTXT* pctxt, const char* str1, const char* str2, const char* str3,
-                 const char* str4, const char* str5) {
+                 const char* str4, const char* str5)
+{
    const char* parts[5] = {str1, str2, str3, str4, str5};
    size_t lens[5];
    size_t total = 0;
@@ -87,7 +94,8 @@ namespace {
 // Decimal text of a magnitude with an optional minus sign. The digits are
 // produced from the unsigned magnitude, so the lowest signed value needs no
 // negation of a signed number.
-int uintToCharStr(uint64_t magnitude, bool negative, char* buffer, size_t size, char padchar) {
+int uintToCharStr(uint64_t magnitude, bool negative, char* buffer, size_t size, char padchar)
+{
    if (buffer == nullptr || size < 2) return RTERR_INVPARAM;
    char digits[24];
    size_t nd = 0;
@@ -110,24 +118,29 @@ int uintToCharStr(uint64_t magnitude, bool negative, char* buffer, size_t size, 
 
 }  // namespace
 
-int rtxIntToCharStr(int32_t value, char* buffer, size_t size, char padchar) {
+int rtxIntToCharStr(int32_t value, char* buffer, size_t size, char padchar)
+{
    return rtxInt64ToCharStr(value, buffer, size, padchar);
 }
 
-int rtxUIntToCharStr(uint32_t value, char* buffer, size_t size, char padchar) {
+int rtxUIntToCharStr(uint32_t value, char* buffer, size_t size, char padchar)
+{
    return uintToCharStr(value, false, buffer, size, padchar);
 }
 
-int rtxInt64ToCharStr(int64_t value, char* buffer, size_t size, char padchar) {
+int rtxInt64ToCharStr(int64_t value, char* buffer, size_t size, char padchar)
+{
    bool negative = value < 0;
    uint64_t magnitude = negative ? 0u - (uint64_t)value : (uint64_t)value;
    return uintToCharStr(magnitude, negative, buffer, size, padchar);
 }
 
-int rtxUInt64ToCharStr(uint64_t value, char* buffer, size_t size, char padchar) {
+int rtxUInt64ToCharStr(uint64_t value, char* buffer, size_t size, char padchar)
+{
    return uintToCharStr(value, false, buffer, size, padchar);
 }
 
-int rtxSizeToCharStr(size_t value, char* buffer, size_t size, char padchar) {
+int rtxSizeToCharStr(size_t value, char* buffer, size_t size, char padchar)
+{
    return uintToCharStr(value, false, buffer, size, padchar);
 }

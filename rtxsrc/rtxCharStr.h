@@ -68,8 +68,11 @@ struct VXDecimalText {
    int length;
    template <typename T>
    explicit VXDecimalText(T value)
-      : length(std::is_signed<T>::value ? rtxInt64ToCharStr((int64_t)value, text, sizeof text, 0)
-                                        : rtxUInt64ToCharStr((uint64_t)value, text, sizeof text, 0)) {}
+       : length(std::is_signed<T>::value
+                   ? rtxInt64ToCharStr((int64_t)value, text, sizeof text, 0)
+                   : rtxUInt64ToCharStr((uint64_t)value, text, sizeof text, 0))
+   {
+   }
 };
 
 #endif

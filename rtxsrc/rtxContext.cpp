@@ -79,8 +79,7 @@ void rtxFreeContext(VXCTXT* pctxt)
    if (pctxt->buffer.dynamic && pctxt->buffer.data != nullptr) {
       if (streamInCtxtBufMode(pctxt)) {
          rtxMemHeapSysFreePtr(&pctxt->pMemHeap, pctxt->buffer.data);
-      }
-      else if (!rtxMemHeapIsEmpty(&pctxt->pMemHeap)) {
+      } else if (!rtxMemHeapIsEmpty(&pctxt->pMemHeap)) {
          rtxMemHeapFreePtr(&pctxt->pMemHeap, pctxt->buffer.data);
       }
    }
@@ -150,20 +149,17 @@ int rtxInitContextBuffer(VXCTXT* pctxt, uint8_t* data, uint64_t size)
       buf.data = data;
       buf.size = size;
       buf.dynamic = 0;
-   }
-   else if (pctxt->pStream != nullptr && !streamInCtxtBufMode(pctxt)) {
+   } else if (pctxt->pStream != nullptr && !streamInCtxtBufMode(pctxt)) {
       // A stream in any other mode brings its own buffer: the data pointer,
       // its capacity and ownership are left as they are.
-   }
-   else {
+   } else {
       if (size == 0) size = VX_DEFAULT_WORKBUF_SIZE;
       if (pctxt->pStream == nullptr) {
          // The work buffer starts zeroed so that nothing undefined is ever read.
          uint8_t* p = static_cast<uint8_t*>(rtxMemAllocArray2(pctxt, size, 1, RT_MH_ZEROARRAY));
          if (p == nullptr) return RTERR_NOMEM;  // already recorded by the allocator
          buf.data = p;
-      }
-      else {
+      } else {
          uint8_t* p = static_cast<uint8_t*>(rtxMemHeapSysAllocZ(&pctxt->pMemHeap, size));
          if (p == nullptr) {
             VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);
@@ -256,10 +252,7 @@ int rtxCtxtPushElemNameCopy(VXCTXT* pctxt, const char* name)
    return 0;
 }
 
-const char* rtxCtxtPopElemNameCopy(VXCTXT* pctxt)
-{
-   return popElemName(pctxt);
-}
+const char* rtxCtxtPopElemNameCopy(VXCTXT* pctxt) { return popElemName(pctxt); }
 
 int rtxCtxtPushArrayElemName(VXCTXT* pctxt, const char* name, uint64_t index)
 {
@@ -347,8 +340,7 @@ static inline void containerEnd(VXCTXT* pctxt, uint64_t* endByte, uint64_t* endB
    if (top != nullptr) {
       *endByte = top->endByteIndex;
       *endBitsUsed = 8 - (uint64_t)top->endBitOffset;
-   }
-   else {
+   } else {
       *endByte = pctxt->buffer.size;
       *endBitsUsed = 0;
    }
@@ -368,15 +360,9 @@ uint64_t rtxCtxtGetContainerRemBits(VXCTXT* pctxt)
    return bytes * 8 + endUsed - curUsed;
 }
 
-bool rtxCtxtContainerHasRemBits(VXCTXT* pctxt)
-{
-   return rtxCtxtGetContainerRemBits(pctxt) != 0;
-}
+bool rtxCtxtContainerHasRemBits(VXCTXT* pctxt) { return rtxCtxtGetContainerRemBits(pctxt) != 0; }
 
-bool rtxCtxtContainerEnd(VXCTXT* pctxt)
-{
-   return rtxCtxtGetContainerRemBits(pctxt) == 0;
-}
+bool rtxCtxtContainerEnd(VXCTXT* pctxt) { return rtxCtxtGetContainerRemBits(pctxt) == 0; }
 
 void rtxCtxtPopContainer(VXCTXT* pctxt)
 {

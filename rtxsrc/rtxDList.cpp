@@ -4,12 +4,14 @@
 #include "rtxMemory.h"
 
 // Exhaustion is recorded in the context; the caller sees the null result.
-static void* noMemory(VXCTXT* pctxt) {
+static void* noMemory(VXCTXT* pctxt)
+{
    VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);
    return nullptr;
 }
 
-static VXRTDListNode* newNode(VXCTXT* pctxt, void* pData) {
+static VXRTDListNode* newNode(VXCTXT* pctxt, void* pData)
+{
    VXRTDListNode* node = rtxMemAllocType(pctxt, VXRTDListNode);
    if (node == nullptr) return static_cast<VXRTDListNode*>(noMemory(pctxt));
    node->data = pData;
@@ -18,12 +20,14 @@ static VXRTDListNode* newNode(VXCTXT* pctxt, void* pData) {
    return node;
 }
 
-VXRTDListNode* rtxDListAppend(VXCTXT* pctxt, VXRTDList* pList, void* pData) {
+VXRTDListNode* rtxDListAppend(VXCTXT* pctxt, VXRTDList* pList, void* pData)
+{
    return rtxDListAppendNode(pList, newNode(pctxt, pData));
 }
 
 VXRTDListNode* rtxDListAppendCharArray(VXCTXT* pctxt, VXRTDList* pList, size_t length,
-                                       const char* data) {
+                                       const char* data)
+{
    char* copy = static_cast<char*>(rtxMemAlloc(pctxt, length + 1));
    if (copy == nullptr) return static_cast<VXRTDListNode*>(noMemory(pctxt));
    if (length > 0) memcpy(copy, data, length);
@@ -34,7 +38,8 @@ VXRTDListNode* rtxDListAppendCharArray(VXCTXT* pctxt, VXRTDList* pList, size_t l
 }
 
 int rtxDListAppendArray(VXCTXT* pctxt, VXRTDList* pList, void* pArray, size_t numElements,
-                        size_t elemSize) {
+                        size_t elemSize)
+{
    uint8_t* p = static_cast<uint8_t*>(pArray);
    for (size_t i = 0; i < numElements; i++) {
       if (rtxDListAppend(pctxt, pList, p + i * elemSize) == nullptr) {
@@ -46,7 +51,8 @@ int rtxDListAppendArray(VXCTXT* pctxt, VXRTDList* pList, void* pArray, size_t nu
 }
 
 int rtxDListAppendArrayCopy(VXCTXT* pctxt, VXRTDList* pList, const void* pArray, size_t numElements,
-                            size_t elemSize) {
+                            size_t elemSize)
+{
    if (numElements == 0) return 0;
    void* copy = rtxMemAllocArray2(pctxt, numElements, elemSize, 0);
    if (copy == nullptr) {
@@ -58,7 +64,8 @@ int rtxDListAppendArrayCopy(VXCTXT* pctxt, VXRTDList* pList, const void* pArray,
 }
 
 // Links pNode in front of `before` (null: at the tail).
-static VXRTDListNode* linkBefore(VXRTDList* pList, VXRTDListNode* before, VXRTDListNode* pNode) {
+static VXRTDListNode* linkBefore(VXRTDList* pList, VXRTDListNode* before, VXRTDListNode* pNode)
+{
    if (pNode == nullptr) return nullptr;
    if (before == nullptr) return rtxDListAppendNode(pList, pNode);
    pNode->next = before;
@@ -72,30 +79,35 @@ static VXRTDListNode* linkBefore(VXRTDList* pList, VXRTDListNode* before, VXRTDL
    return pNode;
 }
 
-VXRTDListNode* rtxDListInsertNode(VXRTDList* pList, uint64_t idx, VXRTDListNode* pNode) {
+VXRTDListNode* rtxDListInsertNode(VXRTDList* pList, uint64_t idx, VXRTDListNode* pNode)
+{
    if (idx > pList->count) return nullptr;
    VXRTDListNode* before = (idx == pList->count) ? nullptr : rtxDListFindByIndex(pList, idx);
    return linkBefore(pList, before, pNode);
 }
 
-VXRTDListNode* rtxDListInsert(VXCTXT* pctxt, VXRTDList* pList, uint64_t idx, void* pData) {
+VXRTDListNode* rtxDListInsert(VXCTXT* pctxt, VXRTDList* pList, uint64_t idx, void* pData)
+{
    if (idx > pList->count) return nullptr;
    return rtxDListInsertNode(pList, idx, newNode(pctxt, pData));
 }
 
 VXRTDListNode* rtxDListInsertBefore(VXCTXT* pctxt, VXRTDList* pList, VXRTDListNode* node,
-                                    void* pData) {
+                                    void* pData)
+{
    return linkBefore(pList, node, newNode(pctxt, pData));
 }
 
 VXRTDListNode* rtxDListInsertAfter(VXCTXT* pctxt, VXRTDList* pList, VXRTDListNode* node,
-                                   void* pData) {
+                                   void* pData)
+{
    VXRTDListNode* before = (node == nullptr) ? pList->head : node->next;
    return linkBefore(pList, before, newNode(pctxt, pData));
 }
 
 VXRTDListNode* rtxDListInsertNodeSorted(VXRTDList* pList, VXRTDListNode* pNode,
-                                        VXRTDListCompareFunc compareFunc, const void* sortCtxt) {
+                                        VXRTDListCompareFunc compareFunc, const void* sortCtxt)
+{
    if (pNode == nullptr) return nullptr;
    VXRTDListNode* tail = pList->tail;
    // Not below the tail (the usual case of sorted input): append.
@@ -112,11 +124,13 @@ VXRTDListNode* rtxDListInsertNodeSorted(VXRTDList* pList, VXRTDListNode* pNode,
 }
 
 VXRTDListNode* rtxDListInsertSorted(VXCTXT* pctxt, VXRTDList* pList, void* pData,
-                                    VXRTDListCompareFunc compareFunc, const void* sortCtxt) {
+                                    VXRTDListCompareFunc compareFunc, const void* sortCtxt)
+{
    return rtxDListInsertNodeSorted(pList, newNode(pctxt, pData), compareFunc, sortCtxt);
 }
 
-VXRTDListNode* rtxDListFindByIndex(const VXRTDList* pList, uint64_t idx) {
+VXRTDListNode* rtxDListFindByIndex(const VXRTDList* pList, uint64_t idx)
+{
    if (idx >= pList->count) return nullptr;
    VXRTDListNode* node;
    if (idx >= pList->count / 2) {
@@ -129,18 +143,21 @@ VXRTDListNode* rtxDListFindByIndex(const VXRTDList* pList, uint64_t idx) {
    return node;
 }
 
-VXRTDListNode* rtxDListFindByData(const VXRTDList* pList, void* pData) {
+VXRTDListNode* rtxDListFindByData(const VXRTDList* pList, void* pData)
+{
    for (VXRTDListNode* node = pList->head; node != nullptr; node = node->next) {
       if (node->data == pData) return node;
    }
    return nullptr;
 }
 
-void* rtxDListFindFirstData(const VXRTDList* pList) {
+void* rtxDListFindFirstData(const VXRTDList* pList)
+{
    return pList->head != nullptr ? pList->head->data : nullptr;
 }
 
-int rtxDListFindIndexByData(const VXRTDList* pList, void* pData) {
+int rtxDListFindIndexByData(const VXRTDList* pList, void* pData)
+{
    int idx = 0;
    for (VXRTDListNode* node = pList->head; node != nullptr; node = node->next, idx++) {
       if (node->data == pData) return idx;
@@ -148,7 +165,8 @@ int rtxDListFindIndexByData(const VXRTDList* pList, void* pData) {
    return -1;
 }
 
-void rtxDListRemove(VXRTDList* pList, VXRTDListNode* pNode) {
+void rtxDListRemove(VXRTDList* pList, VXRTDListNode* pNode)
+{
    if (pNode == nullptr) return;
    if (pNode->next != nullptr)
       pNode->next->prev = pNode->prev;
@@ -162,7 +180,8 @@ void rtxDListRemove(VXRTDList* pList, VXRTDListNode* pNode) {
    if (pList->count > 0) pList->count--;
 }
 
-void rtxDListFreeNode(VXCTXT* pctxt, VXRTDList* pList, VXRTDListNode* pNode) {
+void rtxDListFreeNode(VXCTXT* pctxt, VXRTDList* pList, VXRTDListNode* pNode)
+{
    if (pNode == nullptr) return;
    rtxDListRemove(pList, pNode);
    rtxMemFreePtr(pctxt, pNode);
@@ -170,7 +189,8 @@ void rtxDListFreeNode(VXCTXT* pctxt, VXRTDList* pList, VXRTDListNode* pNode) {
 
 // Frees every node, and with freeData their data too, unless the heap is
 // already empty; the list is cleared in any case.
-static void freeList(VXCTXT* pctxt, VXRTDList* pList, bool freeData) {
+static void freeList(VXCTXT* pctxt, VXRTDList* pList, bool freeData)
+{
    if (!rtxMemHeapIsEmpty(VX_HEAP(pctxt))) {
       VXRTDListNode* node = pList->head;
       while (node != nullptr) {
@@ -185,18 +205,15 @@ static void freeList(VXCTXT* pctxt, VXRTDList* pList, bool freeData) {
    rtxDListInit(pList);
 }
 
-void rtxDListFreeNodes(VXCTXT* pctxt, VXRTDList* pList) {
-   freeList(pctxt, pList, false);
-}
+void rtxDListFreeNodes(VXCTXT* pctxt, VXRTDList* pList) { freeList(pctxt, pList, false); }
 
-void rtxDListFreeAll(VXCTXT* pctxt, VXRTDList* pList) {
-   freeList(pctxt, pList, true);
-}
+void rtxDListFreeAll(VXCTXT* pctxt, VXRTDList* pList) { freeList(pctxt, pList, true); }
 
-VXRTDListNode* rtxDListAllocNodeAndData(VXCTXT* pctxt, size_t dataSize, void** ppData) {
+VXRTDListNode* rtxDListAllocNodeAndData(VXCTXT* pctxt, size_t dataSize, void** ppData)
+{
    if (dataSize > SIZE_MAX - sizeof(VXRTDListNode)) return nullptr;
    VXRTDListNode* node =
-       static_cast<VXRTDListNode*>(rtxMemAllocZ(pctxt, sizeof(VXRTDListNode) + dataSize));
+      static_cast<VXRTDListNode*>(rtxMemAllocZ(pctxt, sizeof(VXRTDListNode) + dataSize));
    if (node == nullptr) return static_cast<VXRTDListNode*>(noMemory(pctxt));
    node->data = node + 1;
    if (ppData != nullptr) *ppData = node->data;
@@ -204,7 +221,8 @@ VXRTDListNode* rtxDListAllocNodeAndData(VXCTXT* pctxt, size_t dataSize, void** p
 }
 
 int rtxDListToArray(VXCTXT* pctxt, const VXRTDList* pList, void** ppArray, size_t* pElemCount,
-                    size_t elemSize) {
+                    size_t elemSize)
+{
    size_t count = (size_t)pList->count;
    uint8_t* array = static_cast<uint8_t*>(*ppArray);
    if (array == nullptr) {
@@ -227,7 +245,8 @@ int rtxDListToArray(VXCTXT* pctxt, const VXRTDList* pList, void** ppArray, size_
 }
 
 int rtxDListToPointerArray(VXCTXT* pctxt, const VXRTDList* pList, void*** ppArray,
-                           size_t* pElemCount) {
+                           size_t* pElemCount)
+{
    size_t count = (size_t)pList->count;
    void** array = nullptr;
    if (count > 0) {
@@ -245,7 +264,8 @@ int rtxDListToPointerArray(VXCTXT* pctxt, const VXRTDList* pList, void*** ppArra
    return 0;
 }
 
-int rtxDListToUTF8Str(VXCTXT* pctxt, const VXRTDList* pList, char** ppstr, char sep) {
+int rtxDListToUTF8Str(VXCTXT* pctxt, const VXRTDList* pList, char** ppstr, char sep)
+{
    *ppstr = nullptr;
    if (pList->count == 0) return 0;
    size_t total = 0;

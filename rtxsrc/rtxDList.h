@@ -45,8 +45,8 @@ VXRTDListNode* rtxDListAppendCharArray(VXCTXT* pctxt, VXRTDList* pList, size_t l
 int rtxDListAppendArray(VXCTXT* pctxt, VXRTDList* pList, void* pArray, size_t numElements,
                         size_t elemSize);
 // The same over a heap copy of the array.
-int rtxDListAppendArrayCopy(VXCTXT* pctxt, VXRTDList* pList, const void* pArray,
-                            size_t numElements, size_t elemSize);
+int rtxDListAppendArrayCopy(VXCTXT* pctxt, VXRTDList* pList, const void* pArray, size_t numElements,
+                            size_t elemSize);
 
 // Inserts so that the new node has index idx (0: at the head; count: at the
 // tail). Null if idx is above the count or on exhaustion.

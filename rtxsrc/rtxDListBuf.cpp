@@ -4,7 +4,8 @@
 #include "rtxError.h"
 #include "rtxMemory.h"
 
-void rtxDListBufInit(VXRTDListBuf* pBuf, size_t firstSegSz, void** ppArray, size_t elemSize) {
+void rtxDListBufInit(VXRTDListBuf* pBuf, size_t firstSegSz, void** ppArray, size_t elemSize)
+{
    pBuf->n = 0;
    pBuf->nMax = 0;
    pBuf->nAll = 0;
@@ -15,7 +16,8 @@ void rtxDListBufInit(VXRTDListBuf* pBuf, size_t firstSegSz, void** ppArray, size
    *ppArray = nullptr;
 }
 
-void rtxDListBufFreeAll(VXCTXT* pctxt, VXRTDListBuf* pBuf) {
+void rtxDListBufFreeAll(VXCTXT* pctxt, VXRTDListBuf* pBuf)
+{
    rtxDListFreeAll(pctxt, &pBuf->tmplist);
    if (*pBuf->ppArray != nullptr) {
       rtxMemFreePtr(pctxt, *pBuf->ppArray);
@@ -24,13 +26,15 @@ void rtxDListBufFreeAll(VXCTXT* pctxt, VXRTDListBuf* pBuf) {
    pBuf->n = pBuf->nMax = pBuf->nAll = 0;
 }
 
-static int failNoMem(VXCTXT* pctxt, VXRTDListBuf* pBuf) {
+static int failNoMem(VXCTXT* pctxt, VXRTDListBuf* pBuf)
+{
    rtxDListBufFreeAll(pctxt, pBuf);
    VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);
    return RTERR_NOMEM;
 }
 
-int rtxDListBufExpand(VXCTXT* pctxt, VXRTDListBuf* pBuf) {
+int rtxDListBufExpand(VXCTXT* pctxt, VXRTDListBuf* pBuf)
+{
    size_t nMax;
    if (*pBuf->ppArray != nullptr) {
       if (pBuf->nMax > SIZE_MAX / 2) return failNoMem(pctxt, pBuf);
@@ -48,7 +52,8 @@ int rtxDListBufExpand(VXCTXT* pctxt, VXRTDListBuf* pBuf) {
    return 0;
 }
 
-int rtxDListBufToArray(VXCTXT* pctxt, VXRTDListBuf* pBuf) {
+int rtxDListBufToArray(VXCTXT* pctxt, VXRTDListBuf* pBuf)
+{
    if (pBuf->nAll == 0) {
       rtxDListBufFreeAll(pctxt, pBuf);
       return 0;

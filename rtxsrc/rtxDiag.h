@@ -41,10 +41,8 @@ bool rtxDiagTraceLevelEnabled(VXCTXT* pctxt, uint8_t level);
 bool checkDiagLevel(VXCTXT* pctxt, const char* fmtspec);
 
 // Printers: vprintf to standard output, or through the print stream.
-void(rtxDiagPrint)(VXCTXT* pctxt, const char* fmtspec, ...)
-   __attribute__((format(printf, 2, 3)));
-void(rtxDiagStream)(VXCTXT* pctxt, const char* fmtspec, ...)
-   __attribute__((format(printf, 2, 3)));
+void(rtxDiagPrint)(VXCTXT* pctxt, const char* fmtspec, ...) __attribute__((format(printf, 2, 3)));
+void(rtxDiagStream)(VXCTXT* pctxt, const char* fmtspec, ...) __attribute__((format(printf, 2, 3)));
 
 #define rtxDiagPrint(pctxt, ...) \
    (rtxDiagEnabled(pctxt) ? (rtxDiagPrint)(pctxt, __VA_ARGS__) : (void)0)

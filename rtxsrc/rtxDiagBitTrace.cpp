@@ -166,8 +166,7 @@ bool rtxDiagSetBitFldDisabled(VXRTDiagBitFieldList* pBFList, bool value)
    if (pBFList == nullptr) return true;
    if (value) {
       if (pBFList->disabled < 0xFFFF) pBFList->disabled++;
-   }
-   else if (pBFList->disabled > 0) {
+   } else if (pBFList->disabled > 0) {
       pBFList->disabled--;
    }
    return pBFList->disabled != 0;
@@ -317,7 +316,8 @@ void rtxDiagBitTracePrint(VXRTDiagBitFieldList* pBFList, const char* varname)
 {
    if (pBFList == nullptr || traceCtxt(pBFList) == nullptr) return;
    VXCTXT* pctxt = traceCtxt(pBFList);
-   TraceBytes bytes = {pctxt->buffer.data, pctxt->buffer.data != nullptr ? (size_t)pctxt->buffer.size : 0};
+   TraceBytes bytes = {pctxt->buffer.data,
+                       pctxt->buffer.data != nullptr ? (size_t)pctxt->buffer.size : 0};
    if (rtxCtxtHasLiveStream(pctxt) && pctxt->pStream->id != VXRT_STREAM_ID_MEMORY) {
       if (pBFList->pCaptureBuf == nullptr) {
          rtxDiagStream(pctxt, "~E ERROR: capture buffer was not assigned to stream\n");

@@ -2,12 +2,14 @@
 
 #include "rtxUTF8.h"
 
-static const VXRTEnumItem* rowAt(const void* items, size_t stride, size_t i) {
+static const VXRTEnumItem* rowAt(const void* items, size_t stride, size_t i)
+{
    return reinterpret_cast<const VXRTEnumItem*>(static_cast<const char*>(items) + i * stride);
 }
 
 int rtxLookupEnumStride(const char* text, size_t length, const void* items, size_t stride,
-                        size_t count) {
+                        size_t count)
+{
    if (text == nullptr || items == nullptr) return RTERR_INVENUM;
    if (length == (size_t)-1) length = strlen(text);
    size_t lo = 0, hi = count;  // the row, if any, lies in [lo, hi)
@@ -26,7 +28,8 @@ int rtxLookupEnumStride(const char* text, size_t length, const void* items, size
    return RTERR_INVENUM;
 }
 
-int rtxLookupEnumByValueStride(int32_t value, const void* items, size_t stride, size_t count) {
+int rtxLookupEnumByValueStride(int32_t value, const void* items, size_t stride, size_t count)
+{
    if (items == nullptr) return RTERR_INVENUM;
    for (size_t i = 0; i < count; i++) {
       if (rowAt(items, stride, i)->value == value) return (int)i;

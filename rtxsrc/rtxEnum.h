@@ -28,7 +28,8 @@ int rtxLookupEnumStride(const char* text, size_t length, const void* items, size
 int rtxLookupEnumByValueStride(int32_t value, const void* items, size_t stride, size_t count);
 
 template <class Item>
-constexpr bool rtxIsEnumItemLayout() {
+constexpr bool rtxIsEnumItemLayout()
+{
    return std::is_standard_layout<Item>::value &&
           std::is_same<decltype(Item::name), const char*>::value &&
           std::is_same<decltype(Item::value), int32_t>::value &&
@@ -39,13 +40,15 @@ constexpr bool rtxIsEnumItemLayout() {
 }
 
 template <class Item>
-inline int rtxLookupEnum(const char* text, size_t length, const Item* items, size_t count) {
+inline int rtxLookupEnum(const char* text, size_t length, const Item* items, size_t count)
+{
    static_assert(rtxIsEnumItemLayout<Item>(), "enumeration rows must start like VXRTEnumItem");
    return rtxLookupEnumStride(text, length, items, sizeof(Item), count);
 }
 
 template <class Item>
-inline int rtxLookupEnumByValue(int32_t value, const Item* items, size_t count) {
+inline int rtxLookupEnumByValue(int32_t value, const Item* items, size_t count)
+{
    static_assert(rtxIsEnumItemLayout<Item>(), "enumeration rows must start like VXRTEnumItem");
    return rtxLookupEnumByValueStride(value, items, sizeof(Item), count);
 }

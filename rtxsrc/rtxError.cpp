@@ -25,21 +25,25 @@ struct ErrNode {
    VXRTErrInfo info;
 };
 
-inline VXRTErrInfo* recordOf(const VXRTDListNode* node) {
+inline VXRTErrInfo* recordOf(const VXRTDListNode* node)
+{
    return static_cast<VXRTErrInfo*>(node->data);
 }
 
-inline VXRTErrInfo* lastRecord(VXCTXT* pctxt) {
+inline VXRTErrInfo* lastRecord(VXCTXT* pctxt)
+{
    return pctxt->errInfo.tail != nullptr ? recordOf(pctxt->errInfo.tail) : nullptr;
 }
 
 // Records and parameters may only be touched while the heap that holds them
 // is alive; after the heap has gone the lists are merely forgotten.
-inline bool heapUsable(VXCTXT* pctxt) {
+inline bool heapUsable(VXCTXT* pctxt)
+{
    return pctxt->pMemHeap != nullptr && !rtxMemHeapIsEmpty(VX_HEAP(pctxt));
 }
 
-bool reservedInList(VXCTXT* pctxt) {
+bool reservedInList(VXCTXT* pctxt)
+{
    for (VXRTDListNode* node = pctxt->errInfo.head; node != nullptr; node = node->next) {
       if (node == &pctxt->reservedNode) return true;
    }
@@ -48,7 +52,8 @@ bool reservedInList(VXCTXT* pctxt) {
 
 // The element name stack joined with ".", as a heap string; null for an
 // empty stack or on exhaustion (*exhausted tells the two apart).
-char* joinElemNames(VXCTXT* pctxt, bool* exhausted) {
+char* joinElemNames(VXCTXT* pctxt, bool* exhausted)
+{
    *exhausted = false;
    const VXRTDList& names = pctxt->elemNameStack;
    if (names.count == 0 || names.head == nullptr) return nullptr;
@@ -78,7 +83,8 @@ char* joinElemNames(VXCTXT* pctxt, bool* exhausted) {
 }
 
 // Stores an already allocated heap text as the next collected parameter.
-int storeParm(VXCTXT* pctxt, char* text) {
+int storeParm(VXCTXT* pctxt, char* text)
+{
    VXRTErrInfo& reserved = pctxt->reservedErr;
    if (text == nullptr) return 0;
    if (reserved.parmCount >= VXRT_ERR_MAXPARMS) {
@@ -89,7 +95,8 @@ int storeParm(VXCTXT* pctxt, char* text) {
    return 1;
 }
 
-int addParm(VXCTXT* pctxt, const char* text, size_t length) {
+int addParm(VXCTXT* pctxt, const char* text, size_t length)
+{
    if (pctxt == nullptr || pctxt->reservedErr.parmCount >= VXRT_ERR_MAXPARMS) return 0;
    char* copy = static_cast<char*>(rtxMemAlloc(pctxt, length + 1));
    if (copy == nullptr) return 0;
@@ -100,12 +107,14 @@ int addParm(VXCTXT* pctxt, const char* text, size_t length) {
 
 // A number as decimal text.
 template <typename T>
-int addNumberParm(VXCTXT* pctxt, T value) {
+int addNumberParm(VXCTXT* pctxt, T value)
+{
    VXDecimalText d(value);
    return d.length > 0 ? addParm(pctxt, d.text, (size_t)d.length) : 0;
 }
 
-void freeParms(VXCTXT* pctxt, VXRTErrInfo* rec) {
+void freeParms(VXCTXT* pctxt, VXRTErrInfo* rec)
+{
    for (int i = 0; i < VXRT_ERR_MAXPARMS; i++) {
       if (rec->parms[i] != nullptr) rtxMemFreePtr(pctxt, rec->parms[i]);
       rec->parms[i] = nullptr;
@@ -113,14 +122,16 @@ void freeParms(VXCTXT* pctxt, VXRTErrInfo* rec) {
    rec->parmCount = 0;
 }
 
-void freeRecordTexts(VXCTXT* pctxt, VXRTErrInfo* rec) {
+void freeRecordTexts(VXCTXT* pctxt, VXRTErrInfo* rec)
+{
    freeParms(pctxt, rec);
    if (rec->elemName != nullptr) rtxMemFreePtr(pctxt, rec->elemName);
    rec->elemName = nullptr;
 }
 
 // Forgets the reserved record's contents and unlinks its node.
-void clearReserved(VXCTXT* pctxt) {
+void clearReserved(VXCTXT* pctxt)
+{
    memset(&pctxt->reservedErr, 0, sizeof(pctxt->reservedErr));
    pctxt->reservedNode.data = &pctxt->reservedErr;
    pctxt->reservedNode.next = nullptr;
@@ -128,7 +139,8 @@ void clearReserved(VXCTXT* pctxt) {
 }
 
 // Removes one record from the list and releases it with its texts.
-void dropNode(VXCTXT* pctxt, VXRTDListNode* node) {
+void dropNode(VXCTXT* pctxt, VXRTDListNode* node)
+{
    freeRecordTexts(pctxt, recordOf(node));
    rtxDListRemove(&pctxt->errInfo, node);
    if (node == &pctxt->reservedNode) {
@@ -140,7 +152,8 @@ void dropNode(VXCTXT* pctxt, VXRTDListNode* node) {
 
 // A new last record with status 0: from the heap, or, for -10 when the heap
 // is exhausted, the reserved record. 0 on success, -10 otherwise.
-int newLastRecord(VXCTXT* pctxt, int status) {
+int newLastRecord(VXCTXT* pctxt, int status)
+{
    if (rtxErrNewNode(pctxt) != nullptr) {
       if (!reservedInList(pctxt)) pctxt->reservedErr.status = 0;
       return 0;
@@ -154,7 +167,8 @@ int newLastRecord(VXCTXT* pctxt, int status) {
 }
 
 // Hands the collected parameters over to the record that takes the status.
-void moveCollectedParms(VXCTXT* pctxt, VXRTErrInfo* rec) {
+void moveCollectedParms(VXCTXT* pctxt, VXRTErrInfo* rec)
+{
    VXRTErrInfo& reserved = pctxt->reservedErr;
    if (rec == &reserved || reserved.parmCount == 0) return;
    int count = reserved.parmCount < VXRT_ERR_MAXPARMS ? reserved.parmCount : VXRT_ERR_MAXPARMS;
@@ -168,7 +182,8 @@ void moveCollectedParms(VXCTXT* pctxt, VXRTErrInfo* rec) {
 }
 
 // rtxErrSetData without the element name parameter of -23.
-int setDataNoName(VXCTXT* pctxt, int status, const char* file, int line) {
+int setDataNoName(VXCTXT* pctxt, int status, const char* file, int line)
+{
    VXRTErrInfo* rec = lastRecord(pctxt);
    if (rec == nullptr) {
       if (newLastRecord(pctxt, status) != 0) return RTERR_NOMEM;
@@ -200,12 +215,14 @@ int setDataNoName(VXCTXT* pctxt, int status, const char* file, int line) {
    return rtxErrGetStatus(pctxt);
 }
 
-inline bool hasElemName(const VXRTErrInfo* rec) {
+inline bool hasElemName(const VXRTErrInfo* rec)
+{
    return rec->elemName != nullptr && rec->elemName[0] != '\0';
 }
 
 // Capacity estimate of a report: one allocation, one pass.
-size_t reportCapacity(VXCTXT* pctxt) {
+size_t reportCapacity(VXCTXT* pctxt)
+{
    size_t capacity = 200;
    for (VXRTDListNode* node = pctxt->errInfo.head; node != nullptr; node = node->next) {
       const VXRTErrInfo* rec = recordOf(node);
@@ -216,7 +233,8 @@ size_t reportCapacity(VXCTXT* pctxt) {
 }
 
 // Appends the pieces in order; false at the first that does not fit.
-bool appendAll(char* buffer, size_t size, std::initializer_list<const char*> pieces) {
+bool appendAll(char* buffer, size_t size, std::initializer_list<const char*> pieces)
+{
    for (const char* piece : pieces) {
       if (rtxStrcat(buffer, size, piece) == nullptr) return false;
    }
@@ -225,7 +243,8 @@ bool appendAll(char* buffer, size_t size, std::initializer_list<const char*> pie
 
 // One record of the report. The scratch area keeps the previous message for
 // a -50 record, which formats nothing.
-bool appendRecordReport(VXRTErrInfo* rec, char* scratch, char* buffer, size_t size) {
+bool appendRecordReport(VXRTErrInfo* rec, char* scratch, char* buffer, size_t size)
+{
    char number[24];
    rtxIntToCharStr(rec->status, number, sizeof(number), 0);
    rtxErrFmtMsg(rec, scratch, kScratchSize);
@@ -244,7 +263,8 @@ bool appendRecordReport(VXRTErrInfo* rec, char* scratch, char* buffer, size_t si
    return true;
 }
 
-char* msgText(VXCTXT* pctxt, char* buffer, size_t size, bool withElemName) {
+char* msgText(VXCTXT* pctxt, char* buffer, size_t size, bool withElemName)
+{
    if (pctxt == nullptr || buffer == nullptr || size == 0) return nullptr;
    buffer[0] = '\0';
    char scratch[kScratchSize];
@@ -263,7 +283,8 @@ char* msgText(VXCTXT* pctxt, char* buffer, size_t size, bool withElemName) {
    return buffer;
 }
 
-int appendCopies(VXCTXT* pDest, VXCTXT* pSrc) {
+int appendCopies(VXCTXT* pDest, VXCTXT* pSrc)
+{
    // Walk a fixed count so that appending a context to itself ends.
    uint64_t remaining = pSrc->errInfo.count;
    for (VXRTDListNode* node = pSrc->errInfo.head; node != nullptr && remaining > 0;
@@ -293,46 +314,40 @@ int appendCopies(VXCTXT* pDest, VXCTXT* pSrc) {
 
 // ---- parameters ----
 
-int rtxErrAddStrParm(VXCTXT* pctxt, const char* text) {
+int rtxErrAddStrParm(VXCTXT* pctxt, const char* text)
+{
    if (text == nullptr) text = "(null)";
    return addParm(pctxt, text, strlen(text));
 }
 
-int rtxErrAddStrnParm(VXCTXT* pctxt, const char* text, size_t length) {
+int rtxErrAddStrnParm(VXCTXT* pctxt, const char* text, size_t length)
+{
    if (text == nullptr) return rtxErrAddStrParm(pctxt, nullptr);
    const void* nul = memchr(text, '\0', length);
    if (nul != nullptr) length = (size_t)(static_cast<const char*>(nul) - text);
    return addParm(pctxt, text, length);
 }
 
-int rtxErrAddIntParm(VXCTXT* pctxt, int value) {
-   return addNumberParm(pctxt, value);
-}
+int rtxErrAddIntParm(VXCTXT* pctxt, int value) { return addNumberParm(pctxt, value); }
 
-int rtxErrAddUIntParm(VXCTXT* pctxt, unsigned value) {
-   return addNumberParm(pctxt, value);
-}
+int rtxErrAddUIntParm(VXCTXT* pctxt, unsigned value) { return addNumberParm(pctxt, value); }
 
-int rtxErrAddInt64Parm(VXCTXT* pctxt, int64_t value) {
-   return addNumberParm(pctxt, value);
-}
+int rtxErrAddInt64Parm(VXCTXT* pctxt, int64_t value) { return addNumberParm(pctxt, value); }
 
-int rtxErrAddUInt64Parm(VXCTXT* pctxt, uint64_t value) {
-   return addNumberParm(pctxt, value);
-}
+int rtxErrAddUInt64Parm(VXCTXT* pctxt, uint64_t value) { return addNumberParm(pctxt, value); }
 
-int rtxErrAddSizeParm(VXCTXT* pctxt, size_t value) {
-   return addNumberParm(pctxt, value);
-}
+int rtxErrAddSizeParm(VXCTXT* pctxt, size_t value) { return addNumberParm(pctxt, value); }
 
-int rtxErrAddDoubleParm(VXCTXT* pctxt, double value) {
+int rtxErrAddDoubleParm(VXCTXT* pctxt, double value)
+{
    char text[64];
    int n = snprintf(text, sizeof(text), "%E", value);
    if (n < 0 || (size_t)n >= sizeof(text)) return 0;
    return addParm(pctxt, text, (size_t)n);
 }
 
-int rtxErrAddElemNameParm(VXCTXT* pctxt) {
+int rtxErrAddElemNameParm(VXCTXT* pctxt)
+{
    if (pctxt == nullptr || pctxt->reservedErr.parmCount >= VXRT_ERR_MAXPARMS) return 0;
    bool exhausted;
    char* joined = joinElemNames(pctxt, &exhausted);
@@ -342,17 +357,20 @@ int rtxErrAddElemNameParm(VXCTXT* pctxt) {
 
 // ---- recording ----
 
-int rtxErrSetData(VXCTXT* pctxt, int status, const char* file, int line) {
+int rtxErrSetData(VXCTXT* pctxt, int status, const char* file, int line)
+{
    if (status == RTERR_TOOBIG) rtxErrAddElemNameParm(pctxt);
    return setDataNoName(pctxt, status, file, line);
 }
 
-int rtxErrSetNewData(VXCTXT* pctxt, int status, const char* file, int line) {
+int rtxErrSetNewData(VXCTXT* pctxt, int status, const char* file, int line)
+{
    if (newLastRecord(pctxt, status) != 0) return RTERR_NOMEM;
    return rtxErrSetData(pctxt, status, file, line);
 }
 
-VXRTErrInfo* rtxErrNewNode(VXCTXT* pctxt) {
+VXRTErrInfo* rtxErrNewNode(VXCTXT* pctxt)
+{
    ErrNode* entry = static_cast<ErrNode*>(rtxMemAllocZ(pctxt, sizeof(ErrNode)));
    if (entry == nullptr) return nullptr;
    entry->info.fatal = 1;
@@ -361,17 +379,20 @@ VXRTErrInfo* rtxErrNewNode(VXCTXT* pctxt) {
    return &entry->info;
 }
 
-void rtxErrSetNonFatal(VXCTXT* pctxt) {
+void rtxErrSetNonFatal(VXCTXT* pctxt)
+{
    VXRTErrInfo* rec = lastRecord(pctxt);
    if (rec != nullptr) rec->fatal = 0;
 }
 
-int rtxErrInvUIntOpt(VXCTXT* pctxt, uint32_t value) {
+int rtxErrInvUIntOpt(VXCTXT* pctxt, uint32_t value)
+{
    rtxErrAddUIntParm(pctxt, value);
    return RTERR_INVOPT;
 }
 
-void rtxErrAssertionFailed(const char* condition, int lineno, const char* file) {
+void rtxErrAssertionFailed(const char* condition, int lineno, const char* file)
+{
    printf("Run-time assertion '%s' failed.  Line %d, File %s\n", condition, lineno, file);
    fflush(stdout);
    exit(-1);
@@ -379,7 +400,8 @@ void rtxErrAssertionFailed(const char* condition, int lineno, const char* file) 
 
 // ---- reading ----
 
-int rtxErrGetStatus(VXCTXT* pctxt) {
+int rtxErrGetStatus(VXCTXT* pctxt)
+{
    int status = 0;
    bool seenFatal = false;
    for (VXRTDListNode* node = pctxt->errInfo.head; node != nullptr; node = node->next) {
@@ -392,20 +414,21 @@ int rtxErrGetStatus(VXCTXT* pctxt) {
    return status;
 }
 
-int rtxErrGetFirstError(VXCTXT* pctxt) {
+int rtxErrGetFirstError(VXCTXT* pctxt)
+{
    return pctxt->errInfo.head != nullptr ? recordOf(pctxt->errInfo.head)->status : 0;
 }
 
-int rtxErrGetLastError(VXCTXT* pctxt) {
+int rtxErrGetLastError(VXCTXT* pctxt)
+{
    VXRTErrInfo* rec = lastRecord(pctxt);
    return rec != nullptr ? rec->status : 0;
 }
 
-uint64_t rtxErrGetErrorCnt(VXCTXT* pctxt) {
-   return pctxt->errInfo.count;
-}
+uint64_t rtxErrGetErrorCnt(VXCTXT* pctxt) { return pctxt->errInfo.count; }
 
-char* rtxErrGetText(VXCTXT* pctxt, char* buffer, size_t* pSize) {
+char* rtxErrGetText(VXCTXT* pctxt, char* buffer, size_t* pSize)
+{
    if (buffer != nullptr && pSize != nullptr) return rtxErrGetTextBuf(pctxt, buffer, *pSize);
    size_t capacity = reportCapacity(pctxt);
    char* text = static_cast<char*>(rtxMemAllocArray2(pctxt, capacity, 1, 0));
@@ -414,7 +437,8 @@ char* rtxErrGetText(VXCTXT* pctxt, char* buffer, size_t* pSize) {
    return rtxErrGetTextBuf(pctxt, text, capacity);
 }
 
-char* rtxErrGetTextBuf(VXCTXT* pctxt, char* buffer, size_t size) {
+char* rtxErrGetTextBuf(VXCTXT* pctxt, char* buffer, size_t size)
+{
    if (pctxt == nullptr || buffer == nullptr || size == 0) return buffer;
    buffer[0] = '\0';
    char scratch[kScratchSize];
@@ -425,7 +449,8 @@ char* rtxErrGetTextBuf(VXCTXT* pctxt, char* buffer, size_t size) {
    return buffer;
 }
 
-char* rtxErrFmtMsg(VXRTErrInfo* pErrInfo, char* buffer, size_t size) {
+char* rtxErrFmtMsg(VXRTErrInfo* pErrInfo, char* buffer, size_t size)
+{
    if (pErrInfo == nullptr || buffer == nullptr || size == 0) return nullptr;
    if (pErrInfo->status == RTERR_MULTIPLE) return buffer;
    if (pErrInfo->status < 0) {
@@ -438,7 +463,8 @@ char* rtxErrFmtMsg(VXRTErrInfo* pErrInfo, char* buffer, size_t size) {
    return buffer;
 }
 
-char* rtxErrFmtMsgText(VXRTErrInfo* pErrInfo, const char* tmpl, char* buffer, size_t size) {
+char* rtxErrFmtMsgText(VXRTErrInfo* pErrInfo, const char* tmpl, char* buffer, size_t size)
+{
    if (pErrInfo == nullptr || tmpl == nullptr || buffer == nullptr || size == 0) return nullptr;
    const size_t limit = size - 1;
    const int parmCount =
@@ -477,13 +503,15 @@ char* rtxErrFmtMsgText(VXRTErrInfo* pErrInfo, const char* tmpl, char* buffer, si
    return buffer;
 }
 
-void rtxErrPrint(VXCTXT* pctxt) {
+void rtxErrPrint(VXCTXT* pctxt)
+{
    for (VXRTDListNode* node = pctxt->errInfo.head; node != nullptr; node = node->next) {
       rtxErrPrintElement(recordOf(node));
    }
 }
 
-void rtxErrPrintElement(VXRTErrInfo* pErrInfo) {
+void rtxErrPrintElement(VXRTErrInfo* pErrInfo)
+{
    if (pErrInfo == nullptr) return;
    char message[kScratchSize];
    message[0] = '\0';
@@ -493,30 +521,32 @@ void rtxErrPrintElement(VXRTErrInfo* pErrInfo) {
    if (hasElemName(pErrInfo)) printf("Element name: %s\n", pErrInfo->elemName);
    if (pErrInfo->stackCount > 0) {
       puts("Stack trace:");
-      int count = pErrInfo->stackCount < VXRT_ERR_MAXSTACK ? pErrInfo->stackCount
-                                                           : VXRT_ERR_MAXSTACK;
+      int count =
+         pErrInfo->stackCount < VXRT_ERR_MAXSTACK ? pErrInfo->stackCount : VXRT_ERR_MAXSTACK;
       for (int i = count - 1; i >= 0; i--) {
          const VXRTErrLocn& locn = pErrInfo->stack[i];
-         printf("  Module: %s, Line %d\n", locn.module != nullptr ? locn.module : "",
-                locn.lineno);
+         printf("  Module: %s, Line %d\n", locn.module != nullptr ? locn.module : "", locn.lineno);
       }
    }
 }
 
-char* rtxErrGetMsgText(VXCTXT* pctxt) {
+char* rtxErrGetMsgText(VXCTXT* pctxt)
+{
    size_t capacity = reportCapacity(pctxt);
    char* text = static_cast<char*>(rtxMemAllocArray2(pctxt, capacity, 1, 0));
    if (text == nullptr) return nullptr;
    return msgText(pctxt, text, capacity, true);
 }
 
-char* rtxErrGetMsgTextBuf(VXCTXT* pctxt, char* buffer, size_t size) {
+char* rtxErrGetMsgTextBuf(VXCTXT* pctxt, char* buffer, size_t size)
+{
    return msgText(pctxt, buffer, size, false);
 }
 
 // ---- clearing ----
 
-void rtxErrFreeParms(VXCTXT* pctxt) {
+void rtxErrFreeParms(VXCTXT* pctxt)
+{
    if (!heapUsable(pctxt)) {
       memset(pctxt->reservedErr.parms, 0, sizeof(pctxt->reservedErr.parms));
       pctxt->reservedErr.parmCount = 0;
@@ -528,7 +558,8 @@ void rtxErrFreeParms(VXCTXT* pctxt) {
    freeParms(pctxt, &pctxt->reservedErr);
 }
 
-void rtxErrResetErrInfo(VXCTXT* pctxt) {
+void rtxErrResetErrInfo(VXCTXT* pctxt)
+{
    // An empty list and no collected parameter (every call that succeeds):
    // nothing to free, so the heap need not be asked.
    const VXRTErrInfo& reserved = pctxt->reservedErr;
@@ -547,14 +578,18 @@ void rtxErrResetErrInfo(VXCTXT* pctxt) {
    clearReserved(pctxt);
 }
 
-void rtxErrReset(VXCTXT* pctxt) {
-   if (pctxt->elemNameStack.head != nullptr) rtxDListFreeNodes(pctxt, &pctxt->elemNameStack);
-   else rtxDListInit(&pctxt->elemNameStack);
+void rtxErrReset(VXCTXT* pctxt)
+{
+   if (pctxt->elemNameStack.head != nullptr)
+      rtxDListFreeNodes(pctxt, &pctxt->elemNameStack);
+   else
+      rtxDListInit(&pctxt->elemNameStack);
    rtxErrResetErrInfo(pctxt);
    rtxCtxtPopAllContainers(pctxt);
 }
 
-void rtxErrResetLastErrors(VXCTXT* pctxt, int count) {
+void rtxErrResetLastErrors(VXCTXT* pctxt, int count)
+{
    if (!heapUsable(pctxt)) {
       if (count > 0) rtxErrResetErrInfo(pctxt);
       return;
@@ -564,14 +599,16 @@ void rtxErrResetLastErrors(VXCTXT* pctxt, int count) {
    }
 }
 
-int rtxErrCopy(VXCTXT* pDestCtxt, VXCTXT* pSrcCtxt) {
+int rtxErrCopy(VXCTXT* pDestCtxt, VXCTXT* pSrcCtxt)
+{
    if (pDestCtxt == nullptr || pSrcCtxt == nullptr) return RTERR_INVPARAM;
    if (pDestCtxt == pSrcCtxt) return 0;
    rtxErrResetErrInfo(pDestCtxt);
    return appendCopies(pDestCtxt, pSrcCtxt);
 }
 
-int rtxErrAppend(VXCTXT* pDestCtxt, VXCTXT* pSrcCtxt) {
+int rtxErrAppend(VXCTXT* pDestCtxt, VXCTXT* pSrcCtxt)
+{
    if (pDestCtxt == nullptr || pSrcCtxt == nullptr) return RTERR_INVPARAM;
    return appendCopies(pDestCtxt, pSrcCtxt);
 }

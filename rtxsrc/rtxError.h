@@ -69,7 +69,9 @@ int rtxErrAddErrorTableEntry(const char* const* templates, int start, int end);
 const char* rtxErrGetTemplate(int status);
 int rtxErrInit();
 
-#define VX_ASSERT(cond) \
-   do { if (!(cond)) rtxErrAssertionFailed(#cond, __LINE__, VX_MODULE); } while (0)
+#define VX_ASSERT(cond)                                               \
+   do {                                                               \
+      if (!(cond)) rtxErrAssertionFailed(#cond, __LINE__, VX_MODULE); \
+   } while (0)
 
 #endif

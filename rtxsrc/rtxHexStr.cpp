@@ -2,24 +2,25 @@
 
 namespace {
 
-int hexValue(char c) {
+int hexValue(char c)
+{
    if (c >= '0' && c <= '9') return c - '0';
    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
    return -1;
 }
 
-bool isSeparator(char c) {
-   return c == ' ' || c == ',' || (c >= 0x09 && c <= 0x0D);
-}
+bool isSeparator(char c) { return c == ' ' || c == ',' || (c >= 0x09 && c <= 0x0D); }
 
-bool isPrefixAt(const char* text, size_t i, size_t length) {
+bool isPrefixAt(const char* text, size_t i, size_t length)
+{
    return text[i] == '0' && i + 1 < length && (text[i + 1] == 'x' || text[i + 1] == 'X');
 }
 
 // Walks the groups of digits. With `bytes` null it only counts; otherwise it
 // stores, failing with -13 beyond `capacity`. The text has been checked.
-int64_t convertGroups(const char* text, size_t length, uint8_t* bytes, size_t capacity) {
+int64_t convertGroups(const char* text, size_t length, uint8_t* bytes, size_t capacity)
+{
    size_t nbytes = 0;
    size_t i = 0;
    while (i < length) {
@@ -48,7 +49,8 @@ int64_t convertGroups(const char* text, size_t length, uint8_t* bytes, size_t ca
 }
 
 // First pass: only digits, separators and prefixes are allowed.
-bool checkText(const char* text, size_t length) {
+bool checkText(const char* text, size_t length)
+{
    for (size_t i = 0; i < length; i++) {
       if (isPrefixAt(text, i, length)) {
          i++;
@@ -61,7 +63,8 @@ bool checkText(const char* text, size_t length) {
 
 }  // namespace
 
-int rtxByteToHexChar(uint8_t byte, char* buffer, size_t size) {
+int rtxByteToHexChar(uint8_t byte, char* buffer, size_t size)
+{
    static const char kDigits[] = "0123456789abcdef";
    if (buffer == nullptr || size < 3) return RTERR_BUFOVFLW;
    buffer[0] = kDigits[byte >> 4];
@@ -70,7 +73,8 @@ int rtxByteToHexChar(uint8_t byte, char* buffer, size_t size) {
    return 0;
 }
 
-int64_t rtxHexCharsToBin(const char* text, size_t length, uint8_t* bytes, size_t capacity) {
+int64_t rtxHexCharsToBin(const char* text, size_t length, uint8_t* bytes, size_t capacity)
+{
    if (text == nullptr) return 0;
    if (length == 0) length = strlen(text);
    if (length == 0) return 0;
@@ -81,6 +85,7 @@ int64_t rtxHexCharsToBin(const char* text, size_t length, uint8_t* bytes, size_t
    return convertGroups(text, length, bytes, capacity);
 }
 
-int64_t rtxHexCharsToBinCount(const char* text, size_t length) {
+int64_t rtxHexCharsToBinCount(const char* text, size_t length)
+{
    return rtxHexCharsToBin(text, length, nullptr, 0);
 }

@@ -6,7 +6,8 @@
 // A line feed and the present indentation; nothing at all when indentation is
 // switched off. The room is reserved first (a fixed buffer that is full gives
 // -1) and the text stays NUL-terminated.
-int rtxWriteIndent(VXCTXT* pctxt) {
+int rtxWriteIndent(VXCTXT* pctxt)
+{
    size_t n = (size_t)pctxt->indent + 1;
    int stat = rtxCheckOutputBuffer(pctxt, n + 1);
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);

@@ -8,7 +8,8 @@
 
 int rtxWriteIndent(VXCTXT* pctxt);
 inline void rtxIndentIncr(VXCTXT* pctxt) { pctxt->indent += VXRT_INDENT_SPACES; }
-inline void rtxIndentDecr(VXCTXT* pctxt) {
+inline void rtxIndentDecr(VXCTXT* pctxt)
+{
    if (pctxt->indent > 0) pctxt->indent -= VXRT_INDENT_SPACES;
 }
 inline void rtxIndentReset(VXCTXT* pctxt) { pctxt->indent = 0; }

@@ -4,7 +4,8 @@
 #include "rtxMemory.h"
 
 void rtxMemBufInitBuffer(VXCTXT* pctxt, VXRTMEMBUF* pMemBuf, uint8_t* buf, size_t bufsize,
-                         size_t segsize) {
+                         size_t segsize)
+{
    memset(pMemBuf, 0, sizeof(*pMemBuf));
    pMemBuf->pctxt = pctxt;
    pMemBuf->segsize = segsize;
@@ -14,12 +15,14 @@ void rtxMemBufInitBuffer(VXCTXT* pctxt, VXRTMEMBUF* pMemBuf, uint8_t* buf, size_
    pMemBuf->isExpandable = true;
 }
 
-void rtxMemBufInit(VXCTXT* pctxt, VXRTMEMBUF* pMemBuf, size_t segsize) {
+void rtxMemBufInit(VXCTXT* pctxt, VXRTMEMBUF* pMemBuf, size_t segsize)
+{
    rtxMemBufInitBuffer(pctxt, pMemBuf, nullptr, 0, segsize == 0 ? 1024 : segsize);
    pMemBuf->isDynamic = true;
 }
 
-void rtxMemBufFree(VXRTMEMBUF* pMemBuf) {
+void rtxMemBufFree(VXRTMEMBUF* pMemBuf)
+{
    if (pMemBuf->isDynamic && pMemBuf->buffer != nullptr) {
       if (pMemBuf->isSysMem)
          rtxMemSysFreePtr(pMemBuf->pctxt, pMemBuf->buffer);
@@ -31,19 +34,22 @@ void rtxMemBufFree(VXRTMEMBUF* pMemBuf) {
    rtxMemBufReset(pMemBuf);
 }
 
-void rtxMemBufReset(VXRTMEMBUF* pMemBuf) {
+void rtxMemBufReset(VXRTMEMBUF* pMemBuf)
+{
    pMemBuf->startidx = 0;
    pMemBuf->usedcnt = 0;
    pMemBuf->bitOffset = 0;
    pMemBuf->userState = 0;
 }
 
-static int noMemory(VXRTMEMBUF* pMemBuf) {
+static int noMemory(VXRTMEMBUF* pMemBuf)
+{
    if (pMemBuf->pctxt != nullptr) VX_LOG_ERRNEW(pMemBuf->pctxt, RTERR_NOMEM);
    return RTERR_NOMEM;
 }
 
-int rtxMemBufPreAllocate(VXRTMEMBUF* pMemBuf, size_t nbytes) {
+int rtxMemBufPreAllocate(VXRTMEMBUF* pMemBuf, size_t nbytes)
+{
    size_t used = pMemBuf->usedcnt;
    if (nbytes > SIZE_MAX - used) return noMemory(pMemBuf);
    if (used + nbytes <= pMemBuf->bufsize) return 0;
@@ -60,8 +66,8 @@ int rtxMemBufPreAllocate(VXRTMEMBUF* pMemBuf, size_t nbytes) {
    uint8_t* p;
    if (pMemBuf->isDynamic && pMemBuf->buffer != nullptr) {
       p = static_cast<uint8_t*>(pMemBuf->isSysMem
-                                    ? rtxMemHeapSysRealloc(VX_HEAP(pctxt), pMemBuf->buffer, newSize)
-                                    : rtxMemHeapRealloc(VX_HEAP(pctxt), pMemBuf->buffer, newSize));
+                                   ? rtxMemHeapSysRealloc(VX_HEAP(pctxt), pMemBuf->buffer, newSize)
+                                   : rtxMemHeapRealloc(VX_HEAP(pctxt), pMemBuf->buffer, newSize));
       if (p == nullptr) return noMemory(pMemBuf);
    } else {
       // No bytes yet, or the caller's bytes: take a block of our own.
@@ -77,7 +83,8 @@ int rtxMemBufPreAllocate(VXRTMEMBUF* pMemBuf, size_t nbytes) {
    return 0;
 }
 
-int rtxMemBufAppend(VXRTMEMBUF* pMemBuf, const uint8_t* data, size_t nbytes) {
+int rtxMemBufAppend(VXRTMEMBUF* pMemBuf, const uint8_t* data, size_t nbytes)
+{
    if (nbytes == 0) return 0;
    int stat = rtxMemBufPreAllocate(pMemBuf, nbytes);
    if (stat != 0) return stat;
@@ -88,7 +95,8 @@ int rtxMemBufAppend(VXRTMEMBUF* pMemBuf, const uint8_t* data, size_t nbytes) {
    return 0;
 }
 
-int rtxMemBufSet(VXRTMEMBUF* pMemBuf, uint8_t value, size_t nbytes) {
+int rtxMemBufSet(VXRTMEMBUF* pMemBuf, uint8_t value, size_t nbytes)
+{
    if (nbytes == 0) return 0;
    int stat = rtxMemBufPreAllocate(pMemBuf, nbytes);
    if (stat != 0) return stat;
@@ -97,11 +105,13 @@ int rtxMemBufSet(VXRTMEMBUF* pMemBuf, uint8_t value, size_t nbytes) {
    return 0;
 }
 
-size_t rtxMemBufGetDataLen(const VXRTMEMBUF* pMemBuf) {
+size_t rtxMemBufGetDataLen(const VXRTMEMBUF* pMemBuf)
+{
    return pMemBuf->usedcnt - pMemBuf->startidx;
 }
 
-uint8_t* rtxMemBufGetData(const VXRTMEMBUF* pMemBuf, int* length) {
+uint8_t* rtxMemBufGetData(const VXRTMEMBUF* pMemBuf, int* length)
+{
    if (length != nullptr) {
       size_t len = rtxMemBufGetDataLen(pMemBuf);
       *length = len > 0x7FFFFFFFu ? -1 : (int)len;
@@ -109,7 +119,8 @@ uint8_t* rtxMemBufGetData(const VXRTMEMBUF* pMemBuf, int* length) {
    return pMemBuf->buffer != nullptr ? pMemBuf->buffer + pMemBuf->startidx : nullptr;
 }
 
-int rtxMemBufCut(VXRTMEMBUF* pMemBuf, size_t from, size_t nbytes) {
+int rtxMemBufCut(VXRTMEMBUF* pMemBuf, size_t from, size_t nbytes)
+{
    size_t len = rtxMemBufGetDataLen(pMemBuf);
    if (from > len || nbytes > len - from) return RTERR_INVPARAM;
    if (nbytes == 0) return 0;

@@ -8,11 +8,11 @@
 
 struct VXRTMEMBUF {
    VXCTXT* pctxt;
-   size_t segsize;   // growth step
-   size_t startidx;  // first valid byte
-   size_t usedcnt;   // end of the valid bytes (index behind the last)
-   size_t bufsize;   // capacity
-   size_t bitOffset; // bit-level fields, unused by the byte functions
+   size_t segsize;    // growth step
+   size_t startidx;   // first valid byte
+   size_t usedcnt;    // end of the valid bytes (index behind the last)
+   size_t bufsize;    // capacity
+   size_t bitOffset;  // bit-level fields, unused by the byte functions
    size_t userState;
    uint8_t* buffer;
    bool isDynamic;

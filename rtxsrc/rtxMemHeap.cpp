@@ -16,7 +16,8 @@ static VXFreeFunc g_free_func = free;
 
 void rtxMemSetDefBlkSize(uint32_t blkSize) { g_defBlkSize = blkSize; }
 
-void rtxMemSetAllocFuncs(VXMallocFunc m, VXReallocFunc r, VXFreeFunc f) {
+void rtxMemSetAllocFuncs(VXMallocFunc m, VXReallocFunc r, VXFreeFunc f)
+{
    if (m) g_malloc_func = m;
    g_realloc_func = r;
    if (f) g_free_func = f;
@@ -24,18 +25,22 @@ void rtxMemSetAllocFuncs(VXMallocFunc m, VXReallocFunc r, VXFreeFunc f) {
 
 // --- small helpers --------------------------------------------------------
 
-static VX_INLINE VXMemHeap* heapOf(void** ppvMemHeap) {
+static VX_INLINE VXMemHeap* heapOf(void** ppvMemHeap)
+{
    return static_cast<VXMemHeap*>(*ppvMemHeap);
 }
 
 // A computed offset about to be stored in a 16-bit field.
-static VX_INLINE uint16_t toOff(uint64_t tmpval) {
-   if (VX_UNLIKELY(!(tmpval < 65535UL))) rtxErrAssertionFailed("tmpval < 65535UL", __LINE__, VX_MODULE);
+static VX_INLINE uint16_t toOff(uint64_t tmpval)
+{
+   if (VX_UNLIKELY(!(tmpval < 65535UL)))
+      rtxErrAssertionFailed("tmpval < 65535UL", __LINE__, VX_MODULE);
    return static_cast<uint16_t>(tmpval);
 }
 
 static VX_INLINE void writeHdr(MemUnit* e, uint32_t nunits, uint32_t prevOff, uint32_t beginOff,
-                               unsigned flags, unsigned refCnt) {
+                               unsigned flags, unsigned refCnt)
+{
    e->w0 = static_cast<uint16_t>(nunits);
    e->w1 = static_cast<uint16_t>(prevOff);
    e->w2 = static_cast<uint16_t>(beginOff);
@@ -43,7 +48,8 @@ static VX_INLINE void writeHdr(MemUnit* e, uint32_t nunits, uint32_t prevOff, ui
 }
 
 // Free-list link operations; links are unit indices inside one block.
-static VX_INLINE void unlinkFree(MemBlk* b, uint32_t link) {
+static VX_INLINE void unlinkFree(MemBlk* b, uint32_t link)
+{
    MemUnit* l = vxUnitAt(b, link);
    uint32_t nxt = l->w2;
    vxUnitAt(b, l->w3)->w2 = static_cast<uint16_t>(nxt);
@@ -52,7 +58,8 @@ static VX_INLINE void unlinkFree(MemBlk* b, uint32_t link) {
 }
 
 // Inserts a new link directly behind the link at freeElemOff.
-static VX_INLINE void insertFree(MemBlk* b, uint32_t link) {
+static VX_INLINE void insertFree(MemBlk* b, uint32_t link)
+{
    uint32_t at = b->freeElemOff;
    MemUnit* a = vxUnitAt(b, at);
    MemUnit* l = vxUnitAt(b, link);
@@ -64,12 +71,14 @@ static VX_INLINE void insertFree(MemBlk* b, uint32_t link) {
 
 // Index of the link in the last unit of an element; one of fewer than two
 // units has no room for a link.
-static VX_INLINE uint32_t linkOf(uint32_t elemIdx, const MemUnit* e) {
+static VX_INLINE uint32_t linkOf(uint32_t elemIdx, const MemUnit* e)
+{
    if (VX_UNLIKELY(e->w0 < 2)) rtxErrAssertionFailed("pFreeLink != 0", __LINE__, VX_MODULE);
    return elemIdx + e->w0 - 1u;
 }
 
-static VX_INLINE void widenRange(VXMemHeap* h, void* p, size_t size) {
+static VX_INLINE void widenRange(VXMemHeap* h, void* p, size_t size)
+{
    uint8_t* lo = static_cast<uint8_t*>(p);
    uint8_t* hi = lo + size - 1;
    if (!h->maxAddr) {
@@ -81,12 +90,14 @@ static VX_INLINE void widenRange(VXMemHeap* h, void* p, size_t size) {
    if (hi > h->maxAddr) h->maxAddr = hi;
 }
 
-static VX_INLINE void rawUnlink(MemRawBlk* rb) {
+static VX_INLINE void rawUnlink(MemRawBlk* rb)
+{
    rb->link.pprev->pnext = rb->link.pnext;
    rb->link.pnext->pprev = rb->link.pprev;
 }
 
-static VX_INLINE void ringUnlink(VXMemHeap* h, MemBlk* b) {
+static VX_INLINE void ringUnlink(VXMemHeap* h, MemBlk* b)
+{
    if (b->pnext == b) {
       h->curMemBlk = nullptr;
       return;
@@ -96,14 +107,16 @@ static VX_INLINE void ringUnlink(VXMemHeap* h, MemBlk* b) {
    if (h->curMemBlk == b) h->curMemBlk = b->pnext;
 }
 
-static VX_INLINE void checkIfAsked(VXMemHeap* h, void** ppvMemHeap, int line) {
+static VX_INLINE void checkIfAsked(VXMemHeap* h, void** ppvMemHeap, int line)
+{
    if (VX_UNLIKELY(h->flags & RT_MH_CHECKHEAP)) rtxMemHeapCheck(ppvMemHeap, VX_MODULE, line);
 }
 
 // --- creation -----------------------------------------------------------------
 
 static int createHeap(void** ppvMemHeap, VXMallocFunc m, VXReallocFunc r, VXFreeFunc f,
-                      uint32_t code) {
+                      uint32_t code)
+{
    if (!ppvMemHeap || !m || !f) return RTERR_INVPARAM;
    VXMemHeap* h = static_cast<VXMemHeap*>(m(sizeof(VXMemHeap)));
    if (!h) return RTERR_NOMEM;
@@ -120,17 +133,20 @@ static int createHeap(void** ppvMemHeap, VXMallocFunc m, VXReallocFunc r, VXFree
    return 0;
 }
 
-int rtxMemHeapCreate(void** ppvMemHeap) {
+int rtxMemHeapCreate(void** ppvMemHeap)
+{
    if (!ppvMemHeap) return RTERR_INVPARAM;
    return createHeap(ppvMemHeap, g_malloc_func, g_realloc_func, g_free_func,
                      static_cast<uint32_t>(rand()));
 }
 
-int rtxMemHeapCreateExt(void** ppvMemHeap, VXMallocFunc m, VXReallocFunc r, VXFreeFunc f) {
+int rtxMemHeapCreateExt(void** ppvMemHeap, VXMallocFunc m, VXReallocFunc r, VXFreeFunc f)
+{
    return createHeap(ppvMemHeap, m, r, f, 0);
 }
 
-int rtxMemStaticHeapCreate(void** ppvMemHeap, void* base, size_t size) {
+int rtxMemStaticHeapCreate(void** ppvMemHeap, void* base, size_t size)
+{
    int stat = createHeap(ppvMemHeap, malloc, realloc, free, 0);
    if (stat != 0) return stat;
    VXMemHeap* h = heapOf(ppvMemHeap);
@@ -141,7 +157,8 @@ int rtxMemStaticHeapCreate(void** ppvMemHeap, void* base, size_t size) {
    return 0;
 }
 
-static VX_INLINE VXMemHeap* heapOrCreate(void** ppvMemHeap) {
+static VX_INLINE VXMemHeap* heapOrCreate(void** ppvMemHeap)
+{
    if (!ppvMemHeap) return nullptr;
    if (VX_UNLIKELY(!*ppvMemHeap) && rtxMemHeapCreate(ppvMemHeap) != 0) return nullptr;
    return heapOf(ppvMemHeap);
@@ -149,14 +166,16 @@ static VX_INLINE VXMemHeap* heapOrCreate(void** ppvMemHeap) {
 
 // --- allocation -----------------------------------------------------------------
 
-static void* staticAlloc(VXMemHeap* h, size_t nbytes) {
+static void* staticAlloc(VXMemHeap* h, size_t nbytes)
+{
    if (nbytes > h->area.capacity - h->staticUsed) return nullptr;
    void* p = h->area.base + h->staticUsed;
    h->staticUsed += nbytes;
    return p;
 }
 
-static void* rawAlloc(VXMemHeap* h, size_t nbytes) {
+static void* rawAlloc(VXMemHeap* h, size_t nbytes)
+{
    size_t total = nbytes + VX_BLKHDR_BYTES;
    if (total < nbytes) return nullptr;
    MemRawBlk* rb = static_cast<MemRawBlk*>(h->mallocFunc(total));
@@ -175,7 +194,8 @@ static void* rawAlloc(VXMemHeap* h, size_t nbytes) {
 
 // Searches one block's free list for `need` units; null if none fits, in
 // which case maxFreeElem becomes the exact largest size met.
-static VX_INLINE void* allocInBlock(VXMemHeap* h, MemBlk* b, uint32_t need) {
+static VX_INLINE void* allocInBlock(VXMemHeap* h, MemBlk* b, uint32_t need)
+{
    const uint32_t start = b->freeElemOff;
    uint32_t link = start;
    uint32_t size;
@@ -219,13 +239,17 @@ static VX_INLINE void* allocInBlock(VXMemHeap* h, MemBlk* b, uint32_t need) {
    return e + 1;
 }
 
-static void* allocNewBlock(VXMemHeap* h, uint32_t need) {
+static void* allocNewBlock(VXMemHeap* h, uint32_t need)
+{
    uint64_t bytes = (static_cast<uint64_t>(need) + 2) * 8 + VX_BLKHDR_BYTES;
    uint64_t def = h->defBlkSize;
    uint64_t blkSize;
-   if (def == 0) blkSize = bytes;
-   else if (bytes >= def) blkSize = (bytes + def - 1) / def * def;
-   else blkSize = def;
+   if (def == 0)
+      blkSize = bytes;
+   else if (bytes >= def)
+      blkSize = (bytes + def - 1) / def * def;
+   else
+      blkSize = def;
    if (blkSize > VX_MAXBLK_BYTES) blkSize = VX_MAXBLK_BYTES;
 
    MemBlk* b = static_cast<MemBlk*>(h->mallocFunc(static_cast<size_t>(blkSize)));
@@ -254,7 +278,7 @@ static void* allocNewBlock(VXMemHeap* h, uint32_t need) {
 
    MemUnit* anchor = vxUnitAt(b, 0);
    vxSetCode(anchor, h->code);
-   writeHdr(anchor + 1, 0, 0, 1, 0, 0);   // start border
+   writeHdr(anchor + 1, 0, 0, 1, 0, 0);  // start border
    MemUnit* e = anchor + 2;
    writeHdr(e, need, 1, 2, 0, 1);
    if (rem > 0) {
@@ -264,7 +288,7 @@ static void* allocNewBlock(VXMemHeap* h, uint32_t need) {
       l->w2 = l->w3 = 0;
       anchor->w2 = anchor->w3 = static_cast<uint16_t>(link);
       b->freeElemOff = static_cast<uint16_t>(link);
-      writeHdr(vxUnitAt(b, nunits), 0, rem, 0, 0, 0);   // end border
+      writeHdr(vxUnitAt(b, nunits), 0, rem, 0, 0, 0);  // end border
    } else {
       anchor->w2 = anchor->w3 = 0;
       b->freeElemOff = 0;
@@ -280,7 +304,8 @@ static __attribute__((noinline)) void* allocGeneral(void** ppvMemHeap, size_t nb
 // element is large enough that a piece is cut from its front, and the
 // look-ahead would not prefer the next one. Everything else, with the same
 // result, goes through allocGeneral.
-void* rtxMemHeapAlloc(void** ppvMemHeap, size_t nbytes) {
+void* rtxMemHeapAlloc(void** ppvMemHeap, size_t nbytes)
+{
    VXMemHeap* h = ppvMemHeap != nullptr ? heapOf(ppvMemHeap) : nullptr;
    if (VX_LIKELY(h != nullptr && (h->flags & (RT_MH_STATIC | RT_MH_CHECKHEAP | RT_MH_RAW)) == 0 &&
                  nbytes <= 8u * 1024u)) {
@@ -298,7 +323,8 @@ void* rtxMemHeapAlloc(void** ppvMemHeap, size_t nbytes) {
                uint32_t rem = size - need;
                MemUnit* e = vxUnitAt(b, ei);
                e->w0 = static_cast<uint16_t>(need);
-               writeHdr(e + need, rem, need, toOff(static_cast<uint64_t>(ei) + need), VX_ELEM_FREE, 0);
+               writeHdr(e + need, rem, need, toOff(static_cast<uint64_t>(ei) + need), VX_ELEM_FREE,
+                        0);
                vxUnitAt(b, link + 1)->w1 = static_cast<uint16_t>(rem);
                e->w2 = static_cast<uint16_t>(ei);
                e->w3 = vxFlagsRef(0, 1);
@@ -310,7 +336,8 @@ void* rtxMemHeapAlloc(void** ppvMemHeap, size_t nbytes) {
    return allocGeneral(ppvMemHeap, nbytes);
 }
 
-static void* allocGeneral(void** ppvMemHeap, size_t nbytes) {
+static void* allocGeneral(void** ppvMemHeap, size_t nbytes)
+{
    VXMemHeap* h = heapOrCreate(ppvMemHeap);
    if (VX_UNLIKELY(!h)) return nullptr;
    if (VX_UNLIKELY(h->flags & (RT_MH_STATIC | RT_MH_CHECKHEAP | RT_MH_RAW))) {
@@ -337,13 +364,15 @@ static void* allocGeneral(void** ppvMemHeap, size_t nbytes) {
    return allocNewBlock(h, need);
 }
 
-void* rtxMemHeapAllocZ(void** ppvMemHeap, size_t nbytes) {
+void* rtxMemHeapAllocZ(void** ppvMemHeap, size_t nbytes)
+{
    void* p = rtxMemHeapAlloc(ppvMemHeap, nbytes);
    if (p) memset(p, 0, nbytes);
    return p;
 }
 
-void* rtxMemAllocArray2(VXCTXT* pctxt, size_t count, size_t elemSize, unsigned options) {
+void* rtxMemAllocArray2(VXCTXT* pctxt, size_t count, size_t elemSize, unsigned options)
+{
    if (!pctxt) return nullptr;
    size_t total;
    if (__builtin_mul_overflow(count, elemSize, &total) || total < count) {
@@ -363,7 +392,8 @@ void* rtxMemAllocArray2(VXCTXT* pctxt, size_t count, size_t elemSize, unsigned o
 // --- pointer checks -----------------------------------------------------------
 
 // Whether the 8 bytes at `p` lie in the address range of the heap's blocks.
-static VX_INLINE bool inRange(const VXMemHeap* h, const void* p) {
+static VX_INLINE bool inRange(const VXMemHeap* h, const void* p)
+{
    uintptr_t a = reinterpret_cast<uintptr_t>(p);
    return a >= reinterpret_cast<uintptr_t>(h->minAddr) &&
           a + 7 <= reinterpret_cast<uintptr_t>(h->maxAddr) && a + 7 > a;
@@ -373,64 +403,74 @@ static VX_INLINE bool inRange(const VXMemHeap* h, const void* p) {
 // alignment, optionally the address range of the heap (tested on the header,
 // which a raw block of 0 bytes has too), and the guard found beginOff units
 // before the header. Null otherwise.
-static VX_INLINE MemUnit* quickCheck(VXMemHeap* h, const void* ptr, bool range) {
+static VX_INLINE MemUnit* quickCheck(VXMemHeap* h, const void* ptr, bool range)
+{
    if (VX_UNLIKELY(reinterpret_cast<uintptr_t>(ptr) & 7u)) return nullptr;
    MemUnit* e = vxElemOf(ptr);
    if (range && VX_UNLIKELY(!inRange(h, e))) return nullptr;
    MemUnit* guard = e - e->w2;
    // The guard lies at or below the header, which passed the range test:
    // only its lower end is left to test.
-   if (range && VX_UNLIKELY(reinterpret_cast<uintptr_t>(guard) <
-                            reinterpret_cast<uintptr_t>(h->minAddr)))
+   if (range &&
+       VX_UNLIKELY(reinterpret_cast<uintptr_t>(guard) < reinterpret_cast<uintptr_t>(h->minAddr)))
       return nullptr;
    if (VX_UNLIKELY(vxGetCode(guard) != h->code)) return nullptr;
    return e;
 }
 
-bool rtxMemHeapCheckCode(void** ppvMemHeap, const void* ptr) {
+bool rtxMemHeapCheckCode(void** ppvMemHeap, const void* ptr)
+{
    if (!ppvMemHeap || !*ppvMemHeap || !ptr) return false;
    VXMemHeap* h = heapOf(ppvMemHeap);
    return !(h->flags & RT_MH_STATIC) && quickCheck(h, ptr, false) != nullptr;
 }
 
-bool rtxMemInvalidPtr(void** ppvMemHeap, const void* ptr) {
+bool rtxMemInvalidPtr(void** ppvMemHeap, const void* ptr)
+{
    if (!ppvMemHeap || !*ppvMemHeap || !ptr) return true;
    VXMemHeap* h = heapOf(ppvMemHeap);
    return (h->flags & RT_MH_STATIC) || !inRange(h, vxElemOf(ptr));
 }
 
-void rtxMemHeapInvalidPtrHook(void** ppvMemHeap, const void* ptr) {
+void rtxMemHeapInvalidPtrHook(void** ppvMemHeap, const void* ptr)
+{
    (void)ppvMemHeap;
    (void)ptr;
    rtxErrAssertionFailed("mem pointer valid", __LINE__, VX_MODULE);
 }
 
 static __attribute__((noinline)) void checkPtr(VXMemHeap* h, void** ppvMemHeap, const void* ptr,
-                                               int line) {
+                                               int line)
+{
    checkIfAsked(h, ppvMemHeap, line);
    if ((h->flags & RT_MH_CHECKPTR) && !rtxMemHeapCheckPtr(ppvMemHeap, ptr))
       rtxMemHeapInvalidPtrHook(ppvMemHeap, ptr);
 }
 
-static VX_INLINE void checkPtrIfAsked(VXMemHeap* h, void** ppvMemHeap, const void* ptr, int line) {
-   if (VX_UNLIKELY(h->flags & (RT_MH_CHECKHEAP | RT_MH_CHECKPTR))) checkPtr(h, ppvMemHeap, ptr, line);
+static VX_INLINE void checkPtrIfAsked(VXMemHeap* h, void** ppvMemHeap, const void* ptr, int line)
+{
+   if (VX_UNLIKELY(h->flags & (RT_MH_CHECKHEAP | RT_MH_CHECKPTR)))
+      checkPtr(h, ppvMemHeap, ptr, line);
 }
 
 // --- release --------------------------------------------------------------------
 
 // The rare steps of a free stay out of line, so that the common one needs
 // no stack frame. releaseRaw unlinks the raw block and gives it back.
-static __attribute__((noinline)) void releaseRaw(VXMemHeap* h, MemRawBlk* rb) {
+static __attribute__((noinline)) void releaseRaw(VXMemHeap* h, MemRawBlk* rb)
+{
    rawUnlink(rb);
    if (h->flags & RT_MH_ZEROONFREE) memset(rb + 1, 0, static_cast<size_t>(rb->size));
    h->freeFunc(rb);
 }
 
-static __attribute__((noinline)) void zeroFreed(MemUnit* s, uint32_t size) {
+static __attribute__((noinline)) void zeroFreed(MemUnit* s, uint32_t size)
+{
    memset(s + 1, 0, (static_cast<size_t>(size) - 2) * sizeof(MemUnit));
 }
 
-static __attribute__((noinline)) void releaseEmptyBlock(VXMemHeap* h, MemBlk* b) {
+static __attribute__((noinline)) void releaseEmptyBlock(VXMemHeap* h, MemBlk* b)
+{
    if (b->pnext == b) {
       h->curMemBlk = nullptr;
       h->minAddr = h->maxAddr = nullptr;
@@ -445,7 +485,8 @@ static __attribute__((noinline)) void releaseEmptyBlock(VXMemHeap* h, MemBlk* b)
 // Units are reached from the element itself: the link of a free element
 // before it is the unit right in front of it, its own link would be its
 // last unit, and the data area starts beginOff units back.
-static VX_INLINE void freeElem(VXMemHeap* h, MemUnit* e) {
+static VX_INLINE void freeElem(VXMemHeap* h, MemUnit* e)
+{
    const uint32_t ei = e->w2;
    const uint32_t n = e->w0;
    MemUnit* const area = e - ei;
@@ -453,8 +494,8 @@ static VX_INLINE void freeElem(VXMemHeap* h, MemUnit* e) {
    if (VX_UNLIKELY(e->w3 & VX_ELEM_SAVED)) b->nsaved--;
    MemUnit* const next = e + n;
    const uint32_t prevUnits = e->w1;
-   MemUnit* s;        // start of the free element that results
-   uint32_t size;     // and its size
+   MemUnit* s;     // start of the free element that results
+   uint32_t size;  // and its size
    if (vxIsFree(e - prevUnits)) {
       s = e - prevUnits;
       if (vxIsFree(next)) {
@@ -497,7 +538,8 @@ static VX_INLINE void freeElem(VXMemHeap* h, MemUnit* e) {
 }
 
 // Drops the last reference of a raw block or an element.
-static VX_INLINE void releaseLast(VXMemHeap* h, MemUnit* e) {
+static VX_INLINE void releaseLast(VXMemHeap* h, MemUnit* e)
+{
    e->w3 = static_cast<uint16_t>(e->w3 & 0xFFu);
    if (VX_UNLIKELY(e->w3 & VX_ELEM_RAW)) {
       releaseRaw(h, vxRawOf(e));
@@ -506,12 +548,13 @@ static VX_INLINE void releaseLast(VXMemHeap* h, MemUnit* e) {
    freeElem(h, e);
 }
 
-static VX_INLINE int unref(VXMemHeap* h, void** ppvMemHeap, void* ptr) {
+static VX_INLINE int unref(VXMemHeap* h, void** ppvMemHeap, void* ptr)
+{
    checkPtrIfAsked(h, ppvMemHeap, ptr, __LINE__);
    MemUnit* e = quickCheck(h, ptr, true);
    if (VX_UNLIKELY(!e)) return RTERR_NOMEM;
    unsigned refCnt = vxRefCnt(e);
-   if (VX_UNLIKELY(refCnt == 0 || (e->w3 & VX_ELEM_FREE))) return 0;   // freed already
+   if (VX_UNLIKELY(refCnt == 0 || (e->w3 & VX_ELEM_FREE))) return 0;  // freed already
    if (VX_UNLIKELY(refCnt > 1)) {
       e->w3 = static_cast<uint16_t>(e->w3 - 0x100u);
       return static_cast<int>(refCnt - 1);
@@ -520,21 +563,24 @@ static VX_INLINE int unref(VXMemHeap* h, void** ppvMemHeap, void* ptr) {
    return 0;
 }
 
-int rtxMemHeapAutoPtrUnref(void** ppvMemHeap, void* ptr) {
+int rtxMemHeapAutoPtrUnref(void** ppvMemHeap, void* ptr)
+{
    if (!ptr || !ppvMemHeap || !*ppvMemHeap) return RTERR_NULLPTR;
    VXMemHeap* h = heapOf(ppvMemHeap);
    if (VX_UNLIKELY(h->flags & RT_MH_STATIC)) return RTERR_NOMEM;
    return unref(h, ppvMemHeap, ptr);
 }
 
-void rtxMemHeapFreePtr(void** ppvMemHeap, void* ptr) {
+void rtxMemHeapFreePtr(void** ppvMemHeap, void* ptr)
+{
    if (!ppvMemHeap || !*ppvMemHeap || !ptr) return;
    VXMemHeap* h = heapOf(ppvMemHeap);
    if (VX_UNLIKELY(h->flags & RT_MH_STATIC)) return;
    unref(h, ppvMemHeap, ptr);
 }
 
-void* rtxMemHeapAutoPtrRef(void** ppvMemHeap, void* ptr) {
+void* rtxMemHeapAutoPtrRef(void** ppvMemHeap, void* ptr)
+{
    if (!ptr || !ppvMemHeap || !*ppvMemHeap) return nullptr;
    VXMemHeap* h = heapOf(ppvMemHeap);
    if (h->flags & RT_MH_STATIC) return nullptr;
@@ -546,7 +592,8 @@ void* rtxMemHeapAutoPtrRef(void** ppvMemHeap, void* ptr) {
    return ptr;
 }
 
-int rtxMemHeapAutoPtrGetRefCount(void** ppvMemHeap, void* ptr) {
+int rtxMemHeapAutoPtrGetRefCount(void** ppvMemHeap, void* ptr)
+{
    if (!ptr || !ppvMemHeap || !*ppvMemHeap) return RTERR_NULLPTR;
    VXMemHeap* h = heapOf(ppvMemHeap);
    if (h->flags & RT_MH_STATIC) return RTERR_NOMEM;
@@ -557,13 +604,15 @@ int rtxMemHeapAutoPtrGetRefCount(void** ppvMemHeap, void* ptr) {
 
 // --- reallocation ---------------------------------------------------------------
 
-static VX_INLINE size_t payloadSize(MemUnit* e) {
+static VX_INLINE size_t payloadSize(MemUnit* e)
+{
    if (e->w3 & VX_ELEM_RAW) return static_cast<size_t>(vxRawOf(e)->size);
    return (static_cast<size_t>(e->w0) - 1) * sizeof(MemUnit);
 }
 
 // Marks a new allocation saved when the one it replaces was.
-static void carrySaved(MemUnit* from, void* to) {
+static void carrySaved(MemUnit* from, void* to)
+{
    if (!(from->w3 & VX_ELEM_SAVED)) return;
    MemUnit* e = vxElemOf(to);
    e->w3 = static_cast<uint16_t>(e->w3 | VX_ELEM_SAVED);
@@ -571,7 +620,8 @@ static void carrySaved(MemUnit* from, void* to) {
 }
 
 // Allocates anew and copies the smaller of the two sizes.
-static void* moveTo(void** ppvMemHeap, MemUnit* e, size_t size) {
+static void* moveTo(void** ppvMemHeap, MemUnit* e, size_t size)
+{
    void* np = rtxMemHeapAlloc(ppvMemHeap, size);
    if (!np) return nullptr;
    size_t old = payloadSize(e);
@@ -581,7 +631,8 @@ static void* moveTo(void** ppvMemHeap, MemUnit* e, size_t size) {
 }
 
 // Grows an element, in place if the free element behind it suffices.
-static void* growElem(void** ppvMemHeap, MemUnit* e, uint32_t nu, size_t size) {
+static void* growElem(void** ppvMemHeap, MemUnit* e, uint32_t nu, size_t size)
+{
    MemBlk* b = vxBlockOf(e);
    const uint32_t ei = e->w2;
    const uint32_t old = e->w0;
@@ -607,7 +658,8 @@ static void* growElem(void** ppvMemHeap, MemUnit* e, uint32_t nu, size_t size) {
 }
 
 // Shrinks an element in place, giving the tail back to the block.
-static void* shrinkElem(MemUnit* e, uint32_t nu) {
+static void* shrinkElem(MemUnit* e, uint32_t nu)
+{
    MemBlk* b = vxBlockOf(e);
    const uint32_t ei = e->w2;
    const uint32_t old = e->w0;
@@ -626,13 +678,14 @@ static void* shrinkElem(MemUnit* e, uint32_t nu) {
       next->w1 = static_cast<uint16_t>(diff);
       e->w0 = static_cast<uint16_t>(nu);
    } else {
-      result = nu;   // one unit left over stays with the element
+      result = nu;  // one unit left over stays with the element
    }
    if (result > b->maxFreeElem) b->maxFreeElem = static_cast<uint16_t>(result);
    return e + 1;
 }
 
-void* rtxMemHeapRealloc(void** ppvMemHeap, void* ptr, size_t size) {
+void* rtxMemHeapRealloc(void** ppvMemHeap, void* ptr, size_t size)
+{
    if (!ppvMemHeap || !*ppvMemHeap) return nullptr;
    if (!ptr) return rtxMemHeapAlloc(ppvMemHeap, size);
    if (size == 0) {
@@ -683,7 +736,8 @@ void* rtxMemHeapRealloc(void** ppvMemHeap, void* ptr, size_t size) {
    return shrinkElem(e, nu);
 }
 
-void* rtxMemHeapReallocStatic(void** ppvMemHeap, void* ptr, size_t oldSize, size_t newSize) {
+void* rtxMemHeapReallocStatic(void** ppvMemHeap, void* ptr, size_t oldSize, size_t newSize)
+{
    if (!ppvMemHeap || !*ppvMemHeap) return nullptr;
    VXMemHeap* pMemHeap = heapOf(ppvMemHeap);
    VX_ASSERT(pMemHeap->flags & RT_MH_STATIC);
@@ -691,8 +745,7 @@ void* rtxMemHeapReallocStatic(void** ppvMemHeap, void* ptr, size_t oldSize, size
    if (!ptr) return staticAlloc(h, newSize);
    uint8_t* p = static_cast<uint8_t*>(ptr);
    // Only the last allocation can change size.
-   if (p < h->area.base || oldSize > h->staticUsed ||
-       p != h->area.base + (h->staticUsed - oldSize))
+   if (p < h->area.base || oldSize > h->staticUsed || p != h->area.base + (h->staticUsed - oldSize))
       return nullptr;
    if (newSize == oldSize) return nullptr;
    if (newSize > oldSize && newSize - oldSize > h->area.capacity - h->staticUsed) return nullptr;
@@ -704,7 +757,8 @@ void* rtxMemHeapReallocStatic(void** ppvMemHeap, void* ptr, size_t oldSize, size
 
 // Common start of free-all and reset: a static heap just forgets what it
 // handed out. Returns the heap if there is more to do.
-static VXMemHeap* beginWholeHeapOp(void** ppvMemHeap, int line) {
+static VXMemHeap* beginWholeHeapOp(void** ppvMemHeap, int line)
+{
    if (!ppvMemHeap || !*ppvMemHeap) return nullptr;
    VXMemHeap* h = heapOf(ppvMemHeap);
    if (h->flags & RT_MH_STATIC) {
@@ -716,7 +770,8 @@ static VXMemHeap* beginWholeHeapOp(void** ppvMemHeap, int line) {
 }
 
 // Releases the raw blocks: all of them, or those without the saved flag.
-static void releaseRawBlocks(VXMemHeap* h, bool keepSaved) {
+static void releaseRawBlocks(VXMemHeap* h, bool keepSaved)
+{
    VXMemLink* anchor = &h->rawBlkList;
    for (VXMemLink* l = anchor->pnext; l != anchor;) {
       VXMemLink* nl = l->pnext;
@@ -726,7 +781,8 @@ static void releaseRawBlocks(VXMemHeap* h, bool keepSaved) {
    }
 }
 
-void rtxMemHeapFreeAll(void** ppvMemHeap) {
+void rtxMemHeapFreeAll(void** ppvMemHeap)
+{
    VXMemHeap* h = beginWholeHeapOp(ppvMemHeap, __LINE__);
    if (!h) return;
    releaseRawBlocks(h, false);
@@ -743,7 +799,8 @@ void rtxMemHeapFreeAll(void** ppvMemHeap) {
 }
 
 // Makes a block hold one free element spanning the whole data area.
-static void resetBlockEmpty(MemBlk* b) {
+static void resetBlockEmpty(MemBlk* b)
+{
    uint32_t nunits = b->nunits;
    uint32_t size = nunits - 2;
    uint32_t link = nunits - 1;
@@ -758,13 +815,14 @@ static void resetBlockEmpty(MemBlk* b) {
 
 // Rebuilds the free list of a block around its saved elements: each run of
 // unsaved elements between them becomes one free element.
-static void resetBlockSaved(MemBlk* b) {
+static void resetBlockSaved(MemBlk* b)
+{
    const uint32_t nunits = b->nunits;
    MemUnit* anchor = vxUnitAt(b, 0);
    anchor->w2 = anchor->w3 = 0;
    b->freeElemOff = 0;
    uint32_t largest = 0;
-   uint32_t prevSize = 1;   // the start border counts as one unit backwards
+   uint32_t prevSize = 1;  // the start border counts as one unit backwards
    uint32_t runStart = 0;
    bool inRun = false;
    uint32_t idx = 2;
@@ -801,7 +859,8 @@ static void resetBlockSaved(MemBlk* b) {
    b->maxFreeElem = static_cast<uint16_t>(largest);
 }
 
-void rtxMemHeapReset(void** ppvMemHeap) {
+void rtxMemHeapReset(void** ppvMemHeap)
+{
    VXMemHeap* h = beginWholeHeapOp(ppvMemHeap, __LINE__);
    if (!h) return;
    releaseRawBlocks(h, true);
@@ -826,11 +885,13 @@ void rtxMemHeapReset(void** ppvMemHeap) {
    if (!h->curMemBlk && h->rawBlkList.pnext == &h->rawBlkList) h->minAddr = h->maxAddr = nullptr;
 }
 
-void rtxMemHeapAddRef(void** ppvMemHeap) {
+void rtxMemHeapAddRef(void** ppvMemHeap)
+{
    if (ppvMemHeap && *ppvMemHeap) heapOf(ppvMemHeap)->refCnt++;
 }
 
-void rtxMemHeapRelease(void** ppvMemHeap) {
+void rtxMemHeapRelease(void** ppvMemHeap)
+{
    if (!ppvMemHeap || !*ppvMemHeap) return;
    VXMemHeap* h = heapOf(ppvMemHeap);
    if (h->refCnt > 1) {
@@ -845,7 +906,8 @@ void rtxMemHeapRelease(void** ppvMemHeap) {
    }
 }
 
-bool rtxMemHeapIsEmpty(void** ppvMemHeap) {
+bool rtxMemHeapIsEmpty(void** ppvMemHeap)
+{
    if (!ppvMemHeap || !*ppvMemHeap) return true;
    VXMemHeap* h = heapOf(ppvMemHeap);
    if (h->flags & RT_MH_STATIC) return h->staticUsed == 0;
@@ -854,55 +916,74 @@ bool rtxMemHeapIsEmpty(void** ppvMemHeap) {
 
 // --- system allocator -----------------------------------------------------------
 
-void* rtxMemHeapSysAlloc(void** ppvMemHeap, size_t nbytes) {
+void* rtxMemHeapSysAlloc(void** ppvMemHeap, size_t nbytes)
+{
    VXMemHeap* h = heapOrCreate(ppvMemHeap);
    return h ? h->mallocFunc(nbytes) : nullptr;
 }
 
-void* rtxMemHeapSysAllocZ(void** ppvMemHeap, size_t nbytes) {
+void* rtxMemHeapSysAllocZ(void** ppvMemHeap, size_t nbytes)
+{
    void* p = rtxMemHeapSysAlloc(ppvMemHeap, nbytes);
    if (p) memset(p, 0, nbytes);
    return p;
 }
 
-void* rtxMemHeapSysRealloc(void** ppvMemHeap, void* ptr, size_t nbytes) {
+void* rtxMemHeapSysRealloc(void** ppvMemHeap, void* ptr, size_t nbytes)
+{
    VXMemHeap* h = heapOrCreate(ppvMemHeap);
    if (!h || !h->reallocFunc) return nullptr;
    return h->reallocFunc(ptr, nbytes);
 }
 
-void rtxMemHeapSysFreePtr(void** ppvMemHeap, void* ptr) {
+void rtxMemHeapSysFreePtr(void** ppvMemHeap, void* ptr)
+{
    if (!ptr) return;
-   if (ppvMemHeap && *ppvMemHeap) heapOf(ppvMemHeap)->freeFunc(ptr);
-   else g_free_func(ptr);
+   if (ppvMemHeap && *ppvMemHeap)
+      heapOf(ppvMemHeap)->freeFunc(ptr);
+   else
+      g_free_func(ptr);
 }
 
 // --- flags and properties -------------------------------------------------------
 
-void rtxMemHeapSetFlags(void** ppvMemHeap, uint32_t flags) {
+void rtxMemHeapSetFlags(void** ppvMemHeap, uint32_t flags)
+{
    VXMemHeap* h = heapOrCreate(ppvMemHeap);
    if (h) h->flags |= flags;
 }
 
-void rtxMemHeapClearFlags(void** ppvMemHeap, uint32_t flags) {
+void rtxMemHeapClearFlags(void** ppvMemHeap, uint32_t flags)
+{
    VXMemHeap* h = heapOrCreate(ppvMemHeap);
    if (h) h->flags &= ~flags;
 }
 
-void rtxMemHeapSetProperty(void** ppvMemHeap, uint32_t propId, void* pProp) {
+void rtxMemHeapSetProperty(void** ppvMemHeap, uint32_t propId, void* pProp)
+{
    VXMemHeap* h = heapOrCreate(ppvMemHeap);
    if (!h || !pProp) return;
    uint32_t value = *static_cast<uint32_t*>(pProp);
    switch (propId) {
-      case RT_MH_PROP_DEFBLKSIZE: h->defBlkSize = value; break;
-      case RT_MH_PROP_SETFLAGS: h->flags |= value; break;
-      case RT_MH_PROP_CLEARFLAGS: h->flags &= ~value; break;
-      case RT_MH_PROP_KEEPFREEUNITS: h->keepFreeUnits = value; break;
-      default: break;
+      case RT_MH_PROP_DEFBLKSIZE:
+         h->defBlkSize = value;
+         break;
+      case RT_MH_PROP_SETFLAGS:
+         h->flags |= value;
+         break;
+      case RT_MH_PROP_CLEARFLAGS:
+         h->flags &= ~value;
+         break;
+      case RT_MH_PROP_KEEPFREEUNITS:
+         h->keepFreeUnits = value;
+         break;
+      default:
+         break;
    }
 }
 
-uint32_t rtxMemHeapGetDefBlkSize(void** ppvMemHeap) {
+uint32_t rtxMemHeapGetDefBlkSize(void** ppvMemHeap)
+{
    if (!ppvMemHeap || !*ppvMemHeap) return g_defBlkSize;
    return heapOf(ppvMemHeap)->defBlkSize;
 }

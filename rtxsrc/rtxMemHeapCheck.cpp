@@ -15,7 +15,8 @@ struct Checker {
    VXMemHeap* heap;
    VXMemCheckResult* res;
 
-   int fail(int number, const char* text, const void* block, bool raw, int elemIdx) {
+   int fail(int number, const char* text, const void* block, bool raw, int elemIdx)
+   {
       res->number = number;
       res->text = text;
       res->block = block;
@@ -24,7 +25,8 @@ struct Checker {
       return number;
    }
 
-   int checkRawList() {
+   int checkRawList()
+   {
       VXMemLink* anchor = &heap->rawBlkList;
       VXMemLink* l = anchor;
       for (;;) {
@@ -42,7 +44,8 @@ struct Checker {
       }
    }
 
-   int checkBlock(MemBlk* b) {
+   int checkBlock(MemBlk* b)
+   {
       const uint32_t nunits = b->nunits;
       if (vxGetCode(vxUnitAt(b, 0)) != heap->code)
          return fail(5, "invalid code guard value", b, false, -1);
@@ -115,7 +118,8 @@ struct Checker {
       return 0;
    }
 
-   int checkRing() {
+   int checkRing()
+   {
       MemBlk* start = heap->curMemBlk;
       if (!start) return 0;
       MemBlk* b = start;
@@ -131,7 +135,8 @@ struct Checker {
 
 }  // namespace
 
-int vxMemHeapWalkCheck(VXMemHeap* pHeap, VXMemCheckResult* pResult) {
+int vxMemHeapWalkCheck(VXMemHeap* pHeap, VXMemCheckResult* pResult)
+{
    pResult->number = 0;
    pResult->text = "";
    pResult->block = nullptr;
@@ -143,13 +148,15 @@ int vxMemHeapWalkCheck(VXMemHeap* pHeap, VXMemCheckResult* pResult) {
    return c.checkRing();
 }
 
-int rtxMemHeapCheckQuiet(void** ppvMemHeap) {
+int rtxMemHeapCheckQuiet(void** ppvMemHeap)
+{
    if (!ppvMemHeap) return 0;
    VXMemCheckResult res;
    return vxMemHeapWalkCheck(static_cast<VXMemHeap*>(*ppvMemHeap), &res);
 }
 
-void rtxMemHeapCheck(void** ppvMemHeap, const char* file, int line) {
+void rtxMemHeapCheck(void** ppvMemHeap, const char* file, int line)
+{
    if (!ppvMemHeap) return;
    VXMemCheckResult res;
    if (vxMemHeapWalkCheck(static_cast<VXMemHeap*>(*ppvMemHeap), &res) == 0) return;
@@ -173,7 +180,8 @@ void rtxMemHeapCheck(void** ppvMemHeap, const char* file, int line) {
    rtxErrAssertionFailed("memory heap broken", line, file ? file : VX_MODULE);
 }
 
-int rtxMemHeapCheckPtr(void** ppvMemHeap, const void* ptr) {
+int rtxMemHeapCheckPtr(void** ppvMemHeap, const void* ptr)
+{
    if (!ppvMemHeap || !*ppvMemHeap || !ptr) return 0;
    VXMemHeap* h = static_cast<VXMemHeap*>(*ppvMemHeap);
    if (h->flags & RT_MH_STATIC) return 0;

@@ -77,12 +77,12 @@ struct VXStaticArea {
 
 struct VXMemHeap {
    union {
-      VXMemLink rawBlkList;   // regular heap: raw block list anchor
-      VXStaticArea area;      // static heap: base and capacity
+      VXMemLink rawBlkList;  // regular heap: raw block list anchor
+      VXStaticArea area;     // static heap: base and capacity
    };
    union {
-      MemBlk* curMemBlk;      // regular heap: entry into the ring
-      size_t staticUsed;      // static heap: bytes used
+      MemBlk* curMemBlk;  // regular heap: entry into the ring
+      size_t staticUsed;  // static heap: bytes used
    };
    uint8_t* minAddr;
    uint8_t* maxAddr;
@@ -98,36 +98,41 @@ struct VXMemHeap {
 
 // --- unit addressing --------------------------------------------------------
 
-VX_INLINE MemUnit* vxUnitAt(MemBlk* b, uint32_t idx) {
+VX_INLINE MemUnit* vxUnitAt(MemBlk* b, uint32_t idx)
+{
    return reinterpret_cast<MemUnit*>(reinterpret_cast<uint8_t*>(b) + sizeof(MemBlk) +
                                      static_cast<size_t>(idx) * sizeof(MemUnit));
 }
 
-VX_INLINE MemBlk* vxBlockOf(MemUnit* elem) {
-   return reinterpret_cast<MemBlk*>(reinterpret_cast<uint8_t*>(elem - elem->w2) -
-                                    sizeof(MemBlk));
+VX_INLINE MemBlk* vxBlockOf(MemUnit* elem)
+{
+   return reinterpret_cast<MemBlk*>(reinterpret_cast<uint8_t*>(elem - elem->w2) - sizeof(MemBlk));
 }
 
-VX_INLINE MemUnit* vxElemOf(const void* payload) {
+VX_INLINE MemUnit* vxElemOf(const void* payload)
+{
    return const_cast<MemUnit*>(static_cast<const MemUnit*>(payload)) - 1;
 }
 
-VX_INLINE MemRawBlk* vxRawOf(MemUnit* hdr) {
-   return reinterpret_cast<MemRawBlk*>(reinterpret_cast<uint8_t*>(hdr) -
-                                       offsetof(MemRawBlk, hdr));
+VX_INLINE MemRawBlk* vxRawOf(MemUnit* hdr)
+{
+   return reinterpret_cast<MemRawBlk*>(reinterpret_cast<uint8_t*>(hdr) - offsetof(MemRawBlk, hdr));
 }
 
 VX_INLINE unsigned vxFlags(const MemUnit* e) { return e->w3 & 0xFFu; }
 VX_INLINE unsigned vxRefCnt(const MemUnit* e) { return e->w3 >> 8; }
-VX_INLINE uint16_t vxFlagsRef(unsigned flags, unsigned refCnt) {
+VX_INLINE uint16_t vxFlagsRef(unsigned flags, unsigned refCnt)
+{
    return static_cast<uint16_t>(flags | (refCnt << 8));
 }
 VX_INLINE bool vxIsFree(const MemUnit* e) { return (e->w3 & VX_ELEM_FREE) != 0; }
 
-VX_INLINE uint32_t vxGetCode(const MemUnit* u) {
+VX_INLINE uint32_t vxGetCode(const MemUnit* u)
+{
    return static_cast<uint32_t>(u->w0) | (static_cast<uint32_t>(u->w1) << 16);
 }
-VX_INLINE void vxSetCode(MemUnit* u, uint32_t code) {
+VX_INLINE void vxSetCode(MemUnit* u, uint32_t code)
+{
    u->w0 = static_cast<uint16_t>(code);
    u->w1 = static_cast<uint16_t>(code >> 16);
 }
@@ -143,9 +148,9 @@ VX_INLINE uint32_t vxFreeSize(MemBlk* b, uint32_t link) { return vxUnitAt(b, lin
 struct VXMemCheckResult {
    int number;
    const char* text;
-   const void* block;   // block or raw block, null if the heap record itself
-   bool rawBlock;       // block is a raw block
-   int elemIdx;         // unit index in the block, -1 if none
+   const void* block;  // block or raw block, null if the heap record itself
+   bool rawBlock;      // block is a raw block
+   int elemIdx;        // unit index in the block, -1 if none
 };
 int vxMemHeapWalkCheck(VXMemHeap* pHeap, VXMemCheckResult* pResult);
 

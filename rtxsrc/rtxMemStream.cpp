@@ -24,10 +24,7 @@ inline size_t remaining(const VXRTBuffer& buf)
    return buf.byteIndex < buf.size ? (size_t)(buf.size - buf.byteIndex) : 0;
 }
 
-inline bool isSpace(uint8_t c)
-{
-   return c == ' ' || (c >= 9 && c <= 13);
-}
+inline bool isSpace(uint8_t c) { return c == ' ' || (c >= 9 && c <= 13); }
 
 inline int hexValue(uint8_t c)
 {
@@ -71,8 +68,7 @@ long memRead(VXRTSTREAM* pStream, uint8_t* pbuffer, size_t bufSize)
    if ((pStream->flags & VXRT_STREAM_HEXTEXT) != 0) {
       len = readHexText(buf, pbuffer, bufSize);
       if (len < 0) return len;
-   }
-   else {
+   } else {
       size_t n = remaining(buf);
       if (n > bufSize) n = bufSize;
       if (n > 0) memcpy(pbuffer, buf.data + buf.byteIndex, n);
@@ -171,8 +167,7 @@ int rtxStreamMemoryAttach(VXCTXT* pctxt, const uint8_t* pMemBuf, size_t bufSize,
 
    if ((flags & VXRT_STREAM_OUTPUT) != 0) {
       pStream->write = memWrite;
-   }
-   else {
+   } else {
       pStream->read = memRead;
       pStream->skip = memSkip;
       pStream->mark = memMark;

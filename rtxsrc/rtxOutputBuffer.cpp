@@ -7,14 +7,16 @@ namespace {
 
 // A stream that takes the encoded bytes from the context's buffer: attached,
 // not bypassed, and not a memory stream (whose bytes are the buffer itself).
-bool hasFlushableStream(const VXCTXT* pctxt) {
+bool hasFlushableStream(const VXCTXT* pctxt)
+{
    return rtxCtxtHasLiveStream(pctxt) && pctxt->pStream->id != VXRT_STREAM_ID_MEMORY;
 }
 
 // Hands what has been encoded to the stream and starts the buffer afresh;
 // a partly written byte moves to the front. The buffer is set up on first
 // use. Nothing is written while a mark holds the data.
-int flushToStream(VXCTXT* pctxt) {
+int flushToStream(VXCTXT* pctxt)
+{
    VXRTBuffer& buf = pctxt->buffer;
    if (buf.data == nullptr) return rtxStreamInitCtxtBuf(pctxt);
    if ((pctxt->pStream->flags & VXRT_STREAM_POSMARKED) != 0 || buf.byteIndex == 0) return 0;
@@ -25,14 +27,16 @@ int flushToStream(VXCTXT* pctxt) {
    return 0;
 }
 
-int fail(VXCTXT* pctxt, int stat) {
+int fail(VXCTXT* pctxt, int stat)
+{
    VX_LOG_ERRNEW(pctxt, stat);
    return stat;
 }
 
 }  // namespace
 
-int rtxExpandOutputBuffer(VXCTXT* pctxt, size_t need) {
+int rtxExpandOutputBuffer(VXCTXT* pctxt, size_t need)
+{
    VXRTBuffer& buf = pctxt->buffer;
    if (hasFlushableStream(pctxt)) {
       int stat = flushToStream(pctxt);
@@ -50,8 +54,8 @@ int rtxExpandOutputBuffer(VXCTXT* pctxt, size_t need) {
    if (newSize < buf.size) return fail(pctxt, RTERR_NOMEM);
 
    void* p = (pctxt->flags & VXCTXT_FLAG_SYSBUF)
-                 ? rtxMemHeapSysRealloc(VX_HEAP(pctxt), buf.data, newSize)
-                 : rtxMemHeapRealloc(VX_HEAP(pctxt), buf.data, newSize);
+                ? rtxMemHeapSysRealloc(VX_HEAP(pctxt), buf.data, newSize)
+                : rtxMemHeapRealloc(VX_HEAP(pctxt), buf.data, newSize);
    if (p == nullptr) return fail(pctxt, RTERR_NOMEM);
    buf.data = static_cast<uint8_t*>(p);
    buf.size = newSize;
@@ -60,7 +64,8 @@ int rtxExpandOutputBuffer(VXCTXT* pctxt, size_t need) {
    return 0;
 }
 
-int rtxWriteBytes(VXCTXT* pctxt, const uint8_t* data, size_t nbytes) {
+int rtxWriteBytes(VXCTXT* pctxt, const uint8_t* data, size_t nbytes)
+{
    if (nbytes == 0) return 0;
    if (hasFlushableStream(pctxt) && (pctxt->pStream->flags & VXRT_STREAM_CTXTBUF) == 0) {
       // Straight through to a stream that has no context buffer.

@@ -37,11 +37,9 @@ int rtxDiagToStream(VXCTXT* pctxt, const char* fmtspec, va_list arglist)
    if (pctxt != nullptr && pctxt->pPrintStream != nullptr &&
        pctxt->pPrintStream->pfPrintFunc != nullptr) {
       pctxt->pPrintStream->pfPrintFunc(pctxt->pPrintStream->pPrntStrmInfo, fmtspec, arglist);
-   }
-   else if (g_PrintStream.pfPrintFunc != nullptr) {
+   } else if (g_PrintStream.pfPrintFunc != nullptr) {
       g_PrintStream.pfPrintFunc(g_PrintStream.pPrntStrmInfo, fmtspec, arglist);
-   }
-   else {
+   } else {
       vfprintf(stdout, fmtspec, arglist);
       fflush(stdout);
    }

@@ -25,8 +25,7 @@ int rtxSetGlobalPrintStream(rtxPrintCallback myCallback, void* pStrmInfo);
 
 // Prints through the context's stream, the global one, or standard output
 // (followed by fflush). Returns 0, or -20 for a null format.
-int rtxPrintToStream(VXCTXT* pctxt, const char* fmtspec, ...)
-   __attribute__((format(printf, 2, 3)));
+int rtxPrintToStream(VXCTXT* pctxt, const char* fmtspec, ...) __attribute__((format(printf, 2, 3)));
 int rtxDiagToStream(VXCTXT* pctxt, const char* fmtspec, va_list arglist);
 
 // Frees the context's print stream pair; 0 also when there is none.

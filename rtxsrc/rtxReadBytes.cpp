@@ -25,8 +25,7 @@ int rtxReadBytesGeneral(VXCTXT* pctxt, uint8_t* pdata, size_t nocts)
    if (nocts <= bytesLeft(buf) && !(live && !inCtxtBufMode(pctxt))) {
       if (pdata != nullptr) memcpy(pdata, buf.data + buf.byteIndex, nocts);
       buf.byteIndex += nocts;
-   }
-   else {
+   } else {
       if (!live) return VX_LOG_ERRNEW(pctxt, RTERR_ENDOFBUF);
       if (buf.data == nullptr) {
          int stat = rtxStreamInitCtxtBuf(pctxt);

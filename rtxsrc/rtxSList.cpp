@@ -5,25 +5,26 @@
 #include "rtxError.h"
 #include "rtxMemory.h"
 
-void rtxSListInitEx(VXCTXT* pctxt, VXRTSList* pList) {
+void rtxSListInitEx(VXCTXT* pctxt, VXRTSList* pList)
+{
    pList->count = 0;
    pList->head = nullptr;
    pList->tail = nullptr;
    pList->pctxt = pctxt;
 }
 
-void rtxSListInit(VXRTSList* pList) {
-   rtxSListInitEx(nullptr, pList);
-}
+void rtxSListInit(VXRTSList* pList) { rtxSListInitEx(nullptr, pList); }
 
-static void freeNode(VXRTSList* pList, VXRTSListNode* node) {
+static void freeNode(VXRTSList* pList, VXRTSListNode* node)
+{
    if (pList->pctxt != nullptr)
       rtxMemFreePtr(pList->pctxt, node);
    else
       free(node);
 }
 
-VXRTSListNode* rtxSListAppend(VXRTSList* pList, void* pData) {
+VXRTSListNode* rtxSListAppend(VXRTSList* pList, void* pData)
+{
    VXRTSListNode* node;
    if (pList->pctxt != nullptr) {
       node = rtxMemAllocType(pList->pctxt, VXRTSListNode);
@@ -46,14 +47,16 @@ VXRTSListNode* rtxSListAppend(VXRTSList* pList, void* pData) {
    return node;
 }
 
-bool rtxSListFind(const VXRTSList* pList, const void* pData) {
+bool rtxSListFind(const VXRTSList* pList, const void* pData)
+{
    for (VXRTSListNode* node = pList->head; node != nullptr; node = node->next) {
       if (node->data == pData) return true;
    }
    return false;
 }
 
-void rtxSListRemove(VXRTSList* pList, const void* pData) {
+void rtxSListRemove(VXRTSList* pList, const void* pData)
+{
    VXRTSListNode* prev = nullptr;
    for (VXRTSListNode* node = pList->head; node != nullptr; prev = node, node = node->next) {
       if (node->data != pData) continue;
@@ -68,7 +71,8 @@ void rtxSListRemove(VXRTSList* pList, const void* pData) {
    }
 }
 
-void rtxSListFree(VXRTSList* pList) {
+void rtxSListFree(VXRTSList* pList)
+{
    VXRTSListNode* node = pList->head;
    while (node != nullptr) {
       VXRTSListNode* next = node->next;

@@ -4,12 +4,14 @@
 #include "rtxError.h"
 #include "rtxMemory.h"
 
-void rtxStackInit(VXCTXT* pctxt, VXRTStack* pStack) {
+void rtxStackInit(VXCTXT* pctxt, VXRTStack* pStack)
+{
    pStack->pctxt = pctxt;
    rtxDListInit(&pStack->dlist);
 }
 
-VXRTStack* rtxStackCreate(VXCTXT* pctxt) {
+VXRTStack* rtxStackCreate(VXCTXT* pctxt)
+{
    VXRTStack* pStack = rtxMemAllocType(pctxt, VXRTStack);
    if (pStack == nullptr) {
       VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);
@@ -19,13 +21,15 @@ VXRTStack* rtxStackCreate(VXCTXT* pctxt) {
    return pStack;
 }
 
-int rtxStackPush(VXRTStack* pStack, void* pData) {
+int rtxStackPush(VXRTStack* pStack, void* pData)
+{
    if (pStack->pctxt == nullptr) return RTERR_NULLPTR;
    if (rtxDListInsert(pStack->pctxt, &pStack->dlist, 0, pData) == nullptr) return RTERR_NOMEM;
    return 0;
 }
 
-void* rtxStackPop(VXRTStack* pStack) {
+void* rtxStackPop(VXRTStack* pStack)
+{
    VXRTDListNode* top = pStack->dlist.head;
    if (top == nullptr) return nullptr;
    void* pData = top->data;
@@ -33,6 +37,4 @@ void* rtxStackPop(VXRTStack* pStack) {
    return pData;
 }
 
-void* rtxStackPeek(VXRTStack* pStack) {
-   return rtxDListFindFirstData(&pStack->dlist);
-}
+void* rtxStackPeek(VXRTStack* pStack) { return rtxDListFindFirstData(&pStack->dlist); }

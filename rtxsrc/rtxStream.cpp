@@ -231,8 +231,7 @@ int rtxStreamMark(VXCTXT* pctxt, size_t readAheadLimit)
       pctxt->savedIndex = pctxt->buffer.byteIndex;
       // Position of the stream itself: behind everything loaded.
       pStream->markedBytesProcessed = pStream->ioBytes + pctxt->buffer.size;
-   }
-   else {
+   } else {
       pStream->markedBytesProcessed = pStream->ioBytes;
    }
    stat = pStream->mark(pStream, readAheadLimit);
@@ -313,8 +312,7 @@ int rtxStreamClose(VXCTXT* pctxt)
          pctxt->buffer.bitOffset = 8;
       }
       flushStat = flushStream(pctxt);
-   }
-   else if (!isReadable(pStream)) {
+   } else if (!isReadable(pStream)) {
       return RTERR_NOTINIT;
    }
    int closeStat = pStream->close(pStream);
@@ -515,6 +513,7 @@ int rtxStreamLoadInputBuffer(VXCTXT* pctxt, size_t nbytes)
       buf.size += (uint64_t)len;
    }
    if (buf.size + pStream->ioBytes > pStream->inputLimit)
-      buf.size = pStream->inputLimit > pStream->ioBytes ? pStream->inputLimit - pStream->ioBytes : 0;
+      buf.size =
+         pStream->inputLimit > pStream->ioBytes ? pStream->inputLimit - pStream->ioBytes : 0;
    return 0;
 }

@@ -64,7 +64,7 @@ struct VXRTSTREAM {
 #define VXRT_STREAM_POSMARKED 0x1000u  // a context buffer index is held for a mark
 #define VXRT_STREAM_MARKED 0x2000u     // mark supported, or a mark stands
 #define VXRT_STREAM_BASE64 0x4000u
-#define VXRT_STREAM_CTXTBUF 0x8000u    // reads go through the context's buffer
+#define VXRT_STREAM_CTXTBUF 0x8000u  // reads go through the context's buffer
 
 // Size of the context buffer in context-buffer mode, and the largest
 // shortfall that is loaded through it rather than read straight.
@@ -130,8 +130,8 @@ VX_INLINE bool rtxTextInPlace(const VXCTXT* pctxt, VXRTSTREAM** ppMemStream)
    return pctxt->buffer.byteIndex < pctxt->buffer.size && rtxInputIsBuffer(pctxt, ppMemStream);
 }
 
-VX_INLINE void rtxTextCommit(VXCTXT* pctxt, VXRTSTREAM* pMemStream, uint64_t index,
-                             uint64_t reads, uint8_t last)
+VX_INLINE void rtxTextCommit(VXCTXT* pctxt, VXRTSTREAM* pMemStream, uint64_t index, uint64_t reads,
+                             uint8_t last)
 {
    pctxt->buffer.byteIndex = index;
    pctxt->lastChar = last;
@@ -142,10 +142,7 @@ VX_INLINE void rtxTextCommit(VXCTXT* pctxt, VXRTSTREAM* pMemStream, uint64_t ind
    }
 }
 
-VX_INLINE bool rtxTextIsBlank(uint8_t c)
-{
-   return c == ' ' || (c >= 0x09 && c <= 0x0D);
-}
+VX_INLINE bool rtxTextIsBlank(uint8_t c) { return c == ' ' || (c >= 0x09 && c <= 0x0D); }
 
 // The index of the first byte at or after `i` that is not white space, or
 // the buffer size. Every byte above the blank is no white space, which one
@@ -182,8 +179,8 @@ VX_INLINE uint64_t rtxTextSkipBlanks(const VXRTBuffer& buf, uint64_t i)
    while (i + 16 <= buf.size) {
       __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf.data + i));
       __m128i ctl = _mm_sub_epi8(v, nine);  // 0..4 for HT..CR
-      __m128i blank = _mm_or_si128(_mm_cmpeq_epi8(v, space),
-                                   _mm_cmpeq_epi8(_mm_min_epu8(ctl, four), ctl));
+      __m128i blank =
+         _mm_or_si128(_mm_cmpeq_epi8(v, space), _mm_cmpeq_epi8(_mm_min_epu8(ctl, four), ctl));
       unsigned other = ~(unsigned)_mm_movemask_epi8(blank) & 0xFFFFu;
       if (other != 0) return i + (unsigned)__builtin_ctz(other);
       i += 16;

@@ -5,25 +5,24 @@
 
 namespace {
 
-inline bool isWhitespace(uint8_t c) {
-   return c == ' ' || (c >= 0x09 && c <= 0x0D);
-}
-inline bool isDigit(uint8_t c) {
-   return c >= '0' && c <= '9';
-}
+inline bool isWhitespace(uint8_t c) { return c == ' ' || (c >= 0x09 && c <= 0x0D); }
+inline bool isDigit(uint8_t c) { return c >= '0' && c <= '9'; }
 
 // Steps back over the byte just read.
-void unreadByte(VXCTXT* pctxt) {
+void unreadByte(VXCTXT* pctxt)
+{
    VX_ASSERT(pctxt->buffer.byteIndex > 0);
    pctxt->buffer.byteIndex--;
 }
 
-int passOn(VXCTXT* pctxt, int stat) {
+int passOn(VXCTXT* pctxt, int stat)
+{
    VX_LOG_ERR(pctxt, stat);
    return stat;
 }
 
-int raise(VXCTXT* pctxt, int stat) {
+int raise(VXCTXT* pctxt, int stat)
+{
    VX_LOG_ERRNEW(pctxt, stat);
    return stat;
 }
@@ -34,7 +33,8 @@ const int kEndOfInput = 1;
 // `fileEndToo`, -17 from a stream, gives kEndOfInput and leaves no record:
 // the callers that ask this way do not count the end as a failure. Other
 // failures give the status the read recorded.
-int readByte(VXCTXT* pctxt, uint8_t* pc, bool fileEndToo) {
+int readByte(VXCTXT* pctxt, uint8_t* pc, bool fileEndToo)
+{
    uint64_t before = rtxErrGetErrorCnt(pctxt);
    int stat = rtxReadBytes(pctxt, pc, 1);
    if (stat >= 0) return 0;
@@ -49,14 +49,16 @@ int readByte(VXCTXT* pctxt, uint8_t* pc, bool fileEndToo) {
 }
 
 // A byte that must be there: any failure, the end included, is reported.
-int readRequired(VXCTXT* pctxt, uint8_t* pc) {
+int readRequired(VXCTXT* pctxt, uint8_t* pc)
+{
    int stat = readByte(pctxt, pc, false);
    if (stat == kEndOfInput) return raise(pctxt, RTERR_ENDOFBUF);
    return stat < 0 ? passOn(pctxt, stat) : 0;
 }
 
 // White space skipped, the first byte read.
-int readFirstByte(VXCTXT* pctxt, uint8_t* pc) {
+int readFirstByte(VXCTXT* pctxt, uint8_t* pc)
+{
    int stat = rtxTxtSkipWhitespaceGeneral(pctxt);
    if (stat < 0) return passOn(pctxt, stat);
    return readRequired(pctxt, pc);
@@ -67,7 +69,8 @@ int readFirstByte(VXCTXT* pctxt, uint8_t* pc) {
 // intermediate result exceeds `bound`. The byte after the digits is put
 // back; the end of a buffer ends the number.
 template <class U>
-int readDigits(VXCTXT* pctxt, uint8_t c, U bound, U* pvalue) {
+int readDigits(VXCTXT* pctxt, uint8_t c, U bound, U* pvalue)
+{
    const U limit = bound / 10;
    U value = 0;
    for (;;) {
@@ -87,7 +90,8 @@ int readDigits(VXCTXT* pctxt, uint8_t c, U bound, U* pvalue) {
 }
 
 template <class U>
-int readUnsigned(VXCTXT* pctxt, U* pvalue) {
+int readUnsigned(VXCTXT* pctxt, U* pvalue)
+{
    *pvalue = 0;
    uint8_t c;
    int stat = readFirstByte(pctxt, &c);
@@ -107,7 +111,8 @@ int readUnsigned(VXCTXT* pctxt, U* pvalue) {
 
 // The 32-bit reader, then a check against [lo, hi].
 template <class T, class R, class V>
-int readNarrow(VXCTXT* pctxt, T* pvalue, int (*reader)(VXCTXT*, V*), R lo, R hi) {
+int readNarrow(VXCTXT* pctxt, T* pvalue, int (*reader)(VXCTXT*, V*), R lo, R hi)
+{
    V value;
    int stat = reader(pctxt, &value);
    if (stat != 0) return stat;
@@ -118,7 +123,8 @@ int readNarrow(VXCTXT* pctxt, T* pvalue, int (*reader)(VXCTXT*, V*), R lo, R hi)
 
 }  // namespace
 
-int rtxTxtSkipWhitespaceGeneral(VXCTXT* pctxt) {
+int rtxTxtSkipWhitespaceGeneral(VXCTXT* pctxt)
+{
    rtxSkipBufferedWhitespace(pctxt);
    for (;;) {
       uint8_t c;
@@ -132,7 +138,8 @@ int rtxTxtSkipWhitespaceGeneral(VXCTXT* pctxt) {
    }
 }
 
-int rtxTxtPeekChar(VXCTXT* pctxt, char* pch, bool skipWs) {
+int rtxTxtPeekChar(VXCTXT* pctxt, char* pch, bool skipWs)
+{
    if (skipWs) {
       int stat = rtxTxtSkipWhitespace(pctxt);
       if (stat < 0) return passOn(pctxt, stat);
@@ -146,12 +153,14 @@ int rtxTxtPeekChar(VXCTXT* pctxt, char* pch, bool skipWs) {
    return 0;
 }
 
-char rtxTxtPeekChar2(VXCTXT* pctxt, bool skipWs) {
+char rtxTxtPeekChar2(VXCTXT* pctxt, bool skipWs)
+{
    char c = 0;
    return rtxTxtPeekChar(pctxt, &c, skipWs) == 0 ? c : 0;
 }
 
-int rtxTxtReadInt32General(VXCTXT* pctxt, int32_t* pvalue) {
+int rtxTxtReadInt32General(VXCTXT* pctxt, int32_t* pvalue)
+{
    uint8_t c;
    int stat = readFirstByte(pctxt, &c);
    if (stat != 0) return stat;
@@ -169,27 +178,36 @@ int rtxTxtReadInt32General(VXCTXT* pctxt, int32_t* pvalue) {
    return 0;
 }
 
-int rtxTxtReadUInt32General(VXCTXT* pctxt, uint32_t* pvalue) {
+int rtxTxtReadUInt32General(VXCTXT* pctxt, uint32_t* pvalue)
+{
    return readUnsigned<uint32_t>(pctxt, pvalue);
 }
 
-int rtxTxtReadUInt64General(VXCTXT* pctxt, uint64_t* pvalue) {
+int rtxTxtReadUInt64General(VXCTXT* pctxt, uint64_t* pvalue)
+{
    return readUnsigned<uint64_t>(pctxt, pvalue);
 }
 
-int rtxTxtReadInt16General(VXCTXT* pctxt, int16_t* pvalue) {
+int rtxTxtReadInt16General(VXCTXT* pctxt, int16_t* pvalue)
+{
    return readNarrow<int16_t, int32_t, int32_t>(pctxt, pvalue, rtxTxtReadInt32General, INT16_MIN,
                                                 INT16_MAX);
 }
 
-int rtxTxtReadInt8General(VXCTXT* pctxt, int8_t* pvalue) {
-   return readNarrow<int8_t, int32_t, int32_t>(pctxt, pvalue, rtxTxtReadInt32General, INT8_MIN, INT8_MAX);
+int rtxTxtReadInt8General(VXCTXT* pctxt, int8_t* pvalue)
+{
+   return readNarrow<int8_t, int32_t, int32_t>(pctxt, pvalue, rtxTxtReadInt32General, INT8_MIN,
+                                               INT8_MAX);
 }
 
-int rtxTxtReadUInt16General(VXCTXT* pctxt, uint16_t* pvalue) {
-   return readNarrow<uint16_t, uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32General, 0u, UINT16_MAX);
+int rtxTxtReadUInt16General(VXCTXT* pctxt, uint16_t* pvalue)
+{
+   return readNarrow<uint16_t, uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32General, 0u,
+                                                   UINT16_MAX);
 }
 
-int rtxTxtReadUInt8General(VXCTXT* pctxt, uint8_t* pvalue) {
-   return readNarrow<uint8_t, uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32General, 0u, UINT8_MAX);
+int rtxTxtReadUInt8General(VXCTXT* pctxt, uint8_t* pvalue)
+{
+   return readNarrow<uint8_t, uint32_t, uint32_t>(pctxt, pvalue, rtxTxtReadUInt32General, 0u,
+                                                  UINT8_MAX);
 }

@@ -103,8 +103,8 @@ VX_INLINE uint64_t rtxTextNumberFrom(const VXRTBuffer& buf, uint64_t from, T* pv
       static_assert(sizeof(T) <= 4, "signed fields are read through 32 bits");
       uint32_t magnitude;
       bool minus;
-      uint64_t end = rtxTextScanNumber<uint32_t>(buf, from, true, 0x7FFFFFFFu, 0x80000000u,
-                                                 &magnitude, &minus);
+      uint64_t end =
+         rtxTextScanNumber<uint32_t>(buf, from, true, 0x7FFFFFFFu, 0x80000000u, &magnitude, &minus);
       if (end == 0) return 0;
       int64_t value = minus ? -(int64_t)magnitude : (int64_t)magnitude;
       if (value < (int64_t)std::numeric_limits<T>::min() ||
@@ -116,7 +116,8 @@ VX_INLINE uint64_t rtxTextNumberFrom(const VXRTBuffer& buf, uint64_t from, T* pv
       using U = typename std::conditional<(sizeof(T) > 4), uint64_t, uint32_t>::type;
       U magnitude;
       bool minus;
-      uint64_t end = rtxTextScanNumber<U>(buf, from, false, (U)~(U)0, (U)~(U)0, &magnitude, &minus);
+      uint64_t end =
+         rtxTextScanNumber<U>(buf, from, false, (U) ~(U)0, (U) ~(U)0, &magnitude, &minus);
       if (end == 0 || magnitude > (U)std::numeric_limits<T>::max()) return 0;
       *pvalue = (T)magnitude;
       return end;
@@ -136,12 +137,18 @@ VX_INLINE void rtxTextCommitNumber(VXCTXT* pctxt, VXRTSTREAM* pMemStream, uint64
 template <class T>
 VX_INLINE int rtxTxtReadNumberGeneral(VXCTXT* pctxt, T* pvalue)
 {
-   if constexpr (std::is_same<T, int32_t>::value) return rtxTxtReadInt32General(pctxt, pvalue);
-   else if constexpr (std::is_same<T, int16_t>::value) return rtxTxtReadInt16General(pctxt, pvalue);
-   else if constexpr (std::is_same<T, int8_t>::value) return rtxTxtReadInt8General(pctxt, pvalue);
-   else if constexpr (std::is_same<T, uint64_t>::value) return rtxTxtReadUInt64General(pctxt, pvalue);
-   else if constexpr (std::is_same<T, uint32_t>::value) return rtxTxtReadUInt32General(pctxt, pvalue);
-   else if constexpr (std::is_same<T, uint16_t>::value) return rtxTxtReadUInt16General(pctxt, pvalue);
+   if constexpr (std::is_same<T, int32_t>::value)
+      return rtxTxtReadInt32General(pctxt, pvalue);
+   else if constexpr (std::is_same<T, int16_t>::value)
+      return rtxTxtReadInt16General(pctxt, pvalue);
+   else if constexpr (std::is_same<T, int8_t>::value)
+      return rtxTxtReadInt8General(pctxt, pvalue);
+   else if constexpr (std::is_same<T, uint64_t>::value)
+      return rtxTxtReadUInt64General(pctxt, pvalue);
+   else if constexpr (std::is_same<T, uint32_t>::value)
+      return rtxTxtReadUInt32General(pctxt, pvalue);
+   else if constexpr (std::is_same<T, uint16_t>::value)
+      return rtxTxtReadUInt16General(pctxt, pvalue);
    else {
       static_assert(std::is_same<T, uint8_t>::value, "no text reader for this field width");
       return rtxTxtReadUInt8General(pctxt, pvalue);

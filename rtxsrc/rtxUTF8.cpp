@@ -9,7 +9,8 @@
 namespace {
 
 // Length of the sequence a lead byte starts, 0 for a byte that cannot lead.
-size_t leadLength(uint8_t b) {
+size_t leadLength(uint8_t b)
+{
    if (b < 0x80) return 1;
    if (b < 0xC0) return 0;  // continuation byte
    if (b < 0xE0) return 2;
@@ -27,7 +28,8 @@ enum DecodeResult { kDecoded, kMalformed, kTruncated };
 // Decodes one sequence of at most `avail` bytes. On success *len is its
 // length; otherwise *len is the index of the offending byte (for a cut-off
 // sequence, `avail`).
-DecodeResult decodeOne(const uint8_t* p, size_t avail, uint32_t* code, size_t* len) {
+DecodeResult decodeOne(const uint8_t* p, size_t avail, uint32_t* code, size_t* len)
+{
    size_t n = leadLength(p[0]);
    if (n == 0) {
       *len = 0;
@@ -52,7 +54,8 @@ DecodeResult decodeOne(const uint8_t* p, size_t avail, uint32_t* code, size_t* l
 
 // A malformed sequence stands as two records: an empty one, then the -18
 // with the byte index.
-int invalidUTF8(VXCTXT* pctxt, size_t index) {
+int invalidUTF8(VXCTXT* pctxt, size_t index)
+{
    if (pctxt != nullptr) {
       rtxErrNewNode(pctxt);
       rtxErrAddSizeParm(pctxt, index);
@@ -63,7 +66,8 @@ int invalidUTF8(VXCTXT* pctxt, size_t index) {
 
 // Walks a NUL-terminated text; with a buffer, stores each code point cut to
 // 16 bits. The number of characters, -1 or -18.
-int decodeText(VXCTXT* pctxt, const char* text, uint16_t* buffer, size_t capacity) {
+int decodeText(VXCTXT* pctxt, const char* text, uint16_t* buffer, size_t capacity)
+{
    const uint8_t* p = reinterpret_cast<const uint8_t*>(text);
    size_t i = 0, count = 0;
    while (p[i] != 0) {
@@ -87,11 +91,10 @@ int decodeText(VXCTXT* pctxt, const char* text, uint16_t* buffer, size_t capacit
 
 }  // namespace
 
-size_t rtxUTF8LenBytes(const char* text) {
-   return text != nullptr ? strlen(text) : 0;
-}
+size_t rtxUTF8LenBytes(const char* text) { return text != nullptr ? strlen(text) : 0; }
 
-size_t rtxCalcUTF8Len(const char* text, size_t nbytes) {
+size_t rtxCalcUTF8Len(const char* text, size_t nbytes)
+{
    if (text == nullptr) return 0;
    const uint8_t* p = reinterpret_cast<const uint8_t*>(text);
    size_t count = 0;
@@ -103,11 +106,10 @@ size_t rtxCalcUTF8Len(const char* text, size_t nbytes) {
    return count;
 }
 
-size_t rtxUTF8Len(const char* text) {
-   return rtxCalcUTF8Len(text, rtxUTF8LenBytes(text));
-}
+size_t rtxUTF8Len(const char* text) { return rtxCalcUTF8Len(text, rtxUTF8LenBytes(text)); }
 
-size_t rtxUTF8CharSize(uint32_t code) {
+size_t rtxUTF8CharSize(uint32_t code)
+{
    if (code < 0x80) return 1;
    if ((code & 0xFFFFF800u) == 0) return 2;
    if ((code & 0xFFFF0000u) == 0) return 3;
@@ -116,7 +118,8 @@ size_t rtxUTF8CharSize(uint32_t code) {
    return 6;
 }
 
-int rtxUTF8EncodeChar(uint32_t code, uint8_t* buffer, size_t size) {
+int rtxUTF8EncodeChar(uint32_t code, uint8_t* buffer, size_t size)
+{
    static const uint8_t kLead[7] = {0, 0, 0xC0, 0xE0, 0xF0, 0xF8, 0xFC};
    size_t n = rtxUTF8CharSize(code);
    if (buffer == nullptr || n > size) return RTERR_BUFOVFLW;
@@ -132,7 +135,8 @@ int rtxUTF8EncodeChar(uint32_t code, uint8_t* buffer, size_t size) {
    return (int)n;
 }
 
-int32_t rtxUTF8DecodeChar(VXCTXT* pctxt, const uint8_t* text, int* size) {
+int32_t rtxUTF8DecodeChar(VXCTXT* pctxt, const uint8_t* text, int* size)
+{
    if (text == nullptr || size == nullptr || *size <= 0) return invalidUTF8(pctxt, 0);
    uint32_t code;
    size_t len;
@@ -142,19 +146,22 @@ int32_t rtxUTF8DecodeChar(VXCTXT* pctxt, const uint8_t* text, int* size) {
    return (int32_t)code;
 }
 
-int rtxUTF8ToUnicode(VXCTXT* pctxt, const char* text, uint16_t* buffer, size_t capacity) {
+int rtxUTF8ToUnicode(VXCTXT* pctxt, const char* text, uint16_t* buffer, size_t capacity)
+{
    if (text == nullptr) return 0;
    if (buffer == nullptr) return RTERR_INVPARAM;
    return decodeText(pctxt, text, buffer, capacity);
 }
 
-int rtxValidateUTF8(VXCTXT* pctxt, const char* text) {
+int rtxValidateUTF8(VXCTXT* pctxt, const char* text)
+{
    if (text == nullptr) return 0;
    int stat = decodeText(pctxt, text, nullptr, 0);
    return stat < 0 ? stat : 0;
 }
 
-size_t rtxUCSGetUTF8ByteCnt(const uint16_t* units) {
+size_t rtxUCSGetUTF8ByteCnt(const uint16_t* units)
+{
    size_t n = 0;
    if (units != nullptr) {
       for (; *units != 0; units++) n += rtxUTF8CharSize(*units);
@@ -162,7 +169,8 @@ size_t rtxUCSGetUTF8ByteCnt(const uint16_t* units) {
    return n;
 }
 
-char* rtxUCSToDynUTF8(VXCTXT* pctxt, const uint16_t* units) {
+char* rtxUCSToDynUTF8(VXCTXT* pctxt, const uint16_t* units)
+{
    if (units == nullptr) return nullptr;
    size_t total = rtxUCSGetUTF8ByteCnt(units);
    uint8_t* out = static_cast<uint8_t*>(rtxMemAlloc(pctxt, total + 1));
@@ -176,23 +184,25 @@ char* rtxUCSToDynUTF8(VXCTXT* pctxt, const uint16_t* units) {
    return reinterpret_cast<char*>(out);
 }
 
-char* rtxUTF8Strdup(VXCTXT* pctxt, const char* text) {
-   return rtxStrdup(pctxt, text);
-}
+char* rtxUTF8Strdup(VXCTXT* pctxt, const char* text) { return rtxStrdup(pctxt, text); }
 
-char* rtxUTF8Strndup(VXCTXT* pctxt, const char* text, size_t nbytes) {
+char* rtxUTF8Strndup(VXCTXT* pctxt, const char* text, size_t nbytes)
+{
    return rtxStrndup(pctxt, text, nbytes);
 }
 
-char* rtxUTF8Strcpy(char* dest, size_t bufsiz, const char* src) {
+char* rtxUTF8Strcpy(char* dest, size_t bufsiz, const char* src)
+{
    return rtxStrcpy(dest, bufsiz, src);
 }
 
-char* rtxUTF8Strncpy(char* dest, size_t bufsiz, const char* src, size_t nbytes) {
+char* rtxUTF8Strncpy(char* dest, size_t bufsiz, const char* src, size_t nbytes)
+{
    return rtxStrncpy(dest, bufsiz, src, nbytes);
 }
 
-int rtxUTF8Strncmp(const char* a, const char* b, size_t nbytes) {
+int rtxUTF8Strncmp(const char* a, const char* b, size_t nbytes)
+{
    if (a == nullptr || b == nullptr) return (a == b) ? 0 : (a == nullptr ? -1 : 1);
    const uint8_t* p = reinterpret_cast<const uint8_t*>(a);
    const uint8_t* q = reinterpret_cast<const uint8_t*>(b);
@@ -203,19 +213,17 @@ int rtxUTF8Strncmp(const char* a, const char* b, size_t nbytes) {
    return 0;
 }
 
-int rtxUTF8Strcmp(const char* a, const char* b) {
-   return rtxUTF8Strncmp(a, b, SIZE_MAX);
-}
+int rtxUTF8Strcmp(const char* a, const char* b) { return rtxUTF8Strncmp(a, b, SIZE_MAX); }
 
-bool rtxUTF8StrEqual(const char* a, const char* b) {
-   return rtxUTF8Strcmp(a, b) == 0;
-}
+bool rtxUTF8StrEqual(const char* a, const char* b) { return rtxUTF8Strcmp(a, b) == 0; }
 
-bool rtxUTF8StrnEqual(const char* a, const char* b, size_t nbytes) {
+bool rtxUTF8StrnEqual(const char* a, const char* b, size_t nbytes)
+{
    return rtxUTF8Strncmp(a, b, nbytes) == 0;
 }
 
-char* rtxUTF8StrRefOrDup(VXCTXT* pctxt, const char* text) {
+char* rtxUTF8StrRefOrDup(VXCTXT* pctxt, const char* text)
+{
    if (text == nullptr) return nullptr;
    if (rtxMemHeapCheckPtr(VX_HEAP(pctxt), text)) {
       void* p = rtxMemHeapAutoPtrRef(VX_HEAP(pctxt), const_cast<char*>(text));
@@ -225,7 +233,8 @@ char* rtxUTF8StrRefOrDup(VXCTXT* pctxt, const char* text) {
 }
 
 char* rtxUTF8StrJoin(VXCTXT* pctxt, const char* s1, const char* s2, const char* s3, const char* s4,
-                     const char* s5) {
+                     const char* s5)
+{
    return rtxStrJoin(pctxt, s1, s2, s3, s4, s5);
 }
 
@@ -233,7 +242,8 @@ namespace {
 
 enum class Target { kLatin1, kUTF16BE, kUTF16LE };
 
-void put16(uint8_t* out, size_t& at, uint32_t unit, Target target) {
+void put16(uint8_t* out, size_t& at, uint32_t unit, Target target)
+{
    uint8_t hi = (uint8_t)(unit >> 8), lo = (uint8_t)unit;
    out[at++] = target == Target::kUTF16LE ? lo : hi;
    out[at++] = target == Target::kUTF16LE ? hi : lo;
@@ -241,7 +251,8 @@ void put16(uint8_t* out, size_t& at, uint32_t unit, Target target) {
 
 // Converts through a small scratch area that is flushed with rtxWriteBytes,
 // so that an attached output stream is served as well as the buffer.
-int convertUTF8(VXCTXT* pctxt, const char* text, size_t nbytes, Target target) {
+int convertUTF8(VXCTXT* pctxt, const char* text, size_t nbytes, Target target)
+{
    if (text == nullptr || nbytes == 0) return 0;
    const uint8_t* p = reinterpret_cast<const uint8_t*>(text);
    uint8_t out[256];
@@ -278,18 +289,22 @@ int convertUTF8(VXCTXT* pctxt, const char* text, size_t nbytes, Target target) {
 
 }  // namespace
 
-int rtxStreamUTF8ToLatin1(VXCTXT* pctxt, const char* text, size_t nbytes) {
+int rtxStreamUTF8ToLatin1(VXCTXT* pctxt, const char* text, size_t nbytes)
+{
    return convertUTF8(pctxt, text, nbytes, Target::kLatin1);
 }
 
-int rtxStreamUTF8ToUTF16(VXCTXT* pctxt, const char* text, size_t nbytes) {
+int rtxStreamUTF8ToUTF16(VXCTXT* pctxt, const char* text, size_t nbytes)
+{
    return convertUTF8(pctxt, text, nbytes, Target::kUTF16BE);
 }
 
-int rtxStreamUTF8ToUTF16BE(VXCTXT* pctxt, const char* text, size_t nbytes) {
+int rtxStreamUTF8ToUTF16BE(VXCTXT* pctxt, const char* text, size_t nbytes)
+{
    return convertUTF8(pctxt, text, nbytes, Target::kUTF16BE);
 }
 
-int rtxStreamUTF8ToUTF16LE(VXCTXT* pctxt, const char* text, size_t nbytes) {
+int rtxStreamUTF8ToUTF16LE(VXCTXT* pctxt, const char* text, size_t nbytes)
+{
    return convertUTF8(pctxt, text, nbytes, Target::kUTF16LE);
 }

@@ -52,8 +52,8 @@ int rtxUTF8Strncmp(const char* a, const char* b, size_t nbytes);
 char* rtxUTF8StrRefOrDup(VXCTXT* pctxt, const char* text);
 // The non-null texts joined into one heap string; null if all are null or
 // empty.
-char* rtxUTF8StrJoin(VXCTXT* pctxt, const char* s1, const char* s2, const char* s3,
-                     const char* s4, const char* s5);
+char* rtxUTF8StrJoin(VXCTXT* pctxt, const char* s1, const char* s2, const char* s3, const char* s4,
+                     const char* s5);
 
 // Convert `nbytes` of UTF-8 into the output buffer. A sequence cut off at
 // the end of the input ends the conversion without error; a malformed one,

@@ -32,14 +32,16 @@ struct Message {
 const Message kMessages[] = {ITSCODEC_MESSAGES(ITSCONV_MESSAGE)};
 #undef ITSCONV_MESSAGE
 
-int usage() {
+int usage()
+{
    std::cerr << "usage: itsconv MSG to-json|from-json [FILE] [--verbose]\n  MSG:";
    for (const Message& m : kMessages) std::cerr << " " << m.name;
    std::cerr << "\n";
    return 2;
 }
 
-bool readAll(const char* path, std::string* out) {
+bool readAll(const char* path, std::string* out)
+{
    if (path == nullptr || strcmp(path, "-") == 0) {
       out->assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
       return true;
@@ -50,11 +52,14 @@ bool readAll(const char* path, std::string* out) {
    return true;
 }
 
-bool hexToBytes(const std::string& text, std::vector<char>* bytes) {
+bool hexToBytes(const std::string& text, std::vector<char>* bytes)
+{
    std::string digits;
    for (char c : text) {
-      if (isxdigit((unsigned char)c)) digits += c;
-      else if (!isspace((unsigned char)c)) return false;
+      if (isxdigit((unsigned char)c))
+         digits += c;
+      else if (!isspace((unsigned char)c))
+         return false;
    }
    if (digits.size() % 2) return false;
    for (size_t i = 0; i < digits.size(); i += 2)
@@ -64,12 +69,15 @@ bool hexToBytes(const std::string& text, std::vector<char>* bytes) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv)
+{
    bool verbose = false;
    std::vector<const char*> args;
    for (int i = 1; i < argc; i++) {
-      if (strcmp(argv[i], "--verbose") == 0) verbose = true;
-      else args.push_back(argv[i]);
+      if (strcmp(argv[i], "--verbose") == 0)
+         verbose = true;
+      else
+         args.push_back(argv[i]);
    }
    if (args.size() < 2 || args.size() > 3) return usage();
    const Message* msg = nullptr;

@@ -19,13 +19,16 @@ struct Result {
    std::string out, error;
 };
 
-std::string unhex(const std::string& hex) {
+std::string unhex(const std::string& hex)
+{
    std::string bytes;
-   for (size_t i = 0; i + 1 < hex.size(); i += 2) bytes += (char)std::stoi(hex.substr(i, 2), nullptr, 16);
+   for (size_t i = 0; i + 1 < hex.size(); i += 2)
+      bytes += (char)std::stoi(hex.substr(i, 2), nullptr, 16);
    return bytes;
 }
 
-Result toJson(ToJsonFn fn, const std::string& bytes) {
+Result toJson(ToJsonFn fn, const std::string& bytes)
+{
    char* text = nullptr;
    char* err = nullptr;
    Result r;
@@ -37,7 +40,8 @@ Result toJson(ToJsonFn fn, const std::string& bytes) {
    return r;
 }
 
-Result fromJson(FromJsonFn fn, const std::string& json) {
+Result fromJson(FromJsonFn fn, const std::string& json)
+{
    char* enc = nullptr;
    char* err = nullptr;
    unsigned long len = 0;
@@ -50,17 +54,20 @@ Result fromJson(FromJsonFn fn, const std::string& json) {
    return r;
 }
 
-size_t count(const std::string& text, const std::string& what) {
+size_t count(const std::string& text, const std::string& what)
+{
    size_t n = 0;
    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) n++;
    return n;
 }
 
-TEST(JsonExportsBadInput, WireOctetsCanNotInjectMembers) {
+TEST(JsonExportsBadInput, WireOctetsCanNotInjectMembers)
+{
    // The CAM's BasicContainer carries an unknown addition whose octets are
    // the text "stationType":0 and a NUL: a known name of that object.
    const std::string cam = unhex(
-      "ff445e3e771c6b3a1bd5fd82da01113e37c07c0014ae000002022044e6e8c2e8d2dedca8f2e0ca447460007c63e01"
+      "ff445e3e771c6b3a1bd5fd82da01113e37c07c0014ae000002022044e6e8c2e8d2dedca8f2e0ca447460007c63e0"
+      "1"
       "d9c1080060504f927ba0799c5dfd9aec473600000");
    Result r = toJson(etsi_CAM_to_json, cam);
    ASSERT_EQ(0, r.stat) << r.error;
@@ -76,7 +83,8 @@ TEST(JsonExportsBadInput, WireOctetsCanNotInjectMembers) {
    EXPECT_EQ(r.out, again.out);
 }
 
-TEST(JsonExportsBadInput, KeptMemberKeepsItsEscapes) {
+TEST(JsonExportsBadInput, KeptMemberKeepsItsEscapes)
+{
    const std::string srem =
       "{\"header\":{\"protocolVersion\":2,\"messageID\":9,\"stationID\":1},\"srm\":{\"second\":0,"
       "\"requestor\":{\"id\":{\"stationID\":0},\"z\\\"z\":1,\"a\\/b\\\\\":[\"\\n\"]}}}";
@@ -91,37 +99,45 @@ TEST(JsonExportsBadInput, KeptMemberKeepsItsEscapes) {
    EXPECT_EQ(wire.out, wire2.out);
 }
 
-TEST(JsonExportsBadInput, SevenBitStringsRefuseWiderCharacters) {
+TEST(JsonExportsBadInput, SevenBitStringsRefuseWiderCharacters)
+{
    const std::string head =
       "{\"header\":{\"protocolVersion\":2,\"messageID\":9,\"stationID\":1},\"srm\":{\"second\":0,"
       "\"requestor\":{\"id\":{\"stationID\":0},\"routeName\":\"";
    for (const char* name : {"\xC3\xA9", "a\x80", "\x7F\xFF"}) {
       Result r = fromJson(etsi_SREM_from_json, head + name + "\"}}}");
       EXPECT_EQ(-24, r.stat) << name;
-      EXPECT_NE(std::string::npos,
-                r.error.find("ERROR: Status -24\nCharacter is not within the defined character set\n"))
+      EXPECT_NE(
+         std::string::npos,
+         r.error.find("ERROR: Status -24\nCharacter is not within the defined character set\n"))
          << r.error;
    }
    // The whole 7-bit range passes and comes back unchanged.
    Result ok = fromJson(etsi_SREM_from_json, head + "\x7F ~" + "\"}}}");
    ASSERT_EQ(0, ok.stat) << ok.error;
-   EXPECT_NE(std::string::npos, toJson(etsi_SREM_to_json, ok.out).out.find("\"routeName\":\"\x7F ~\""));
+   EXPECT_NE(std::string::npos,
+             toJson(etsi_SREM_to_json, ok.out).out.find("\"routeName\":\"\x7F ~\""));
 }
 
-TEST(JsonExportsBadInput, FailuresLeftByTheDecodeAreReported) {
+TEST(JsonExportsBadInput, FailuresLeftByTheDecodeAreReported)
+{
    // Both decode "successfully" after a BOOLEAN read past the end, leaving
    // -2 records behind; the failure comes when the text is written.
-   Result cam = toJson(etsi_CAM_to_json,
-                       unhex("00000000000000002b000000000000000000000000000000007c00000000000000000000"
-                             "00000000000000000000000000"));
+   Result cam =
+      toJson(etsi_CAM_to_json,
+             unhex("00000000000000002b000000000000000000000000000000007c00000000000000000000"
+                   "00000000000000000000000000"));
    EXPECT_EQ(-2, cam.stat);
-   EXPECT_EQ(0u, cam.error.find("ERROR: Status -2\nUnexpected end of buffer on decode\n")) << cam.error;
+   EXPECT_EQ(0u, cam.error.find("ERROR: Status -2\nUnexpected end of buffer on decode\n"))
+      << cam.error;
    Result spat = toJson(
       etsi_SPATEM_to_json,
-      unhex("00000000000020e000000024320000000000000000000587000000000000000006000000090093000000560000"
-            "007100000000081c00000000103a37a100000000000000008c0c00000021000000000000000000004c4d0000"
-            "00000000000000008d310000000000002100c90000006000000000900000004c4f000000000010004200e61b"
-            "000000000000002c090000000000001400e9a8000000004121000075880000"));
+      unhex(
+         "00000000000020e00000002432000000000000000000058700000000000000000600000009009300000056000"
+         "0"
+         "007100000000081c00000000103a37a100000000000000008c0c00000021000000000000000000004c4d0000"
+         "00000000000000008d310000000000002100c90000006000000000900000004c4f000000000010004200e61b"
+         "000000000000002c090000000000001400e9a8000000004121000075880000"));
    EXPECT_EQ(-50, spat.stat);
    EXPECT_EQ(2u, count(spat.error, "ERROR: Status -2\n")) << spat.error;
    EXPECT_EQ(1u, count(spat.error, "ERROR: Status -50\n")) << spat.error;

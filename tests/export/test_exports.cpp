@@ -12,7 +12,8 @@
 
 namespace {
 
-std::string readHexFile(const std::string& name) {
+std::string readHexFile(const std::string& name)
+{
    std::ifstream in(std::string(VX_TEST_DATA_DIR) + "/" + name);
    std::string hex((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
    std::string bytes;
@@ -24,7 +25,8 @@ std::string readHexFile(const std::string& name) {
 }
 
 // Report lines "  Module: <path> Line <n>" carry build-specific positions.
-std::string normalise(const std::string& report) {
+std::string normalise(const std::string& report)
+{
    return std::regex_replace(report, std::regex("Module: \\S+ Line \\d+"), "Module: M Line N");
 }
 
@@ -34,7 +36,8 @@ struct ToJson {
    bool textSet, errorSet;
 };
 
-ToJson camToJson(const std::string& bytes) {
+ToJson camToJson(const std::string& bytes)
+{
    char* text = reinterpret_cast<char*>(1);
    char* err = reinterpret_cast<char*>(1);
    ToJson r;
@@ -55,7 +58,8 @@ struct FromJson {
    unsigned long len;
 };
 
-FromJson camFromJson(const char* json) {
+FromJson camFromJson(const char* json)
+{
    char* enc = reinterpret_cast<char*>(1);
    char* err = reinterpret_cast<char*>(1);
    FromJson r;
@@ -70,7 +74,8 @@ FromJson camFromJson(const char* json) {
    return r;
 }
 
-TEST(Exports, CapturedCamRoundTripsByteForByte) {
+TEST(Exports, CapturedCamRoundTripsByteForByte)
+{
    for (const char* name : {"cam_captured_protocol1.uper.hex"}) {
       SCOPED_TRACE(name);
       std::string uper = readHexFile(name);
@@ -88,7 +93,8 @@ TEST(Exports, CapturedCamRoundTripsByteForByte) {
    }
 }
 
-TEST(Exports, TextFormHasThreeSpaceIndentAndNoFinalLineFeed) {
+TEST(Exports, TextFormHasThreeSpaceIndentAndNoFinalLineFeed)
+{
    ToJson j = camToJson(readHexFile("cam_captured_protocol1.uper.hex"));
    ASSERT_EQ(0, j.stat) << j.error;
    const std::string head =
@@ -105,7 +111,8 @@ TEST(Exports, TextFormHasThreeSpaceIndentAndNoFinalLineFeed) {
    EXPECT_EQ(std::string::npos, j.text.find(": "));
 }
 
-TEST(Exports, EmptyTextFailsWithThreeRecords) {
+TEST(Exports, EmptyTextFailsWithThreeRecords)
+{
    FromJson u = camFromJson("");
    EXPECT_EQ(-50, u.stat);
    EXPECT_FALSE(u.bytesSet);
@@ -121,7 +128,8 @@ TEST(Exports, EmptyTextFailsWithThreeRecords) {
    EXPECT_TRUE(a < b && b < c) << r;
 }
 
-TEST(Exports, TextEndingAfterTheBraceFailsWithPeekAndReadRecords) {
+TEST(Exports, TextEndingAfterTheBraceFailsWithPeekAndReadRecords)
+{
    FromJson u = camFromJson("{");
    EXPECT_EQ(-50, u.stat);
    std::string r = normalise(u.error);
@@ -132,7 +140,8 @@ TEST(Exports, TextEndingAfterTheBraceFailsWithPeekAndReadRecords) {
    EXPECT_TRUE(a < b && b < c && c != std::string::npos) << r;
 }
 
-TEST(Exports, TrailingTextAndTrailingBytesAreIgnored) {
+TEST(Exports, TrailingTextAndTrailingBytesAreIgnored)
+{
    std::string uper = readHexFile("cam_captured_protocol1.uper.hex");
    ToJson j = camToJson(uper + std::string("\x55\xAA\x00", 3));
    ASSERT_EQ(0, j.stat) << j.error;
@@ -141,7 +150,8 @@ TEST(Exports, TrailingTextAndTrailingBytesAreIgnored) {
    EXPECT_EQ(uper, u.bytes);
 }
 
-TEST(Exports, EmptyOrTruncatedUperGivesEndOfBuffer) {
+TEST(Exports, EmptyOrTruncatedUperGivesEndOfBuffer)
+{
    ToJson j = camToJson(std::string("\x02", 1).substr(0, 0));
    EXPECT_EQ(-2, j.stat);
    EXPECT_FALSE(j.textSet);
@@ -158,7 +168,8 @@ TEST(Exports, EmptyOrTruncatedUperGivesEndOfBuffer) {
 
 TEST(Exports, DeleteArrayAcceptsNull) { etsi_delete_array(nullptr); }
 
-TEST(Exports, RobustnessSamplesFailOrSucceedCleanly) {
+TEST(Exports, RobustnessSamplesFailOrSucceedCleanly)
+{
    // The malformed capture, and captures whose curvatureValue has another
    // width than this schema's, fail or succeed cleanly.
    for (const char* name : {"cam_malformed_yawrate.uper.hex", "cam_captured_station1.uper.hex",

@@ -31,10 +31,12 @@ struct ItsTestRng {
    {
       uint64_t span = (uint64_t)hi - (uint64_t)lo;
       switch (next() % 4) {
-      case 0: return lo;
-      case 1: return hi;
-      default:
-         return (int64_t)((uint64_t)lo + (span == UINT64_MAX ? next() : below(span + 1)));
+         case 0:
+            return lo;
+         case 1:
+            return hi;
+         default:
+            return (int64_t)((uint64_t)lo + (span == UINT64_MAX ? next() : below(span + 1)));
       }
    }
    // A list count: the lower bound, or up to two more near the root.
@@ -84,8 +86,10 @@ inline void itsTestRandomBits(ItsTestRng& rng, uint8_t* data, uint64_t nbits, ui
    for (uint64_t i = 0; i < nbytes; i++) {
       uint64_t first = i * 8;
       uint8_t b = (uint8_t)rng.next();
-      if (first >= nbits) b = 0;
-      else if (nbits - first < 8) b = (uint8_t)(b & (0xFF00u >> (nbits - first)));
+      if (first >= nbits)
+         b = 0;
+      else if (nbits - first < 8)
+         b = (uint8_t)(b & (0xFF00u >> (nbits - first)));
       data[i] = b;
    }
 }
@@ -120,7 +124,8 @@ inline bool itsTestExtEqual(const ASN1TSeqExt* a, const ASN1TSeqExt* b)
    const VXRTDListNode* na = a->head;
    const VXRTDListNode* nb = b->head;
    for (; na != 0 && nb != 0; na = na->next, nb = nb->next)
-      if (!itsTestOpenEqual((const ASN1OpenType*)na->data, (const ASN1OpenType*)nb->data)) return false;
+      if (!itsTestOpenEqual((const ASN1OpenType*)na->data, (const ASN1OpenType*)nb->data))
+         return false;
    return na == nb;
 }
 
@@ -135,7 +140,7 @@ inline const uint8_t* itsTestRandomOpenText(VXCTXT* pctxt, ItsTestRng& rng, uint
       return 0;
    }
    s[0] = '"';
-   for (uint64_t i = 1; i + 1 < n; i++) s[i] = (uint8_t)"0123456789abcdef"[rng.below(16)];
+   for (uint64_t i = 1; i + 1 < n; i++) s[i] = (uint8_t) "0123456789abcdef"[rng.below(16)];
    s[n - 1] = '"';
    *numocts = n;
    return s;
@@ -145,7 +150,9 @@ inline const uint8_t* itsTestRandomOpenText(VXCTXT* pctxt, ItsTestRng& rng, uint
 inline const char* itsTestRandomString(VXCTXT* pctxt, ItsTestRng& rng, size_t n, bool utf8)
 {
    static const char* const wide[] = {"\xC3\xA9", "\xE2\x82\xAC"};
-   static const char ascii[] = " !\"#$%&'()*+,-./0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`abcdefghijklmnopqrstuvwxyz{|}~";
+   static const char ascii[] =
+      " !\"#$%&'()*+,-./"
+      "0123456789:;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`abcdefghijklmnopqrstuvwxyz{|}~";
    char* s = (char*)rtxMemAlloc(pctxt, n * 3 + 1);
    if (s == 0) return 0;
    size_t k = 0;

@@ -16,9 +16,12 @@ namespace strictjson {
 class Checker {
  public:
    Checker(const std::string& text, bool allowControlInStrings)
-      : s_(text), allowControl_(allowControlInStrings) {}
+       : s_(text), allowControl_(allowControlInStrings)
+   {
+   }
 
-   std::string run() {
+   std::string run()
+   {
       skipBlanks();
       if (!value(0)) return err_;
       skipBlanks();
@@ -35,21 +38,26 @@ class Checker {
    size_t i_ = 0;
    std::string err_;
 
-   bool fail(const std::string& what) {
+   bool fail(const std::string& what)
+   {
       if (err_.empty()) err_ = what + " at offset " + std::to_string(i_);
       return false;
    }
    int peek() const { return i_ < s_.size() ? (uint8_t)s_[i_] : -1; }
-   void skipBlanks() {
-      while (i_ < s_.size() && (s_[i_] == ' ' || s_[i_] == '\t' || s_[i_] == '\n' || s_[i_] == '\r'))
+   void skipBlanks()
+   {
+      while (i_ < s_.size() &&
+             (s_[i_] == ' ' || s_[i_] == '\t' || s_[i_] == '\n' || s_[i_] == '\r'))
          i_++;
    }
-   bool literal(const char* word) {
+   bool literal(const char* word)
+   {
       for (size_t k = 0; word[k]; k++, i_++)
          if (peek() != (uint8_t)word[k]) return fail("bad literal");
       return true;
    }
-   static int hexValue(int c) {
+   static int hexValue(int c)
+   {
       if (c >= '0' && c <= '9') return c - '0';
       if (c >= 'a' && c <= 'f') return c - 'a' + 10;
       if (c >= 'A' && c <= 'F') return c - 'A' + 10;
@@ -57,7 +65,8 @@ class Checker {
    }
    // A string; its decoded code units go to *units (bytes >= 0x80 count as
    // one unit each, which keeps distinct texts distinct).
-   bool string(std::u16string* units) {
+   bool string(std::u16string* units)
+   {
       i_++;  // the opening quote
       for (;;) {
          int c = peek();
@@ -72,12 +81,26 @@ class Checker {
          int e = peek();
          i_++;
          switch (e) {
-            case '"': case '\\': case '/': units->push_back((char16_t)e); break;
-            case 'b': units->push_back(0x08); break;
-            case 'f': units->push_back(0x0C); break;
-            case 'n': units->push_back(0x0A); break;
-            case 'r': units->push_back(0x0D); break;
-            case 't': units->push_back(0x09); break;
+            case '"':
+            case '\\':
+            case '/':
+               units->push_back((char16_t)e);
+               break;
+            case 'b':
+               units->push_back(0x08);
+               break;
+            case 'f':
+               units->push_back(0x0C);
+               break;
+            case 'n':
+               units->push_back(0x0A);
+               break;
+            case 'r':
+               units->push_back(0x0D);
+               break;
+            case 't':
+               units->push_back(0x09);
+               break;
             case 'u': {
                unsigned u = 0;
                for (int d = 0; d < 4; d++, i_++) {
@@ -88,16 +111,20 @@ class Checker {
                units->push_back((char16_t)u);
                break;
             }
-            default: i_--; return fail("bad escape");
+            default:
+               i_--;
+               return fail("bad escape");
          }
       }
    }
-   bool digits() {
+   bool digits()
+   {
       if (peek() < '0' || peek() > '9') return fail("digit expected");
       while (peek() >= '0' && peek() <= '9') i_++;
       return true;
    }
-   bool number() {
+   bool number()
+   {
       if (peek() == '-') i_++;
       if (peek() == '0') {
          i_++;
@@ -115,7 +142,8 @@ class Checker {
       }
       return true;
    }
-   bool value(int depth) {
+   bool value(int depth)
+   {
       if (depth > 3000) return fail("nesting too deep for the checker");
       int c = peek();
       if (c == '{') {
@@ -187,7 +215,8 @@ class Checker {
    }
 };
 
-inline std::string checkStrictJson(const std::string& text, bool allowControlInStrings = false) {
+inline std::string checkStrictJson(const std::string& text, bool allowControlInStrings = false)
+{
    return Checker(text, allowControlInStrings).run();
 }
 

@@ -19,7 +19,8 @@ struct InPlacePair {
    VXCTXT fast, bytewise;
    VXRTMEMBUF cap;
 
-   InPlacePair(const std::string& t, size_t markLimit) : text(t) {
+   InPlacePair(const std::string& t, size_t markLimit) : text(t)
+   {
       EXPECT_EQ(0, rtInitContext(&fast));
       EXPECT_EQ(0, rtInitContext(&bytewise));
       rtxMemBufInit(&bytewise, &cap, 0);
@@ -30,7 +31,8 @@ struct InPlacePair {
       }
       EXPECT_EQ(0, rtxStreamSetCapture(&bytewise, &cap));
    }
-   ~InPlacePair() {
+   ~InPlacePair()
+   {
       rtxMemBufFree(&cap);
       rtFreeContext(&fast);
       rtFreeContext(&bytewise);
@@ -39,7 +41,8 @@ struct InPlacePair {
    InPlacePair& operator=(const InPlacePair&) = delete;
 
    // Cursor, last byte, the memory stream's counts and the error records.
-   void expectSameEnd(const std::string& where) {
+   void expectSameEnd(const std::string& where)
+   {
       const VXCTXT &a = fast, &b = bytewise;
       EXPECT_EQ(b.buffer.byteIndex, a.buffer.byteIndex) << where;
       EXPECT_EQ(b.lastChar, a.lastChar) << where;

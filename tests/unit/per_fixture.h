@@ -12,7 +12,7 @@
 #include "rtxError.h"
 
 class PerTest : public ::testing::Test {
-protected:
+ protected:
    VXCTXT ctx;
    VXCTXT* pctxt = &ctx;
    std::vector<uint8_t> input;
@@ -38,10 +38,7 @@ protected:
       ASSERT_EQ(0, pu_setBuffer(pctxt, input.data(), input.size(), aligned));
    }
    // Decodes what has been encoded so far.
-   void decodeOwnOutput(bool aligned = false)
-   {
-      decodeFrom(bytes(), aligned);
-   }
+   void decodeOwnOutput(bool aligned = false) { decodeFrom(bytes(), aligned); }
 
    uint64_t bitPos() const { return pu_getMsgLenBits(pctxt); }
 

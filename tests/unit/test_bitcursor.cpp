@@ -155,8 +155,10 @@ TEST_F(BitCursor, RandomFieldsRoundTripAtX691Positions)
          unsigned n = 1 + (unsigned)(rng() % 64);
          uint64_t v = rng() & (n == 64 ? ~0ull : ((1ull << n) - 1));
          fields.emplace_back(v, n);
-         if (n <= 32) ASSERT_EQ(0, rtxEncBits(pctxt, (uint32_t)v, n));
-         else ASSERT_EQ(0, rtxEncBitsFromSize(pctxt, v, n));
+         if (n <= 32)
+            ASSERT_EQ(0, rtxEncBits(pctxt, (uint32_t)v, n));
+         else
+            ASSERT_EQ(0, rtxEncBitsFromSize(pctxt, v, n));
          refWrite(ref, refPos, v, n);
          ASSERT_EQ(refPos, bitPos());
       }
@@ -168,8 +170,7 @@ TEST_F(BitCursor, RandomFieldsRoundTripAtX691Positions)
             uint32_t w = 0;
             ASSERT_EQ(0, rtxDecBits(pctxt, &w, f.second));
             got = w;
-         }
-         else {
+         } else {
             uint32_t hi = 0, lo = 0;
             ASSERT_EQ(0, rtxDecBits(pctxt, &hi, f.second - 32));
             ASSERT_EQ(0, rtxDecBits(pctxt, &lo, 32));
@@ -266,7 +267,7 @@ TEST(PerBuffers, DecodeBufferReadsCallerBytesAndPeeks)
    ASSERT_EQ(0, dec.peekByte(peek));
    EXPECT_EQ(0x35, peek);
    EXPECT_EQ(1u, dec.getMsgLen());  // still inside the first byte
-   ASSERT_EQ(0, dec.byteAlign());  // unaligned: no effect
+   ASSERT_EQ(0, dec.byteAlign());   // unaligned: no effect
    EXPECT_EQ(4u, pu_getMsgLenBits(dec.getCtxtPtr()));
    uint8_t rest[2];
    EXPECT_EQ(RTERR_ENDOFBUF, dec.decodeBytes(2, rest, sizeof(rest)));
@@ -274,7 +275,7 @@ TEST(PerBuffers, DecodeBufferReadsCallerBytesAndPeeks)
 
 // Records events in order.
 class RecordingHandler : public Asn1NamedEventHandler {
-public:
+ public:
    std::string log;
    void startElement(const char* name, int index) override
    {

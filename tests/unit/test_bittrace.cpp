@@ -35,8 +35,9 @@ std::string line(const std::string& bits, const std::string& hex, const std::str
 
 std::string head(const std::string& name, int offset, int count)
 {
-   return name + "\nbit offset: " + std::to_string(offset) + "\tbit count: " +
-          std::to_string(count) + "\tnext bit offset: " + std::to_string(offset + count) + "\n";
+   return name + "\nbit offset: " + std::to_string(offset) +
+          "\tbit count: " + std::to_string(count) +
+          "\tnext bit offset: " + std::to_string(offset + count) + "\n";
 }
 
 class BitTrace : public ::testing::Test {
@@ -93,8 +94,8 @@ TEST_F(BitTrace, FieldsStartingMidByteContinueTheLine)
 
    std::string expected = head("data first", 0, 3) + line("101", "", "") + "\n" +
                           head("data second", 3, 9) + line("---00101 0011", "a5", ".") + "\n" +
-                          head("data third", 12, 4) +
-                          line("-------- ----1100 ", "--3c", "-<") + "\n";
+                          head("data third", 12, 4) + line("-------- ----1100 ", "--3c", "-<") +
+                          "\n";
    EXPECT_EQ(expected, out);
 }
 

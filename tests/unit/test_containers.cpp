@@ -18,32 +18,36 @@
 namespace {
 
 class Containers : public ::testing::Test {
-  protected:
+ protected:
    VXCTXT ctx;
    void SetUp() override { ASSERT_EQ(0, rtxInitContext(&ctx)); }
    void TearDown() override { rtxFreeContext(&ctx); }
 };
 
 // A list of pointers into `values`, in order.
-void fill(VXCTXT* pctxt, VXRTDList* list, std::vector<int>& values) {
+void fill(VXCTXT* pctxt, VXRTDList* list, std::vector<int>& values)
+{
    rtxDListInit(list);
    for (int& v : values) ASSERT_NE(nullptr, rtxDListAppend(pctxt, list, &v));
 }
 
-std::vector<int> contents(const VXRTDList& list) {
+std::vector<int> contents(const VXRTDList& list)
+{
    std::vector<int> out;
    for (VXRTDListNode* n = list.head; n; n = n->next) out.push_back(*static_cast<int*>(n->data));
    return out;
 }
 
 // Walks backwards too, so that broken prev links show.
-std::vector<int> contentsBackwards(const VXRTDList& list) {
+std::vector<int> contentsBackwards(const VXRTDList& list)
+{
    std::vector<int> out;
    for (VXRTDListNode* n = list.tail; n; n = n->prev) out.insert(out.begin(), *(int*)n->data);
    return out;
 }
 
-TEST_F(Containers, ListInsertRemoveAndFind) {
+TEST_F(Containers, ListInsertRemoveAndFind)
+{
    std::vector<int> v = {0, 1, 2, 3, 4, 5};
    VXRTDList list;
    fill(&ctx, &list, v);
@@ -79,7 +83,8 @@ TEST_F(Containers, ListInsertRemoveAndFind) {
    EXPECT_EQ(nullptr, rtxDListFindFirstData(&list));
 }
 
-TEST_F(Containers, FreeAllRecognisesNodeAndDataInOneBlock) {
+TEST_F(Containers, FreeAllRecognisesNodeAndDataInOneBlock)
+{
    VXRTDList list;
    rtxDListInit(&list);
    void* data = nullptr;
@@ -97,7 +102,8 @@ TEST_F(Containers, FreeAllRecognisesNodeAndDataInOneBlock) {
    EXPECT_EQ(nullptr, list.tail);
 }
 
-TEST_F(Containers, FreeSkipsFreesWithoutAHeap) {
+TEST_F(Containers, FreeSkipsFreesWithoutAHeap)
+{
    // A context that never got a heap: nodes that are not the heap's must not
    // be handed to it, and the list still ends empty.
    VXCTXT bare;
@@ -112,7 +118,8 @@ TEST_F(Containers, FreeSkipsFreesWithoutAHeap) {
    EXPECT_EQ(nullptr, list.head);
 }
 
-TEST_F(Containers, StacksOfPointersAndIntegers) {
+TEST_F(Containers, StacksOfPointersAndIntegers)
+{
    int x = 1, y = 2;
    VXRTStack* st = rtxStackCreate(&ctx);
    ASSERT_NE(nullptr, st);
@@ -153,7 +160,8 @@ TEST_F(Containers, StacksOfPointersAndIntegers) {
    EXPECT_EQ(&items[8], arr.data[8]);
 }
 
-TEST_F(Containers, MemBufGrowsByWholeSegments) {
+TEST_F(Containers, MemBufGrowsByWholeSegments)
+{
    VXRTMEMBUF mb;
    rtxMemBufInit(&ctx, &mb, 0);
    EXPECT_EQ(1024u, mb.segsize);
@@ -202,10 +210,11 @@ struct IndexedRow {
    uint16_t transformedIdx;
 };
 
-TEST(EnumLookup, BisectionFindsEveryNameAndOnlyWholeNames) {
+TEST(EnumLookup, BisectionFindsEveryNameAndOnlyWholeNames)
+{
    static const IndexedRow rows[] = {
-       {"a", 5, 1, 0},  {"ab", 3, 2, 0},     {"abc", 0, 3, 0},  {"b", 1, 1, 0},
-       {"ba", 4, 2, 0}, {"lane-1", 6, 6, 0}, {"zeta", 2, 4, 0},
+      {"a", 5, 1, 0},  {"ab", 3, 2, 0},     {"abc", 0, 3, 0},  {"b", 1, 1, 0},
+      {"ba", 4, 2, 0}, {"lane-1", 6, 6, 0}, {"zeta", 2, 4, 0},
    };
    const size_t n = sizeof rows / sizeof rows[0];
    for (size_t i = 0; i < n; i++) {

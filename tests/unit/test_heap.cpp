@@ -21,7 +21,8 @@ size_t blockBytes(MemBlk* b) { return static_cast<size_t>(b->nunits) * 8 + 32; }
 uint32_t idxOf(void* p) { return hdr(p)->w2; }
 
 // Free elements of a block in address order: (unit index, size).
-std::vector<std::pair<uint32_t, uint32_t>> freeRuns(MemBlk* b) {
+std::vector<std::pair<uint32_t, uint32_t>> freeRuns(MemBlk* b)
+{
    std::vector<std::pair<uint32_t, uint32_t>> runs;
    for (uint32_t i = 2; i < b->nunits; i += vxUnitAt(b, i)->w0)
       if (vxIsFree(vxUnitAt(b, i))) runs.emplace_back(i, vxUnitAt(b, i)->w0);
@@ -30,9 +31,10 @@ std::vector<std::pair<uint32_t, uint32_t>> freeRuns(MemBlk* b) {
 using Runs = std::vector<std::pair<uint32_t, uint32_t>>;
 
 class Heap : public ::testing::Test {
-protected:
+ protected:
    void* heap = nullptr;
-   void TearDown() override {
+   void TearDown() override
+   {
       if (heap) {
          EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
          rtxMemHeapRelease(&heap);
@@ -40,7 +42,8 @@ protected:
       EXPECT_EQ(heap, nullptr);
    }
    VXMemHeap* h() { return static_cast<VXMemHeap*>(heap); }
-   void* alloc(size_t n) {
+   void* alloc(size_t n)
+   {
       void* p = rtxMemHeapAlloc(&heap, n);
       EXPECT_NE(p, nullptr);
       EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % 8, 0u);
@@ -50,7 +53,8 @@ protected:
 
 // ---- sizing ------------------------------------------------------------------
 
-TEST_F(Heap, SingleSpareUnitGoesToTheElement) {
+TEST_F(Heap, SingleSpareUnitGoesToTheElement)
+{
    // 504 payload units in a 508-unit block would leave a 1-unit remainder.
    void* p = alloc(504 * 8);
    MemBlk* b = blockOf(p);
@@ -59,19 +63,21 @@ TEST_F(Heap, SingleSpareUnitGoesToTheElement) {
    EXPECT_TRUE(freeRuns(b).empty());
 }
 
-TEST_F(Heap, HoleOneUnitTooBigIsTakenWhole) {
+TEST_F(Heap, HoleOneUnitTooBigIsTakenWhole)
+{
    void* a = alloc(8);
-   void* b = alloc(24);   // 4 units
+   void* b = alloc(24);  // 4 units
    void* c = alloc(8);
    rtxMemHeapFreePtr(&heap, b);
-   EXPECT_EQ(alloc(16), b);   // needs 3 of the 4
+   EXPECT_EQ(alloc(16), b);  // needs 3 of the 4
    EXPECT_EQ(hdr(b)->w0, 4u);
    EXPECT_EQ(freeRuns(blockOf(a)).size(), 1u);
    EXPECT_EQ(hdr(c)->w1, 4u);
 }
 
-TEST_F(Heap, LargestBlockAllocationAndRawThreshold) {
-   void* p = alloc(524256);   // 65532 payload units: exactly a full block
+TEST_F(Heap, LargestBlockAllocationAndRawThreshold)
+{
+   void* p = alloc(524256);  // 65532 payload units: exactly a full block
    MemBlk* b = blockOf(p);
    EXPECT_EQ(blockBytes(b), 524312u);
    EXPECT_EQ(b->nunits, 65535u);
@@ -80,7 +86,7 @@ TEST_F(Heap, LargestBlockAllocationAndRawThreshold) {
    void* q = alloc(8);
    EXPECT_NE(blockOf(q), b);
 
-   void* r = alloc(524257);   // one byte more: a raw block
+   void* r = alloc(524257);  // one byte more: a raw block
    EXPECT_EQ(vxFlags(hdr(r)), VX_ELEM_RAW);
    EXPECT_EQ(hdr(r)->w2, 0u);
    EXPECT_EQ(vxRawOf(hdr(r))->size, 524257u);
@@ -92,27 +98,28 @@ TEST_F(Heap, LargestBlockAllocationAndRawThreshold) {
 
 // ---- freeing and coalescing --------------------------------------------------
 
-TEST_F(Heap, FreeCoalescesInAllFourNeighbourCases) {
+TEST_F(Heap, FreeCoalescesInAllFourNeighbourCases)
+{
    void* x[8];
-   for (auto& p : x) p = alloc(24);   // 4 units each, from unit 2 on
+   for (auto& p : x) p = alloc(24);  // 4 units each, from unit 2 on
    MemBlk* b = blockOf(x[0]);
    const uint32_t tail = 2 + 8 * 4, tailSize = b->nunits - 2 - 32;
    ASSERT_EQ(freeRuns(b), (Runs{{tail, tailSize}}));
 
-   rtxMemHeapFreePtr(&heap, x[2]);   // neither neighbour free
+   rtxMemHeapFreePtr(&heap, x[2]);  // neither neighbour free
    EXPECT_EQ(freeRuns(b), (Runs{{10u, 4u}, {tail, tailSize}}));
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
-   rtxMemHeapFreePtr(&heap, x[3]);   // only the previous one free
+   rtxMemHeapFreePtr(&heap, x[3]);  // only the previous one free
    EXPECT_EQ(freeRuns(b), (Runs{{10u, 8u}, {tail, tailSize}}));
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
-   rtxMemHeapFreePtr(&heap, x[1]);   // only the next one free
+   rtxMemHeapFreePtr(&heap, x[1]);  // only the next one free
    EXPECT_EQ(freeRuns(b), (Runs{{6u, 12u}, {tail, tailSize}}));
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
    rtxMemHeapFreePtr(&heap, x[5]);
-   rtxMemHeapFreePtr(&heap, x[4]);   // both neighbours free
+   rtxMemHeapFreePtr(&heap, x[4]);  // both neighbours free
    EXPECT_EQ(freeRuns(b), (Runs{{6u, 20u}, {tail, tailSize}}));
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
-   rtxMemHeapFreePtr(&heap, x[7]);   // joins the tail
+   rtxMemHeapFreePtr(&heap, x[7]);  // joins the tail
    EXPECT_EQ(freeRuns(b), (Runs{{6u, 20u}, {30u, tailSize + 4}}));
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
 
@@ -121,7 +128,8 @@ TEST_F(Heap, FreeCoalescesInAllFourNeighbourCases) {
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
 }
 
-TEST_F(Heap, DoubleFreeIsHarmless) {
+TEST_F(Heap, DoubleFreeIsHarmless)
+{
    void* a = alloc(40);
    void* b = alloc(40);
    MemBlk* blk = blockOf(a);
@@ -136,7 +144,8 @@ TEST_F(Heap, DoubleFreeIsHarmless) {
    rtxMemHeapFreePtr(&heap, b);
 }
 
-TEST_F(Heap, ForeignAndNullPointersAreRefused) {
+TEST_F(Heap, ForeignAndNullPointersAreRefused)
+{
    void* a = alloc(16);
    long local[4] = {};
    EXPECT_EQ(rtxMemHeapAutoPtrUnref(&heap, &local[2]), RTERR_NOMEM);
@@ -148,27 +157,29 @@ TEST_F(Heap, ForeignAndNullPointersAreRefused) {
    EXPECT_EQ(rtxMemHeapAutoPtrGetRefCount(&heap, a), 1);
 }
 
-TEST_F(Heap, IsEmptyOnlyWithoutBlocks) {
+TEST_F(Heap, IsEmptyOnlyWithoutBlocks)
+{
    EXPECT_TRUE(rtxMemHeapIsEmpty(&heap));
    void* a = alloc(10);
    void* b = alloc(100);
    rtxMemHeapFreePtr(&heap, a);
    rtxMemHeapFreePtr(&heap, b);
-   EXPECT_FALSE(rtxMemHeapIsEmpty(&heap));   // the block stays for reuse
+   EXPECT_FALSE(rtxMemHeapIsEmpty(&heap));  // the block stays for reuse
    rtxMemHeapFreeAll(&heap);
    EXPECT_TRUE(rtxMemHeapIsEmpty(&heap));
    EXPECT_EQ(h()->curMemBlk, nullptr);
    EXPECT_EQ(h()->maxAddr, nullptr);
-   void* c = alloc(32);   // a new ring
+   void* c = alloc(32);  // a new ring
    EXPECT_EQ(h()->curMemBlk, blockOf(c));
    EXPECT_EQ(blockOf(c)->pnext, blockOf(c));
    EXPECT_FALSE(rtxMemHeapIsEmpty(&heap));
 }
 
-TEST_F(Heap, FreeEmptyBlockFlagReleasesBlocks) {
+TEST_F(Heap, FreeEmptyBlockFlagReleasesBlocks)
+{
    rtxMemHeapSetFlags(&heap, RT_MH_FREEEMPTYBLOCK);
    void* a = alloc(3000);
-   void* b = alloc(3000);   // second block
+   void* b = alloc(3000);  // second block
    ASSERT_NE(blockOf(a), blockOf(b));
    rtxMemHeapFreePtr(&heap, b);
    EXPECT_EQ(h()->curMemBlk, blockOf(a));
@@ -177,19 +188,21 @@ TEST_F(Heap, FreeEmptyBlockFlagReleasesBlocks) {
    EXPECT_TRUE(rtxMemHeapIsEmpty(&heap));
 }
 
-TEST_F(Heap, ZeroOnFreeClearsTheFreedPart) {
+TEST_F(Heap, ZeroOnFreeClearsTheFreedPart)
+{
    rtxMemHeapSetFlags(&heap, RT_MH_ZEROONFREE);
    uint8_t* a = static_cast<uint8_t*>(alloc(64));
    void* guard = alloc(8);
    memset(a, 0xFF, 64);
    rtxMemHeapFreePtr(&heap, a);
-   for (int i = 0; i < 56; i++) ASSERT_EQ(a[i], 0) << i;   // the last unit is the link
+   for (int i = 0; i < 56; i++) ASSERT_EQ(a[i], 0) << i;  // the last unit is the link
    rtxMemHeapFreePtr(&heap, guard);
 }
 
 // ---- raw blocks --------------------------------------------------------------
 
-TEST_F(Heap, RawModeAndFreeAllIgnoreReferenceCounts) {
+TEST_F(Heap, RawModeAndFreeAllIgnoreReferenceCounts)
+{
    uint32_t flags = RT_MH_RAW;
    rtxMemHeapSetProperty(&heap, RT_MH_PROP_SETFLAGS, &flags);
    void* small = alloc(16);
@@ -201,59 +214,63 @@ TEST_F(Heap, RawModeAndFreeAllIgnoreReferenceCounts) {
    rtxMemHeapClearFlags(&heap, RT_MH_RAW);
    void* elem = alloc(16);
    EXPECT_EQ(vxFlags(hdr(elem)), 0u);
-   rtxMemHeapFreeAll(&heap);   // the leak checker sees whether the raw blocks went
+   rtxMemHeapFreeAll(&heap);  // the leak checker sees whether the raw blocks went
    EXPECT_TRUE(rtxMemHeapIsEmpty(&heap));
 }
 
 // ---- reallocation ------------------------------------------------------------
 
-TEST_F(Heap, ReallocGrowsAndShrinksInPlace) {
+TEST_F(Heap, ReallocGrowsAndShrinksInPlace)
+{
    uint8_t* a = static_cast<uint8_t*>(alloc(16));
    for (int i = 0; i < 16; i++) a[i] = static_cast<uint8_t>(i + 1);
    MemBlk* b = blockOf(a);
    const uint32_t free0 = freeRuns(b)[0].second;
 
-   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 200), a);   // into the free tail
+   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 200), a);  // into the free tail
    EXPECT_EQ(hdr(a)->w0, 26u);
    for (int i = 0; i < 16; i++) ASSERT_EQ(a[i], i + 1);
    EXPECT_EQ(freeRuns(b), (Runs{{28u, free0 - 23}}));
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
 
-   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 8), a);   // the tail joins the free one
+   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 8), a);  // the tail joins the free one
    EXPECT_EQ(hdr(a)->w0, 2u);
    EXPECT_EQ(freeRuns(b), (Runs{{4u, free0 + 1}}));
    EXPECT_EQ(a[0], 1);
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
-   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 8), a);   // same size
+   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 8), a);  // same size
 }
 
-TEST_F(Heap, ReallocShrinkBeforeAnAllocatedElement) {
-   void* a = alloc(80);   // 11 units
+TEST_F(Heap, ReallocShrinkBeforeAnAllocatedElement)
+{
+   void* a = alloc(80);  // 11 units
    void* next = alloc(8);
    MemBlk* b = blockOf(a);
-   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 72), a);   // one unit over: kept
+   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 72), a);  // one unit over: kept
    EXPECT_EQ(hdr(a)->w0, 11u);
    EXPECT_EQ(freeRuns(b).size(), 1u);
-   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 40), a);   // six units over: a new free element
+   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 40), a);  // six units over: a new free element
    EXPECT_EQ(hdr(a)->w0, 6u);
    EXPECT_EQ(freeRuns(b).front(), (std::pair<uint32_t, uint32_t>{8u, 5u}));
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
    rtxMemHeapFreePtr(&heap, next);
 }
 
-TEST_F(Heap, ReallocTakesAllOfTheNextWhenOneUnitWouldRemain) {
-   void* a = alloc(8);    // 2 units at 2
-   void* b = alloc(24);   // 4 units at 4
-   void* c = alloc(8);    // keeps the hole closed
+TEST_F(Heap, ReallocTakesAllOfTheNextWhenOneUnitWouldRemain)
+{
+   void* a = alloc(8);   // 2 units at 2
+   void* b = alloc(24);  // 4 units at 4
+   void* c = alloc(8);   // keeps the hole closed
    rtxMemHeapFreePtr(&heap, b);
-   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 32), a);   // needs 5 of the 6
+   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 32), a);  // needs 5 of the 6
    EXPECT_EQ(hdr(a)->w0, 6u);
    EXPECT_EQ(hdr(c)->w1, 6u);
    EXPECT_EQ(freeRuns(blockOf(a)).size(), 1u);
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
 }
 
-TEST_F(Heap, ReallocMovesWhenBlocked) {
+TEST_F(Heap, ReallocMovesWhenBlocked)
+{
    uint8_t* a = static_cast<uint8_t*>(alloc(32));
    void* wall = alloc(8);
    memcpy(a, "0123456789abcdef0123456789ABCDEF", 32);
@@ -268,12 +285,13 @@ TEST_F(Heap, ReallocMovesWhenBlocked) {
    ASSERT_NE(r, nullptr);
    EXPECT_EQ(vxFlags(hdr(r)), VX_ELEM_RAW);
    EXPECT_EQ(memcmp(r, "0123456789abcdef0123456789ABCDEF", 32), 0);
-   EXPECT_EQ(rtxMemHeapRealloc(&heap, r, 0), nullptr);   // frees
+   EXPECT_EQ(rtxMemHeapRealloc(&heap, r, 0), nullptr);  // frees
    EXPECT_EQ(h()->rawBlkList.pnext, &h()->rawBlkList);
    rtxMemHeapFreePtr(&heap, wall);
 }
 
-TEST_F(Heap, ReferenceMakesFreeADecrementAndReallocACopy) {
+TEST_F(Heap, ReferenceMakesFreeADecrementAndReallocACopy)
+{
    char* a = static_cast<char*>(alloc(24));
    strcpy(a, "shared text");
    EXPECT_EQ(rtxMemHeapAutoPtrRef(&heap, a), a);
@@ -283,7 +301,7 @@ TEST_F(Heap, ReferenceMakesFreeADecrementAndReallocACopy) {
    EXPECT_FALSE(vxIsFree(hdr(a)));
 
    EXPECT_EQ(rtxMemHeapAutoPtrRef(&heap, a), a);
-   char* b = static_cast<char*>(rtxMemHeapRealloc(&heap, a, 16));   // shrink, yet a copy
+   char* b = static_cast<char*>(rtxMemHeapRealloc(&heap, a, 16));  // shrink, yet a copy
    ASSERT_NE(b, nullptr);
    EXPECT_NE(b, a);
    EXPECT_EQ(memcmp(b, "shared text", 12), 0);
@@ -291,13 +309,14 @@ TEST_F(Heap, ReferenceMakesFreeADecrementAndReallocACopy) {
    EXPECT_EQ(rtxMemHeapAutoPtrGetRefCount(&heap, a), 1);
    EXPECT_EQ(rtxMemHeapAutoPtrGetRefCount(&heap, b), 1);
    rtxMemHeapFreePtr(&heap, a);
-   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 40), nullptr);   // freed memory is not reallocated
+   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 40), nullptr);  // freed memory is not reallocated
    rtxMemHeapFreePtr(&heap, b);
 }
 
 // ---- whole heap ----------------------------------------------------------------
 
-TEST_F(Heap, ResetRebuildsFreeListsAroundSavedElements) {
+TEST_F(Heap, ResetRebuildsFreeListsAroundSavedElements)
+{
    void* a = alloc(40);
    char* keep = static_cast<char*>(alloc(16));
    void* c = alloc(40);
@@ -315,13 +334,14 @@ TEST_F(Heap, ResetRebuildsFreeListsAroundSavedElements) {
    EXPECT_EQ(b->maxFreeElem, b->nunits - 11);
    rtxMemHeapFreePtr(&heap, keep);
    EXPECT_EQ(b->nsaved, 0u);
-   rtxMemHeapReset(&heap);   // no saved elements: one free element per block
+   rtxMemHeapReset(&heap);  // no saved elements: one free element per block
    EXPECT_EQ(freeRuns(b), (Runs{{2u, static_cast<uint32_t>(b->nunits - 2)}}));
    EXPECT_FALSE(rtxMemHeapIsEmpty(&heap));
    EXPECT_EQ(alloc(16), static_cast<void*>(vxUnitAt(b, 3)));
 }
 
-TEST_F(Heap, StaticHeapBumpsWithinItsArea) {
+TEST_F(Heap, StaticHeapBumpsWithinItsArea)
+{
    alignas(8) uint8_t area[64];
    ASSERT_EQ(rtxMemStaticHeapCreate(&heap, area, sizeof area), 0);
    EXPECT_TRUE(rtxMemHeapIsEmpty(&heap));
@@ -330,17 +350,18 @@ TEST_F(Heap, StaticHeapBumpsWithinItsArea) {
    uint8_t* b = static_cast<uint8_t*>(rtxMemHeapAlloc(&heap, 20));
    EXPECT_EQ(b, area + 10);
    EXPECT_EQ(rtxMemHeapAlloc(&heap, 40), nullptr);
-   EXPECT_EQ(rtxMemHeapReallocStatic(&heap, b, 20, 54), b);   // the last one grows
+   EXPECT_EQ(rtxMemHeapReallocStatic(&heap, b, 20, 54), b);  // the last one grows
    EXPECT_EQ(rtxMemHeapAlloc(&heap, 1), nullptr);
-   EXPECT_EQ(rtxMemHeapReallocStatic(&heap, a, 10, 12), nullptr);   // not the last
+   EXPECT_EQ(rtxMemHeapReallocStatic(&heap, a, 10, 12), nullptr);  // not the last
    EXPECT_EQ(rtxMemHeapReallocStatic(&heap, b, 54, 54), nullptr);
    EXPECT_EQ(rtxMemHeapReallocStatic(&heap, b, 54, 4), b);
    EXPECT_EQ(rtxMemHeapAlloc(&heap, 50), area + 14);
    EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 4), nullptr);
-   rtxMemHeapFreePtr(&heap, a);   // ignored
+   rtxMemHeapFreePtr(&heap, a);  // ignored
    void* regular = nullptr;
    rtxMemHeapCreate(&regular);
-   EXPECT_EXIT(rtxMemHeapReallocStatic(&regular, nullptr, 0, 8), ::testing::ExitedWithCode(255), "");
+   EXPECT_EXIT(rtxMemHeapReallocStatic(&regular, nullptr, 0, 8), ::testing::ExitedWithCode(255),
+               "");
    rtxMemHeapRelease(&regular);
    rtxMemHeapFreeAll(&heap);
    EXPECT_TRUE(rtxMemHeapIsEmpty(&heap));
@@ -349,8 +370,9 @@ TEST_F(Heap, StaticHeapBumpsWithinItsArea) {
 int g_allocsLeft = 0;
 void* limitedMalloc(size_t n) { return g_allocsLeft-- > 0 ? malloc(n) : nullptr; }
 
-TEST_F(Heap, ExhaustedAllocatorGivesNull) {
-   g_allocsLeft = 2;   // the heap record and one block
+TEST_F(Heap, ExhaustedAllocatorGivesNull)
+{
+   g_allocsLeft = 2;  // the heap record and one block
    ASSERT_EQ(rtxMemHeapCreateExt(&heap, limitedMalloc, realloc, free), 0);
    void* a = alloc(3000);
    EXPECT_EQ(rtxMemHeapAlloc(&heap, 3000), nullptr);
@@ -362,7 +384,8 @@ TEST_F(Heap, ExhaustedAllocatorGivesNull) {
 
 // ---- checker -------------------------------------------------------------------
 
-TEST_F(Heap, CheckerFindsBrokenInvariants) {
+TEST_F(Heap, CheckerFindsBrokenInvariants)
+{
    void* a = alloc(16);
    void* b = alloc(16);
    void* c = alloc(16);
@@ -376,7 +399,7 @@ TEST_F(Heap, CheckerFindsBrokenInvariants) {
    hdr(c)->w1 = saved;
 
    uint16_t flags = hdr(a)->w3;
-   hdr(a)->w3 = vxFlagsRef(VX_ELEM_FREE, 0);   // a free element beside a free one
+   hdr(a)->w3 = vxFlagsRef(VX_ELEM_FREE, 0);  // a free element beside a free one
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 12);
    hdr(a)->w3 = flags;
 
@@ -394,7 +417,7 @@ TEST_F(Heap, CheckerFindsBrokenInvariants) {
    h()->code ^= 1u;
 
    uint16_t off = blk->freeElemOff;
-   blk->freeElemOff = 5;   // not a link
+   blk->freeElemOff = 5;  // not a link
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 16);
    blk->freeElemOff = off;
    ASSERT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
@@ -402,7 +425,8 @@ TEST_F(Heap, CheckerFindsBrokenInvariants) {
 
 // ---- context-level helpers -----------------------------------------------------
 
-TEST(HeapContext, AllocArrayReportsOverflowAndExhaustion) {
+TEST(HeapContext, AllocArrayReportsOverflowAndExhaustion)
+{
    VXCTXT ctxt;
    ASSERT_EQ(rtxInitContext(&ctxt), 0);
    EXPECT_EQ(rtxMemAllocArray2(&ctxt, SIZE_MAX / 2, 4, 0), nullptr);
@@ -418,14 +442,15 @@ TEST(HeapContext, AllocArrayReportsOverflowAndExhaustion) {
    rtxErrReset(&ctxt);
    rtxFreeContext(&ctxt);
 
-   g_allocsLeft = 1;   // the heap record only
+   g_allocsLeft = 1;  // the heap record only
    ASSERT_EQ(rtxInitContextExt(&ctxt, limitedMalloc, realloc, free), 0);
    EXPECT_EQ(rtxMemAllocArray2(&ctxt, 100, 1, 0), nullptr);
    EXPECT_EQ(rtxErrGetLastError(&ctxt), RTERR_NOMEM);
    rtxFreeContext(&ctxt);
 }
 
-TEST(HeapContext, FreeOpenSeqExtReleasesNodesAndValues) {
+TEST(HeapContext, FreeOpenSeqExtReleasesNodesAndValues)
+{
    VXCTXT ctxt;
    ASSERT_EQ(rtxInitContext(&ctxt), 0);
    ASN1TSeqExt list{0, nullptr, nullptr};
@@ -435,11 +460,13 @@ TEST(HeapContext, FreeOpenSeqExtReleasesNodesAndValues) {
       ot->numocts = 5;
       ot->data = data;
       VXRTDListNode* node = rtxMemAllocType(&ctxt, VXRTDListNode);
-      node->data = i == 1 ? nullptr : ot;   // an absent addition
+      node->data = i == 1 ? nullptr : ot;  // an absent addition
       node->next = nullptr;
       node->prev = list.tail;
-      if (list.tail) list.tail->next = node;
-      else list.head = node;
+      if (list.tail)
+         list.tail->next = node;
+      else
+         list.head = node;
       list.tail = node;
       list.count++;
       if (i == 1) {
@@ -466,10 +493,12 @@ struct Slot {
    uint8_t seed = 0;
 };
 
-void fill(Slot& s) {
+void fill(Slot& s)
+{
    for (size_t i = 0; i < s.size; i++) s.p[i] = static_cast<uint8_t>(s.seed + i * 31);
 }
-bool intact(const Slot& s, size_t n) {
+bool intact(const Slot& s, size_t n)
+{
    for (size_t i = 0; i < n; i++)
       if (s.p[i] != static_cast<uint8_t>(s.seed + i * 31)) return false;
    return true;
@@ -485,7 +514,8 @@ struct WorkloadParam {
 
 class HeapWorkload : public ::testing::TestWithParam<WorkloadParam> {};
 
-TEST_P(HeapWorkload, PayloadsSurviveAndHeapStaysConsistent) {
+TEST_P(HeapWorkload, PayloadsSurviveAndHeapStaysConsistent)
+{
    void* heap = nullptr;
    const WorkloadParam param = GetParam();
    ASSERT_EQ(rtxMemHeapCreateExt(&heap, malloc, param.reallocFunc ? realloc : nullptr, free), 0);
@@ -496,7 +526,7 @@ TEST_P(HeapWorkload, PayloadsSurviveAndHeapStaysConsistent) {
       if (r < 850) return rng() % 300;
       if (r < 990) return rng() % 6000;
       if (r < 998) return rng() % 200000;
-      return 524200 + rng() % 200;   // either side of the raw threshold
+      return 524200 + rng() % 200;  // either side of the raw threshold
    };
    std::vector<Slot> slots(300);
    for (int op = 0; op < 30000; op++) {
@@ -523,10 +553,14 @@ TEST_P(HeapWorkload, PayloadsSurviveAndHeapStaysConsistent) {
          rtxMemHeapFreePtr(&heap, s.p);
          s.p = nullptr;
       }
-      if (op % 500 == 0) { ASSERT_EQ(rtxMemHeapCheckQuiet(&heap), 0) << "op " << op; }
+      if (op % 500 == 0) {
+         ASSERT_EQ(rtxMemHeapCheckQuiet(&heap), 0) << "op " << op;
+      }
    }
    for (Slot& s : slots) {
-      if (s.p) { ASSERT_TRUE(intact(s, s.size)); }
+      if (s.p) {
+         ASSERT_TRUE(intact(s, s.size));
+      }
    }
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
    for (size_t i = 0; i < slots.size(); i += 2)
@@ -540,10 +574,9 @@ TEST_P(HeapWorkload, PayloadsSurviveAndHeapStaysConsistent) {
    rtxMemHeapRelease(&heap);
 }
 
-INSTANTIATE_TEST_SUITE_P(Flags, HeapWorkload,
-                         ::testing::Values(WorkloadParam{0u, true},
-                                           WorkloadParam{RT_MH_FREEEMPTYBLOCK, true},
-                                           WorkloadParam{RT_MH_FREEEMPTYBLOCK | RT_MH_ZEROONFREE,
-                                                         false}));
+INSTANTIATE_TEST_SUITE_P(
+   Flags, HeapWorkload,
+   ::testing::Values(WorkloadParam{0u, true}, WorkloadParam{RT_MH_FREEEMPTYBLOCK, true},
+                     WorkloadParam{RT_MH_FREEEMPTYBLOCK | RT_MH_ZEROONFREE, false}));
 
 }  // namespace

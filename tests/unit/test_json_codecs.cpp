@@ -15,16 +15,17 @@
 #include "ITS-ContainerJson.h"
 #include "IVIJson.h"
 #include "VXJSONBuffers.h"
+#include "inplace_pair.h"
 #include "rtxDList.h"
 #include "rtxError.h"
-#include "inplace_pair.h"
 #include "rtxMemory.h"
 
 namespace {
 
 // Runs a writer on a fresh growing buffer; the text on success.
 template <class T>
-int writeJson(int (*enc)(VXCTXT*, const T*), const T& rec, std::string* text) {
+int writeJson(int (*enc)(VXCTXT*, const T*), const T& rec, std::string* text)
+{
    VXJSONEncodeBuffer buf;
    int stat = enc(buf.getCtxtPtr(), &rec);
    if (stat == 0) {
@@ -36,7 +37,8 @@ int writeJson(int (*enc)(VXCTXT*, const T*), const T& rec, std::string* text) {
 }
 
 // The same for a character string, which is passed as its pointer.
-int writeText(int (*enc)(VXCTXT*, const char*), const char* value, std::string* text) {
+int writeText(int (*enc)(VXCTXT*, const char*), const char* value, std::string* text)
+{
    VXJSONEncodeBuffer buf;
    int stat = enc(buf.getCtxtPtr(), value);
    if (stat == 0) text->assign((const char*)buf.getMsgPtr(), buf.getMsgLen());
@@ -48,17 +50,19 @@ int writeText(int (*enc)(VXCTXT*, const char*), const char* value, std::string* 
 struct Reader {
    std::string text;
    VXJSONDecodeBuffer buf;
-   explicit Reader(const std::string& t)
-      : text(t), buf((const uint8_t*)text.data(), text.size()) {}
+   explicit Reader(const std::string& t) : text(t), buf((const uint8_t*)text.data(), text.size()) {}
    VXCTXT* ctxt() { return buf.getCtxtPtr(); }
    template <class T>
-   int read(int (*dec)(VXCTXT*, T*), T* rec) { return dec(ctxt(), rec); }
+   int read(int (*dec)(VXCTXT*, T*), T* rec)
+   {
+      return dec(ctxt(), rec);
+   }
 };
 
 // Reads a text and writes the record back.
 template <class T>
-std::string roundTrip(int (*dec)(VXCTXT*, T*), int (*enc)(VXCTXT*, const T*),
-                      const std::string& in) {
+std::string roundTrip(int (*dec)(VXCTXT*, T*), int (*enc)(VXCTXT*, const T*), const std::string& in)
+{
    Reader r(in);
    T rec{};
    int stat = r.read(dec, &rec);
@@ -69,7 +73,8 @@ std::string roundTrip(int (*dec)(VXCTXT*, T*), int (*enc)(VXCTXT*, const T*),
    return out;
 }
 
-ASN1OpenType* heapOpenType(VXCTXT* pctxt, const void* data, size_t n) {
+ASN1OpenType* heapOpenType(VXCTXT* pctxt, const void* data, size_t n)
+{
    ASN1OpenType* ot = rtxMemAllocTypeZ(pctxt, ASN1OpenType);
    uint8_t* copy = (uint8_t*)rtxMemAlloc(pctxt, n);
    memcpy(copy, data, n);
@@ -155,7 +160,8 @@ const char* const kCam =
 
 }  // namespace
 
-TEST(JsonCodecs, CamTextReadsAndIsWrittenBackIdentically) {
+TEST(JsonCodecs, CamTextReadsAndIsWrittenBackIdentically)
+{
    Reader r(kCam);
    ASN1T_CAM cam;
    Vexil_CAM control(r.buf, cam);
@@ -195,7 +201,8 @@ TEST(JsonCodecs, CamTextReadsAndIsWrittenBackIdentically) {
 // context byte by byte. Both must end alike: status, record (written back),
 // cursor, last byte, the memory stream's counts and the errors, for texts
 // read fast, partly fast and not at all fast.
-TEST(JsonCodecs, CamReadInPlaceLeavesWhatByteWiseReadingLeaves) {
+TEST(JsonCodecs, CamReadInPlaceLeavesWhatByteWiseReadingLeaves)
+{
    const std::string cam = kCam;
    auto replaced = [&](const std::string& from, const std::string& to) {
       std::string t = cam;
@@ -207,16 +214,16 @@ TEST(JsonCodecs, CamReadInPlaceLeavesWhatByteWiseReadingLeaves) {
       cam,
       replaced("\"stationID\":1234\n", "\"stationID\" : 1234 \t\n"),  // blanks everywhere
       replaced("\"messageID\":2,\n      \"stationID\":1234",
-               "\"stationID\":1234,\"messageID\":2"),                  // out of order
-      replaced("\"stationID\":1234", "\"stationID\":4294967296"),        // past the field
-      replaced("\"headingValue\":3601", "\"headingValue\":3602"),        // out of range
-      replaced("\"lanePosition\":-1", "\"lanePosition\":null"),          // absent optional
-      replaced("\"lanePosition\":-1", "\"lanePosition\": \t-1 "),       // optional, blanks
+               "\"stationID\":1234,\"messageID\":2"),              // out of order
+      replaced("\"stationID\":1234", "\"stationID\":4294967296"),  // past the field
+      replaced("\"headingValue\":3601", "\"headingValue\":3602"),  // out of range
+      replaced("\"lanePosition\":-1", "\"lanePosition\":null"),    // absent optional
+      replaced("\"lanePosition\":-1", "\"lanePosition\": \t-1 "),  // optional, blanks
       replaced("\"vehicleWidth\":62", "\"vehicleWidth\":\n62"),
       replaced("\"lanePosition\":-1", "\"lanePosition\":-1,\"lanePosition\":0"),
       replaced("\"vehicleWidth\":62,", "\"vehicleWidth\":62 x"),
       replaced("\"speedValue\":1500", "\"speedValue\":+1500"),
-      cam.substr(0, cam.find("\"stationID\":1234") + 15),                  // ends in a number
+      cam.substr(0, cam.find("\"stationID\":1234") + 15),  // ends in a number
    };
    for (const std::string& text : texts) {
       InPlacePair pair(text, 1 << 16);
@@ -236,7 +243,8 @@ TEST(JsonCodecs, CamReadInPlaceLeavesWhatByteWiseReadingLeaves) {
 // In a caller's buffer that can not grow, every step writes in place when
 // it has room and otherwise takes the general writer, which reports the
 // overflow: at every size the text is either whole and exact or -1.
-TEST(JsonCodecs, CamTextInFixedBuffersOfEverySize) {
+TEST(JsonCodecs, CamTextInFixedBuffersOfEverySize)
+{
    Reader r(kCam);
    ASN1T_CAM cam;
    ASSERT_EQ(0, r.read(asn1JsonDec_CAM, &cam));
@@ -259,7 +267,8 @@ TEST(JsonCodecs, CamTextInFixedBuffersOfEverySize) {
    EXPECT_EQ(len + 1, smallestFit);
 }
 
-TEST(JsonCodecs, BrokenCamTextsFailCleanly) {
+TEST(JsonCodecs, BrokenCamTextsFailCleanly)
+{
    const std::string cam = kCam;
    // Every cut short text fails: the closing brace is always missing.
    for (size_t n = 0; n < cam.size(); n++) {
@@ -287,17 +296,20 @@ TEST(JsonCodecs, BrokenCamTextsFailCleanly) {
    EXPECT_GT(failures, 0);
 }
 
-TEST(JsonCodecs, MemberOrderAndBlanksDoNotMatter) {
+TEST(JsonCodecs, MemberOrderAndBlanksDoNotMatter)
+{
    // The header members reversed, blanks around every token, the payload
    // as in the canonical text: written back in schema order.
    const std::string cam = kCam;
    std::string shuffled = std::string("{ \"cam\" :") + cam.substr(cam.find("\"cam\":") + 6);
    shuffled.erase(shuffled.rfind('}'));
-   shuffled += ", \"header\" : { \"stationID\" : 1234 , \"messageID\":2,\n\t\"protocolVersion\" :2 } }";
+   shuffled +=
+      ", \"header\" : { \"stationID\" : 1234 , \"messageID\":2,\n\t\"protocolVersion\" :2 } }";
    EXPECT_EQ(cam, roundTrip(asn1JsonDec_CAM, asn1JsonEnc_CAM, shuffled));
 }
 
-TEST(JsonCodecs, SequenceWithRegionsAndUnknownAdditions) {
+TEST(JsonCodecs, SequenceWithRegionsAndUnknownAdditions)
+{
    VXJSONEncodeBuffer heapOwner;
    VXCTXT* pctxt = heapOwner.getCtxtPtr();
 
@@ -366,18 +378,17 @@ TEST(JsonCodecs, SequenceWithRegionsAndUnknownAdditions) {
    ASSERT_EQ(1u, first->regExtValue.t);
    EXPECT_EQ(500, first->regExtValue.u.addGrpC->altitude.altitudeValue);
    ASSERT_EQ(0u, second->regExtValue.t);
-   EXPECT_EQ("{\"value\" : \"[1]\"}",
-             std::string((const char*)second->regExtValue.u.openType->data,
-                         second->regExtValue.u.openType->numocts));
+   EXPECT_EQ("{\"value\" : \"[1]\"}", std::string((const char*)second->regExtValue.u.openType->data,
+                                                  second->regExtValue.u.openType->numocts));
    ASSERT_EQ(2u, back.extElem1.count);
    auto* ext = (ASN1OpenType*)back.extElem1.tail->data;
    EXPECT_EQ(std::string("\"_ext_3\":\"0102\"") + '\0',
              std::string((const char*)ext->data, ext->numocts));
 }
 
-TEST(JsonCodecs, UnknownMembersComeBackAtTheEndOnOneLine) {
-   const std::string in =
-      "{\"future\":[1, {\"a\":null}],\"lat\":1,\"long\":2,\"later\":\"x\"}";
+TEST(JsonCodecs, UnknownMembersComeBackAtTheEndOnOneLine)
+{
+   const std::string in = "{\"future\":[1, {\"a\":null}],\"lat\":1,\"long\":2,\"later\":\"x\"}";
    EXPECT_EQ("{\n   \"lat\":1,\n   \"long\":2,\n   \"future\":[1, {\"a\":null}],\"later\":\"x\"\n}",
              roundTrip(asn1JsonDec_ETSI_DSRC_Position3D, asn1JsonEnc_ETSI_DSRC_Position3D, in));
 
@@ -387,13 +398,15 @@ TEST(JsonCodecs, UnknownMembersComeBackAtTheEndOnOneLine) {
    EXPECT_EQ(RTERR_NOTINSET, r.read(asn1JsonDec_ITS_ItsPduHeader, &header));
 }
 
-TEST(JsonCodecs, SequencesThatBeginWithOptionalMembers) {
+TEST(JsonCodecs, SequencesThatBeginWithOptionalMembers)
+{
    // The comma depends on what was written before, known only at run time.
-   EXPECT_EQ("{\n   \"rsuGNSSOffset\":{\n      \"node-XY1\":{\n         \"x\":1,\n"
-             "         \"y\":-2\n      }\n   },\n   \"z\":true\n}",
-             roundTrip(asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC,
-                       asn1JsonEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC,
-                       "{\"z\":true,\"rsuGNSSOffset\":{\"node-XY1\":{\"y\":-2,\"x\":1}}}"));
+   EXPECT_EQ(
+      "{\n   \"rsuGNSSOffset\":{\n      \"node-XY1\":{\n         \"x\":1,\n"
+      "         \"y\":-2\n      }\n   },\n   \"z\":true\n}",
+      roundTrip(asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC,
+                asn1JsonEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC,
+                "{\"z\":true,\"rsuGNSSOffset\":{\"node-XY1\":{\"y\":-2,\"x\":1}}}"));
    // No member before the additions: no comma, and their own break after
    // the one that opened the object.
    const std::string onlyAdditions = "{\n   \n   \"z\":true\n}";
@@ -404,7 +417,8 @@ TEST(JsonCodecs, SequencesThatBeginWithOptionalMembers) {
                                     asn1JsonEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC, "{}"));
 }
 
-TEST(JsonCodecs, AbsentOptionalsNullAndDuplicates) {
+TEST(JsonCodecs, AbsentOptionalsNullAndDuplicates)
+{
    ASN1T_ETSI_DSRC_Position3D pos;
    {
       Reader r("{\"lat\":1,\"elevation\":null,\"long\":2}");
@@ -444,7 +458,8 @@ TEST(JsonCodecs, AbsentOptionalsNullAndDuplicates) {
    EXPECT_EQ("{\n   \"lat\":1,\n   \"long\":2\n}", text);
 }
 
-TEST(JsonCodecs, NumbersOutOfRangeBothWays) {
+TEST(JsonCodecs, NumbersOutOfRangeBothWays)
+{
    std::string text;
    ASN1T_ITS_Latitude lat = 900000002;
    EXPECT_EQ(RTERR_CONSVIO, writeJson(asn1JsonEnc_ITS_Latitude, lat, &text));
@@ -467,16 +482,18 @@ TEST(JsonCodecs, NumbersOutOfRangeBothWays) {
       const char* text;
       int stat;
    };
-   const Case lats[] = {{"900000002,", RTERR_CONSVIO}, {"-900000001,", RTERR_CONSVIO},
-                        {"-900000000,", 0}, {"abc", RTERR_INVCHAR},
+   const Case lats[] = {{"900000002,", RTERR_CONSVIO},
+                        {"-900000001,", RTERR_CONSVIO},
+                        {"-900000000,", 0},
+                        {"abc", RTERR_INVCHAR},
                         {"99999999999", RTERR_TOOBIG}};
    for (const Case& c : lats) {
       Reader r(c.text);
       EXPECT_EQ(c.stat, r.read(asn1JsonDec_ITS_Latitude, &lat)) << c.text;
    }
    // Unsigned: a text without digits reads as 0, which is out of range here.
-   const Case lengths[] = {{"0,", RTERR_CONSVIO}, {"1024,", RTERR_CONSVIO},
-                           {"null", RTERR_CONSVIO}, {"1023,", 0}};
+   const Case lengths[] = {
+      {"0,", RTERR_CONSVIO}, {"1024,", RTERR_CONSVIO}, {"null", RTERR_CONSVIO}, {"1023,", 0}};
    for (const Case& c : lengths) {
       Reader r(c.text);
       EXPECT_EQ(c.stat, r.read(asn1JsonDec_ITS_VehicleLengthValue, &len)) << c.text;
@@ -489,7 +506,8 @@ TEST(JsonCodecs, NumbersOutOfRangeBothWays) {
    EXPECT_EQ(RTERR_TOOBIG, huge.read(asn1JsonDec_ETSI_DSRC_MsgCount, &count));
 }
 
-TEST(JsonCodecs, Enumerations) {
+TEST(JsonCodecs, Enumerations)
+{
    std::string text;
    ASN1T_ITS_DriveDirection dir = 1;
    ASSERT_EQ(0, writeJson(asn1JsonEnc_ITS_DriveDirection, dir, &text));
@@ -512,7 +530,8 @@ TEST(JsonCodecs, Enumerations) {
    EXPECT_NE(0, number.read(asn1JsonDec_ITS_DriveDirection, &dir));
 }
 
-TEST(JsonCodecs, BitStrings) {
+TEST(JsonCodecs, BitStrings)
+{
    std::string text;
    ASN1T_CountryCode cc;
    cc.numbits = 10;
@@ -564,7 +583,8 @@ TEST(JsonCodecs, BitStrings) {
    EXPECT_EQ("{\n   \"value\":\"ff01\",\n   \"length\":16\n}", text);
 }
 
-TEST(JsonCodecs, OctetAndCharacterStrings) {
+TEST(JsonCodecs, OctetAndCharacterStrings)
+{
    std::string text;
    ASN1T_ITS_PtActivationData act;
    act.numocts = 3;
@@ -617,7 +637,8 @@ TEST(JsonCodecs, OctetAndCharacterStrings) {
    EXPECT_EQ(RTERR_CONSVIO, wider.read(asn1JsonDec_ITS_DangerousGoodsExtended, &dg));
 }
 
-TEST(JsonCodecs, ChoiceAlternatives) {
+TEST(JsonCodecs, ChoiceAlternatives)
+{
    // Unknown alternative of an extensible CHOICE: kept as text and written
    // back inside the object.
    EXPECT_EQ("{\n   \"future\":{\"a\":[1,2]}\n}",
@@ -646,7 +667,8 @@ TEST(JsonCodecs, ChoiceAlternatives) {
                        "{\"euVehilcleCategoryT\": null}"));
 }
 
-TEST(JsonCodecs, ArraysByForm) {
+TEST(JsonCodecs, ArraysByForm)
+{
    // Inline array of SIZE(1..16): the record has a slot for a 17th element
    // (the UPER encoder refuses that count); an 18th is refused here.
    std::string seventeen = "[0";
@@ -678,10 +700,11 @@ TEST(JsonCodecs, ArraysByForm) {
    }
    // An empty array takes three lines; lists have no size test on reading.
    EXPECT_EQ("[\n   \n]", roundTrip(asn1JsonDec_ETSI_DSRC_Position3D_regional,
-                                     asn1JsonEnc_ETSI_DSRC_Position3D_regional, " [ ] "));
+                                    asn1JsonEnc_ETSI_DSRC_Position3D_regional, " [ ] "));
 }
 
-TEST(JsonCodecs, MessageFrameSelectsItsValueByKey) {
+TEST(JsonCodecs, MessageFrameSelectsItsValueByKey)
+{
    // The value stands before its key and is decoded once the key is known.
    Reader r("{\"value\":{\"msgIssueRevision\":5},\"messageId\":18}");
    ASN1T_ETSI_DSRC_MessageFrame frame;
@@ -690,7 +713,8 @@ TEST(JsonCodecs, MessageFrameSelectsItsValueByKey) {
    EXPECT_EQ(5u, frame.value.u.mapData->msgIssueRevision);
    std::string text;
    ASSERT_EQ(0, writeJson(asn1JsonEnc_ETSI_DSRC_MessageFrame, frame, &text));
-   EXPECT_EQ("{\n   \"messageId\":18,\n   \"value\":{\n      \"msgIssueRevision\":5\n   }\n}", text);
+   EXPECT_EQ("{\n   \"messageId\":18,\n   \"value\":{\n      \"msgIssueRevision\":5\n   }\n}",
+             text);
 
    // A failure inside the selected value is reported, and reading the outer
    // text goes on where it was.

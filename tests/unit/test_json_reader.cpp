@@ -18,7 +18,8 @@ class JsonReader : public ::testing::Test {
    std::string input;
    void SetUp() override { ASSERT_EQ(0, rtInitContext(&ctx)); }
    void TearDown() override { rtFreeContext(&ctx); }
-   void feed(const std::string& s) {
+   void feed(const std::string& s)
+   {
       input = s;
       rtxErrReset(&ctx);
       ASSERT_EQ(0, rtxInitContextBuffer(&ctx, (uint8_t*)input.data(), input.size()));
@@ -26,7 +27,8 @@ class JsonReader : public ::testing::Test {
    char rest() const { return (char)ctx.buffer.data[ctx.buffer.byteIndex]; }
    // Parses the whole input with the free-form parser; returns the status
    // and stores the consumed text.
-   int any(const std::string& s, std::string* out = nullptr) {
+   int any(const std::string& s, std::string* out = nullptr)
+   {
       feed(s);
       char* text = nullptr;
       int stat = rtJsonDecAnyType(&ctx, &text);
@@ -35,7 +37,8 @@ class JsonReader : public ::testing::Test {
    }
 };
 
-TEST_F(JsonReader, MatchCharSkipsBlanksAndStopsOnOtherBytes) {
+TEST_F(JsonReader, MatchCharSkipsBlanksAndStopsOnOtherBytes)
+{
    feed(" \t:x");
    EXPECT_EQ(0, rtJsonDecMatchChar(&ctx, ':'));
    feed(" ,");
@@ -44,7 +47,8 @@ TEST_F(JsonReader, MatchCharSkipsBlanksAndStopsOnOtherBytes) {
    EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));  // bare status, no record
 }
 
-TEST_F(JsonReader, StringsDecodeShortEscapesButRefuseUnicodeEscapes) {
+TEST_F(JsonReader, StringsDecodeShortEscapesButRefuseUnicodeEscapes)
+{
    char* s = nullptr;
    feed("  \"a\\\"b\\\\\\/\\n\xc3\xa9\" ");
    ASSERT_EQ(0, rtJsonDecStringValue(&ctx, &s));
@@ -57,19 +61,33 @@ TEST_F(JsonReader, StringsDecodeShortEscapesButRefuseUnicodeEscapes) {
    EXPECT_EQ(RTERR_IDNOTFOU, rtJsonDecStringValue(&ctx, &s));
 }
 
-TEST_F(JsonReader, BooleansAcceptDigitsAndWords) {
+TEST_F(JsonReader, BooleansAcceptDigitsAndWords)
+{
    uint8_t v = 9;
-   feed(" true");  ASSERT_EQ(0, rtJsonDecBool(&ctx, &v)); EXPECT_EQ(1, v);
-   feed("false");  ASSERT_EQ(0, rtJsonDecBool(&ctx, &v)); EXPECT_EQ(0, v);
-   feed("1");      ASSERT_EQ(0, rtJsonDecBool(&ctx, &v)); EXPECT_EQ(1, v);
-   feed("0");      ASSERT_EQ(0, rtJsonDecBool(&ctx, &v)); EXPECT_EQ(0, v);
-   feed("tru");    EXPECT_EQ(RTERR_IDNOTFOU, rtJsonDecBool(&ctx, &v));
-   feed("yes");    EXPECT_EQ(RTERR_IDNOTFOU, rtJsonDecBool(&ctx, &v));
-   feed("null");   EXPECT_EQ(0, rtJsonDecNull(&ctx));
-   feed("nul");    EXPECT_EQ(RTERR_IDNOTFOU, rtJsonDecNull(&ctx));
+   feed(" true");
+   ASSERT_EQ(0, rtJsonDecBool(&ctx, &v));
+   EXPECT_EQ(1, v);
+   feed("false");
+   ASSERT_EQ(0, rtJsonDecBool(&ctx, &v));
+   EXPECT_EQ(0, v);
+   feed("1");
+   ASSERT_EQ(0, rtJsonDecBool(&ctx, &v));
+   EXPECT_EQ(1, v);
+   feed("0");
+   ASSERT_EQ(0, rtJsonDecBool(&ctx, &v));
+   EXPECT_EQ(0, v);
+   feed("tru");
+   EXPECT_EQ(RTERR_IDNOTFOU, rtJsonDecBool(&ctx, &v));
+   feed("yes");
+   EXPECT_EQ(RTERR_IDNOTFOU, rtJsonDecBool(&ctx, &v));
+   feed("null");
+   EXPECT_EQ(0, rtJsonDecNull(&ctx));
+   feed("nul");
+   EXPECT_EQ(RTERR_IDNOTFOU, rtJsonDecNull(&ctx));
 }
 
-TEST_F(JsonReader, HexStringsFillFromTheRightOnOddDigits) {
+TEST_F(JsonReader, HexStringsFillFromTheRightOnOddDigits)
+{
    uint8_t buf[2] = {0, 0};
    uint64_t n = 0;
    feed("\"abc\"");
@@ -88,7 +106,8 @@ TEST_F(JsonReader, HexStringsFillFromTheRightOnOddDigits) {
    EXPECT_EQ(0x0A, dyn.data[9]);
 }
 
-TEST_F(JsonReader, FixedBitStringsCheckSizeAndUnusedBits) {
+TEST_F(JsonReader, FixedBitStringsCheckSizeAndUnusedBits)
+{
    uint8_t buf[2];
    feed("\"aac0\"");
    EXPECT_EQ(0, rtJsonDecFixedBitStrValue(&ctx, 10, buf, 2));
@@ -102,7 +121,8 @@ TEST_F(JsonReader, FixedBitStringsCheckSizeAndUnusedBits) {
    EXPECT_EQ(0xC0, dyn[1]);
 }
 
-TEST_F(JsonReader, BitStringObjectInEitherOrder) {
+TEST_F(JsonReader, BitStringObjectInEitherOrder)
+{
    uint8_t buf[2];
    uint64_t nbits = 0;
    feed("{\"length\":9, \"value\":\"ff80\"}");
@@ -126,7 +146,8 @@ TEST_F(JsonReader, BitStringObjectInEitherOrder) {
    EXPECT_EQ(0xF0, ext.data[1]);
 }
 
-TEST_F(JsonReader, AnyTypeReturnsTheRawValueAndStopsAfterIt) {
+TEST_F(JsonReader, AnyTypeReturnsTheRawValueAndStopsAfterIt)
+{
    std::string out;
    EXPECT_EQ(0, any("12,", &out));
    EXPECT_EQ("12", out);
@@ -140,7 +161,8 @@ TEST_F(JsonReader, AnyTypeReturnsTheRawValueAndStopsAfterIt) {
    EXPECT_EQ(RTERR_ENDOFBUF, any("12"));
 }
 
-TEST_F(JsonReader, AnyTypeErrorsByState) {
+TEST_F(JsonReader, AnyTypeErrorsByState)
+{
    EXPECT_EQ(RTERR_EXPNAME, any("{\"a\":1,}"));
    EXPECT_EQ(RTERR_IDNOTFOU, any("{\"a\" 1}"));
    EXPECT_EQ(RTERR_UNBAL, any("[1}"));
@@ -154,7 +176,8 @@ TEST_F(JsonReader, AnyTypeErrorsByState) {
    EXPECT_EQ(RTERR_INVCHAR, any("\x01"));
 }
 
-TEST_F(JsonReader, AnyTypeWithoutOutputOnlyValidates) {
+TEST_F(JsonReader, AnyTypeWithoutOutputOnlyValidates)
+{
    feed("\"\\ud83d\" ");
    // Without a text to look at, the surrogate test is skipped.
    EXPECT_EQ(0, rtJsonDecAnyType(&ctx, nullptr));
@@ -172,7 +195,8 @@ namespace {
 
 // Through the decode buffer over a memory stream, as the exports read text:
 // the end of the text is -17, and the buffer shares the stream's context.
-TEST(JsonDecodeBuffer, ReadsTheCallersTextThroughAMemoryStream) {
+TEST(JsonDecodeBuffer, ReadsTheCallersTextThroughAMemoryStream)
+{
    const char text[] = "{\"a\":[1,2]} trailing";
    VXRTMemoryInputStream stream((const uint8_t*)text, strlen(text));
    VXJSONDecodeBuffer buf(stream);
@@ -189,7 +213,8 @@ TEST(JsonDecodeBuffer, ReadsTheCallersTextThroughAMemoryStream) {
    EXPECT_EQ(RTERR_ENDOFFILE, rtJsonDecAnyType(owned.getCtxtPtr(), nullptr));
 }
 
-TEST(JsonEncodeBuffer, StartsEmptyAndTerminated) {
+TEST(JsonEncodeBuffer, StartsEmptyAndTerminated)
+{
    VXJSONEncodeBuffer buf;
    EXPECT_TRUE(buf.isA(VXRTMessageBufferIF::JSONEncode));
    EXPECT_EQ(0u, buf.getMsgLen());
@@ -205,7 +230,8 @@ TEST(JsonEncodeBuffer, StartsEmptyAndTerminated) {
 // buffer keeps the other context on the byte-wise path. Both must end in
 // the same state: status, value, cursor, last byte, the memory stream's
 // counts and the error records, at the end of the text and on failures too.
-TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
+TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave)
+{
    typedef std::string (*Op)(VXCTXT*);
    struct Case {
       const char* name;
@@ -216,58 +242,137 @@ TEST(JsonInPlace, ReadersLeaveWhatTheByteWiseReadersLeave) {
       {"skip", [](VXCTXT* c) { return std::to_string(rtxTxtSkipWhitespace(c)); }},
       {"peek", [](VXCTXT* c) { return std::string(1, jsonGenPeek(c)); }},
       {"comma", [](VXCTXT* c) { return std::to_string(jsonGenComma(c)); }},
-      {"open", [](VXCTXT* c) { return std::to_string(jsonGenOpenIn(c, jsonGenInput(c), '{', '}')); }},
+      {"open",
+       [](VXCTXT* c) { return std::to_string(jsonGenOpenIn(c, jsonGenInput(c), '{', '}')); }},
       {"next", [](VXCTXT* c) { return std::to_string(jsonGenNextIn(c, jsonGenInput(c), '}')); }},
-      {"i32", [](VXCTXT* c) { int32_t v = 7; int s = rtxTxtReadInt32(c, &v);
-                              return std::to_string(s) + "/" + std::to_string(v); }},
-      {"i8", [](VXCTXT* c) { int8_t v = 7; int s = rtxTxtReadInt8(c, &v);
-                             return std::to_string(s) + "/" + std::to_string(v); }},
-      {"u32", [](VXCTXT* c) { uint32_t v = 7; int s = rtxTxtReadUInt32(c, &v);
-                              return std::to_string(s) + "/" + std::to_string(v); }},
-      {"u16", [](VXCTXT* c) { uint16_t v = 7; int s = rtxTxtReadUInt16(c, &v);
-                              return std::to_string(s) + "/" + std::to_string(v); }},
-      {"u64", [](VXCTXT* c) { uint64_t v = 7; int s = rtxTxtReadUInt64(c, &v);
-                              return std::to_string(s) + "/" + std::to_string(v); }},
-      {"key", [](VXCTXT* c) { JsonGenText k = {0, 0, 0}; int s = jsonGenReadKey(c, &k);
-                              std::string r = std::to_string(s) + "/" +
-                                              (s == 0 ? std::string(k.text, k.len) : "");
-                              jsonGenTextRelease(c, &k);
-                              return r; }},
+      {"i32",
+       [](VXCTXT* c) {
+          int32_t v = 7;
+          int s = rtxTxtReadInt32(c, &v);
+          return std::to_string(s) + "/" + std::to_string(v);
+       }},
+      {"i8",
+       [](VXCTXT* c) {
+          int8_t v = 7;
+          int s = rtxTxtReadInt8(c, &v);
+          return std::to_string(s) + "/" + std::to_string(v);
+       }},
+      {"u32",
+       [](VXCTXT* c) {
+          uint32_t v = 7;
+          int s = rtxTxtReadUInt32(c, &v);
+          return std::to_string(s) + "/" + std::to_string(v);
+       }},
+      {"u16",
+       [](VXCTXT* c) {
+          uint16_t v = 7;
+          int s = rtxTxtReadUInt16(c, &v);
+          return std::to_string(s) + "/" + std::to_string(v);
+       }},
+      {"u64",
+       [](VXCTXT* c) {
+          uint64_t v = 7;
+          int s = rtxTxtReadUInt64(c, &v);
+          return std::to_string(s) + "/" + std::to_string(v);
+       }},
+      {"key",
+       [](VXCTXT* c) {
+          JsonGenText k = {0, 0, 0};
+          int s = jsonGenReadKey(c, &k);
+          std::string r = std::to_string(s) + "/" + (s == 0 ? std::string(k.text, k.len) : "");
+          jsonGenTextRelease(c, &k);
+          return r;
+       }},
       // The expected key compared in place, any other read: as "key" leaves it.
-      {"expected key", [](VXCTXT* c) { JsonGenIn in = jsonGenInput(c);
-                                       if (jsonGenKeyIs(c, in, jsonGenKeyStart(c, in), "\"lane\":", 7))
-                                          return std::string("0/lane");
-                                       JsonGenText k = {0, 0, 0}; int s = jsonGenReadKeyIn(c, in, &k);
-                                       std::string r = std::to_string(s) + "/" +
-                                                       (s == 0 ? std::string(k.text, k.len) : "");
-                                       jsonGenTextRelease(c, &k);
-                                       return r; }},
-      {"hex", [](VXCTXT* c) { uint8_t d[3] = {7, 7, 7}; uint64_t n = 9;
-                              int s = rtJsonDecHexData64(c, d, &n, sizeof d);
-                              return std::to_string(s) + "/" + std::to_string(n) + "/" +
-                                     std::to_string(d[0]) + "." + std::to_string(d[1]) + "." +
-                                     std::to_string(d[2]); }},
-      {"text", [](VXCTXT* c) { JsonGenText k = {0, 0, 0}; int s = jsonGenReadText(c, &k);
-                               std::string r = std::to_string(s) + "/" +
-                                               (s == 0 ? std::string(k.text, k.len) : "");
-                               jsonGenTextRelease(c, &k);
-                               return r; }},
+      {"expected key",
+       [](VXCTXT* c) {
+          JsonGenIn in = jsonGenInput(c);
+          if (jsonGenKeyIs(c, in, jsonGenKeyStart(c, in), "\"lane\":", 7))
+             return std::string("0/lane");
+          JsonGenText k = {0, 0, 0};
+          int s = jsonGenReadKeyIn(c, in, &k);
+          std::string r = std::to_string(s) + "/" + (s == 0 ? std::string(k.text, k.len) : "");
+          jsonGenTextRelease(c, &k);
+          return r;
+       }},
+      {"hex",
+       [](VXCTXT* c) {
+          uint8_t d[3] = {7, 7, 7};
+          uint64_t n = 9;
+          int s = rtJsonDecHexData64(c, d, &n, sizeof d);
+          return std::to_string(s) + "/" + std::to_string(n) + "/" + std::to_string(d[0]) + "." +
+                 std::to_string(d[1]) + "." + std::to_string(d[2]);
+       }},
+      {"text",
+       [](VXCTXT* c) {
+          JsonGenText k = {0, 0, 0};
+          int s = jsonGenReadText(c, &k);
+          std::string r = std::to_string(s) + "/" + (s == 0 ? std::string(k.text, k.len) : "");
+          jsonGenTextRelease(c, &k);
+          return r;
+       }},
    };
    static const char* const texts[] = {
-      " \n :1", ":", "  ", "x", " 42,", "-128]", "-129 ", "+255}", "255", "65536,",
-      "-0 ", "- 1,", "+x", "2147483647 ", "-2147483648,", "2147483648 ",
-      "18446744073709551615,", "18446744073709551616,", "007 ", "\t\"lane\" :2",
-      "\"lane\"", "\"lane\" x", "\"a\\\"b\":1", "\"\":", "\"abc", "\"ab\"  ",
-      ",", " \n\t, ", "999999999 ", "1234567890,", "4294967295 ", "4294967296 ",
-      "-2147483649,", "00000000000042 ", "123456789", "{", " { } ", "{\n \"a\"", "{x", " }",
-      "}x", "\t,}",
+      " \n :1",
+      ":",
+      "  ",
+      "x",
+      " 42,",
+      "-128]",
+      "-129 ",
+      "+255}",
+      "255",
+      "65536,",
+      "-0 ",
+      "- 1,",
+      "+x",
+      "2147483647 ",
+      "-2147483648,",
+      "2147483648 ",
+      "18446744073709551615,",
+      "18446744073709551616,",
+      "007 ",
+      "\t\"lane\" :2",
+      "\"lane\"",
+      "\"lane\" x",
+      "\"a\\\"b\":1",
+      "\"\":",
+      "\"abc",
+      "\"ab\"  ",
+      ",",
+      " \n\t, ",
+      "999999999 ",
+      "1234567890,",
+      "4294967295 ",
+      "4294967296 ",
+      "-2147483649,",
+      "00000000000042 ",
+      "123456789",
+      "{",
+      " { } ",
+      "{\n \"a\"",
+      "{x",
+      " }",
+      "}x",
+      "\t,}",
       // Indentation longer than sixteen bytes, plain and with other white space in it.
-      "\n                                  \"k\":1", "\n                 \t          \r\n   ,",
-      "\r\n                                   }", "                                ",
+      "\n                                  \"k\":1",
+      "\n                 \t          \r\n   ,",
+      "\r\n                                   }",
+      "                                ",
       "\n                    \t                       \"lane\":3,",
       "\n                                        7 ",
-      "\n   \"lane\":1", "\"lane\":", "\"lanes\":1", "\"lane\"", "\"lan",
-      "abc\"", "0A1b2c3d\"", "0a1b2c", "12345", "aBcD\" ", "ab\"",
+      "\n   \"lane\":1",
+      "\"lane\":",
+      "\"lanes\":1",
+      "\"lane\"",
+      "\"lan",
+      "abc\"",
+      "0A1b2c3d\"",
+      "0a1b2c",
+      "12345",
+      "aBcD\" ",
+      "ab\"",
    };
    for (const Case& op : ops) {
       for (const char* t : texts) {

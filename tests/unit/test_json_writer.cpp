@@ -17,32 +17,40 @@ namespace {
 class JsonWriter : public ::testing::Test {
  protected:
    VXCTXT ctx;
-   void SetUp() override {
+   void SetUp() override
+   {
       ASSERT_EQ(0, rtInitContext(&ctx));
       ASSERT_EQ(0, rtxInitContextBuffer(&ctx, nullptr, 0));
    }
    void TearDown() override { rtFreeContext(&ctx); }
-   std::string text() const { return std::string((const char*)ctx.buffer.data, ctx.buffer.byteIndex); }
+   std::string text() const
+   {
+      return std::string((const char*)ctx.buffer.data, ctx.buffer.byteIndex);
+   }
    bool terminated() const { return ctx.buffer.data[ctx.buffer.byteIndex] == 0; }
-   ASN1OpenType openType(const char* bytes, size_t n) {
+   ASN1OpenType openType(const char* bytes, size_t n)
+   {
       return ASN1OpenType{n, (const uint8_t*)bytes};
    }
 };
 
-TEST_F(JsonWriter, StringEscapesOnlyTheSevenShortForms) {
+TEST_F(JsonWriter, StringEscapesOnlyTheSevenShortForms)
+{
    const char in[] = "a\"b\\c\b\f\n\r\t/\x01\x7f\xc3\xa9";
    ASSERT_EQ(0, rtJsonEncStringValue2(&ctx, in, sizeof in - 1));
    EXPECT_EQ("\"a\\\"b\\\\c\\b\\f\\n\\r\\t/\x01\x7f\xc3\xa9\"", text());
    EXPECT_TRUE(terminated());
 }
 
-TEST_F(JsonWriter, NullAndNulLeadingStringsAreEmpty) {
+TEST_F(JsonWriter, NullAndNulLeadingStringsAreEmpty)
+{
    ASSERT_EQ(0, rtJsonEncStringValue(&ctx, nullptr));
    ASSERT_EQ(0, rtJsonEncStringValue2(&ctx, "\0abc", 4));
    EXPECT_EQ("\"\"\"\"", text());
 }
 
-TEST_F(JsonWriter, PairHasBlanksAroundColonOnlyWhenIndented) {
+TEST_F(JsonWriter, PairHasBlanksAroundColonOnlyWhenIndented)
+{
    ASSERT_EQ(0, rtJsonEncStringPair(&ctx, "k", "v"));
    rtxIndentIncr(&ctx);
    ASSERT_EQ(0, rtJsonEncStringObject(&ctx, "value", "[1]"));
@@ -51,7 +59,8 @@ TEST_F(JsonWriter, PairHasBlanksAroundColonOnlyWhenIndented) {
    EXPECT_EQ(RTERR_BADVALUE, rtJsonEncStringRaw(&ctx, nullptr));
 }
 
-TEST_F(JsonWriter, IndentationIsThreeSpacesPerLevelAndNeverNegative) {
+TEST_F(JsonWriter, IndentationIsThreeSpacesPerLevelAndNeverNegative)
+{
    rtxIndentDecr(&ctx);
    EXPECT_EQ(0, ctx.indent);
    rtxIndentIncr(&ctx);
@@ -64,14 +73,16 @@ TEST_F(JsonWriter, IndentationIsThreeSpacesPerLevelAndNeverNegative) {
    EXPECT_EQ("\n      ", text());
 }
 
-TEST_F(JsonWriter, HexIsLowerCase) {
+TEST_F(JsonWriter, HexIsLowerCase)
+{
    const uint8_t b[] = {0x0A, 0xBC, 0xFF};
    ASSERT_EQ(0, rtJsonEncHexStr(&ctx, 3, b));
    ASSERT_EQ(0, rtJsonEncHexValue(&ctx, 1, b));
    EXPECT_EQ("\"0abcff\"0a", text());
 }
 
-TEST_F(JsonWriter, FixedBitStringsMaskThePartialByte) {
+TEST_F(JsonWriter, FixedBitStringsMaskThePartialByte)
+{
    const uint8_t ten[] = {0xAA, 0xFF};  // 1010101011 plus six stray bits
    const uint8_t ones[] = {0xFF, 0xFF};
    ASSERT_EQ(0, rtJsonEncFixedBitStrValue(&ctx, 10, ten));
@@ -81,21 +92,24 @@ TEST_F(JsonWriter, FixedBitStringsMaskThePartialByte) {
    EXPECT_EQ("\"aac0\"\"\"\"e0\"\"ffff\"", text());
 }
 
-TEST_F(JsonWriter, VariableBitStringIsAnObjectWithLength) {
+TEST_F(JsonWriter, VariableBitStringIsAnObjectWithLength)
+{
    const uint8_t nine[] = {0xFF, 0x80};
    ASSERT_EQ(0, rtJsonEncBitStrValue(&ctx, 9, nine));
    EXPECT_EQ("{\n   \"value\":\"ff80\",\n   \"length\":9\n}", text());
    EXPECT_EQ(0, ctx.indent);
 }
 
-TEST_F(JsonWriter, ExtensibleBitStringJoinsRootAndExtensionBytes) {
+TEST_F(JsonWriter, ExtensibleBitStringJoinsRootAndExtensionBytes)
+{
    const uint8_t root[] = {0x12};
    const uint8_t ext[] = {0x34, 0xF0};
    ASSERT_EQ(0, rtJsonEncBitStrValueExt(&ctx, 20, root, 1, ext));
    EXPECT_EQ("{\n   \"value\":\"1234f0\",\n   \"length\":20\n}", text());
 }
 
-TEST_F(JsonWriter, UnknownAdditionsOnOneLineWithPositionSuffixes) {
+TEST_F(JsonWriter, UnknownAdditionsOnOneLineWithPositionSuffixes)
+{
    ASN1OpenType a = openType("\x01\x02", 2);
    ASN1OpenType raw = openType("\"a\":1", 6);  // with its NUL: text from a text decoder
    ASN1TSeqExt list;
@@ -108,7 +122,8 @@ TEST_F(JsonWriter, UnknownAdditionsOnOneLineWithPositionSuffixes) {
    EXPECT_EQ("\"_ext_2\":\"0102\",\"a\":1", text());
 }
 
-TEST_F(JsonWriter, ExtElemWithoutNulOrWithControlsIsHex) {
+TEST_F(JsonWriter, ExtElemWithoutNulOrWithControlsIsHex)
+{
    ASN1OpenType noNul = openType("\"a\":1", 5);
    ASN1OpenType ctrl = openType("a\nb", 4);
    ASSERT_EQ(0, rtJsonEncExtElemWithSuffix(&ctx, &noNul, 3));
@@ -118,27 +133,28 @@ TEST_F(JsonWriter, ExtElemWithoutNulOrWithControlsIsHex) {
 
 // Which kept texts may stand in the text as they are: exactly one strict
 // member, printable 7-bit, NUL-terminated.
-TEST_F(JsonWriter, OnlyOneStrictMemberIsWrittenAsItStands) {
+TEST_F(JsonWriter, OnlyOneStrictMemberIsWrittenAsItStands)
+{
    struct Case {
       const char* text;
       bool raw;
    } cases[] = {
       {"\"a\":1", true},
       {"\"\":{\"b\":[1,2.5e-3,\"x,y\"],\"c\":null}", true},
-      {"\"k\\\"\\/\":true", true},        // escapes in the key
-      {"\"a\":1,\"b\":2", false},           // two members
-      {"\"a\":1}", false},                  // closes the object early
+      {"\"k\\\"\\/\":true", true},  // escapes in the key
+      {"\"a\":1,\"b\":2", false},   // two members
+      {"\"a\":1}", false},          // closes the object early
       {"\"a\":1}{\"b\":2", false},
       {"\"a\":", false},
       {"\"a\":1,", false},
       {"\"a\" 1", false},
       {"a:1", false},
-      {" \"a\":1", false},                  // not a key first
-      {"\"a\":/* c */1", false},            // comments the reader allows
-      {"\"a\":1.", false},                  // "1." the reader allows
+      {" \"a\":1", false},        // not a key first
+      {"\"a\":/* c */1", false},  // comments the reader allows
+      {"\"a\":1.", false},        // "1." the reader allows
       {"\"a\":1.e5", false},
       {"\"a\":[1]/**/", false},
-      {"\"a\":\"\\q\"", false},              // bad escape
+      {"\"a\":\"\\q\"", false},  // bad escape
    };
    for (const Case& c : cases) {
       ASN1OpenType ot = openType(c.text, strlen(c.text) + 1);
@@ -151,16 +167,17 @@ TEST_F(JsonWriter, OnlyOneStrictMemberIsWrittenAsItStands) {
 // A kept member gives way, and is written in hexadecimal, when its key is
 // a component of the object, repeats an earlier member's key (compared
 // after escapes) or names the hexadecimal member of another position.
-TEST_F(JsonWriter, KeptMembersNeverRepeatAKey) {
+TEST_F(JsonWriter, KeptMembersNeverRepeatAKey)
+{
    const char* const names[] = {"lat", "long"};
    const char* texts[] = {
-      "\"lat\":1",          // 1: a component's name
-      "\"l\\u0061t\":1",     // 2: the same name escaped
-      "\"x\":1",            // 3: kept
-      "\"\\u0078\":2",       // 4: "x" again
-      "\"_ext_1\":3",       // 5: the name of position 1, which is hex
-      "\"_ext_5\":4",       // 6: position 5 gave way, so this one too
-      "\"_ext_9\":5",       // 7: no position 9: kept
+      "\"lat\":1",        // 1: a component's name
+      "\"l\\u0061t\":1",  // 2: the same name escaped
+      "\"x\":1",          // 3: kept
+      "\"\\u0078\":2",    // 4: "x" again
+      "\"_ext_1\":3",     // 5: the name of position 1, which is hex
+      "\"_ext_5\":4",     // 6: position 5 gave way, so this one too
+      "\"_ext_9\":5",     // 7: no position 9: kept
    };
    ASN1OpenType ot[7];
    ASN1TSeqExt list;
@@ -182,7 +199,8 @@ TEST_F(JsonWriter, KeptMembersNeverRepeatAKey) {
    EXPECT_EQ("\"_ext\":\"226c6174223a3100\"\"x\":1", text());
 }
 
-TEST_F(JsonWriter, OpenTypeIsValidatedAndWrappedAsValue) {
+TEST_F(JsonWriter, OpenTypeIsValidatedAndWrappedAsValue)
+{
    rtxIndentIncr(&ctx);
    ASSERT_EQ(0, rtJsonAsn1EncOpenType(&ctx, (const uint8_t*)"[1]", 3));
    EXPECT_EQ("{\"value\" : \"[1]\"}", text());
@@ -200,7 +218,8 @@ TEST_F(JsonWriter, OpenTypeIsValidatedAndWrappedAsValue) {
    EXPECT_EQ(RTERR_INVCHAR, rtJsonAsn1EncOpenType(&ctx, &ff, 1));
 }
 
-TEST_F(JsonWriter, FixedBufferOverflowIsReported) {
+TEST_F(JsonWriter, FixedBufferOverflowIsReported)
+{
    uint8_t small[4];
    VXCTXT fixed;
    ASSERT_EQ(0, rtInitContext(&fixed));

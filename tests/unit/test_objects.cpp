@@ -41,7 +41,7 @@ class FakeBuffer : public VXRTMessageBuffer {
    int initCalls = 0;
    int initResult = 0;
    explicit FakeBuffer(Type type, VXRTContext* pContext = nullptr)
-      : VXRTMessageBuffer(type, pContext)
+       : VXRTMessageBuffer(type, pContext)
    {
    }
    bool isA(Type type) override { return type == mBufferType; }
@@ -70,8 +70,8 @@ class TestRecord : public ASN1TPDU {
    {
       if (contextAliveInDtor != nullptr) {
          VXCTXT* pctxt = getCtxtPtr();
-         *contextAliveInDtor = pctxt != nullptr && *contextDestroyed == 0 &&
-                               rtxCheckContext(pctxt) == 0;
+         *contextAliveInDtor =
+            pctxt != nullptr && *contextDestroyed == 0 && rtxCheckContext(pctxt) == 0;
          if (part != nullptr && *contextAliveInDtor) rtxMemFreePtr(pctxt, part);
       }
    }
@@ -247,10 +247,10 @@ TEST(Vexil, StatusesPassedOnWithPositions)
       bool encode;
       int result;
       bool record;
-      int records;  // in the error list afterwards
+      int records;    // in the error list afterwards
       int positions;  // in the last record (0: not looked at)
    } cases[] = {
-      {false, RTERR_CONSVIO, true, 1, 1}, {false, RTERR_ENDOFBUF, true, 1, 2},
+      {false, RTERR_CONSVIO, true, 1, 1},  {false, RTERR_ENDOFBUF, true, 1, 2},
       {false, RTERR_INVENUM, false, 1, 1}, {false, 2, false, 0, 0},
       {true, RTERR_CONSVIO, false, 1, 0},
    };

@@ -49,8 +49,8 @@ TEST_F(PerInt, NarrowDecodersRefuseValuesOutsideTheirWidth)
 
 TEST_F(PerInt, RangeEndsRoundTrip)
 {
-   const int64_t bounds[][2] = {{0, 1},         {-1, 0},       {-900000000, 900000001},
-                                {1, 127},       {0, 86400},    {INT64_MIN, INT64_MAX},
+   const int64_t bounds[][2] = {{0, 1},         {-1, 0},        {-900000000, 900000001},
+                                {1, 127},       {0, 86400},     {INT64_MIN, INT64_MAX},
                                 {INT64_MIN, 0}, {-5, INT64_MAX}};
    for (auto& b : bounds) {
       for (int64_t v : {b[0], b[1]}) {
@@ -75,9 +75,12 @@ TEST_F(PerInt, RangeEndsRoundTrip)
 
 TEST_F(PerInt, UnconstrainedIntegersUseShortestTwosComplement)
 {
-   const struct { int32_t v; std::vector<uint8_t> wire; } cases[] = {
-      {0, {0x01, 0x00}},          {127, {0x01, 0x7F}},        {128, {0x02, 0x00, 0x80}},
-      {-128, {0x01, 0x80}},       {-129, {0x02, 0xFF, 0x7F}}, {INT32_MIN, {0x04, 0x80, 0, 0, 0}},
+   const struct {
+      int32_t v;
+      std::vector<uint8_t> wire;
+   } cases[] = {
+      {0, {0x01, 0x00}},    {127, {0x01, 0x7F}},        {128, {0x02, 0x00, 0x80}},
+      {-128, {0x01, 0x80}}, {-129, {0x02, 0xFF, 0x7F}}, {INT32_MIN, {0x04, 0x80, 0, 0, 0}},
    };
    for (auto& c : cases) {
       encodeMode();
@@ -180,10 +183,15 @@ TEST_F(PerInt, SmallLengths)
 
 TEST_F(PerInt, UnconstrainedLengthForms)
 {
-   const struct { uint64_t n; std::vector<uint8_t> wire; int covered; } cases[] = {
-      {0, {0x00}, 0},              {127, {0x7F}, 127},        {128, {0x80, 0x80}, 128},
-      {16383, {0xBF, 0xFF}, 16383}, {16384, {0xC1}, 16384},   {65536, {0xC4}, 65536},
-      {100000, {0xC4}, 65536},     {49152, {0xC3}, 49152},
+   const struct {
+      uint64_t n;
+      std::vector<uint8_t> wire;
+      int covered;
+   } cases[] = {
+      {0, {0x00}, 0},           {127, {0x7F}, 127},
+      {128, {0x80, 0x80}, 128}, {16383, {0xBF, 0xFF}, 16383},
+      {16384, {0xC1}, 16384},   {65536, {0xC4}, 65536},
+      {100000, {0xC4}, 65536},  {49152, {0xC3}, 49152},
    };
    for (auto& c : cases) {
       encodeMode();
@@ -279,7 +287,8 @@ TEST_F(PerInt, RandomIntegersRoundTripAtX691BitCounts)
       int64_t a = rnd(), b = rnd();
       int64_t lower = std::min(a, b), upper = std::max(a, b);
       uint64_t span = (uint64_t)upper - (uint64_t)lower;
-      int64_t value = (int64_t)((uint64_t)lower + (span == UINT64_MAX ? rng() : rng() % (span + 1)));
+      int64_t value =
+         (int64_t)((uint64_t)lower + (span == UINT64_MAX ? rng() : rng() % (span + 1)));
 
       encodeMode();
       ASSERT_EQ(0, pe_ConsInt64(pctxt, value, lower, upper));
@@ -317,7 +326,8 @@ TEST_F(PerInt, RandomLengthsRoundTrip)
       encodeMode();
       ASSERT_EQ(0, pu_setSizeConstraint(pctxt, lower, upper, 0, 0));
       int covered = pe_Length(pctxt, n);
-      uint64_t expectCovered = upper < 65536 || n < 16384 ? n : std::min<uint64_t>(n / 16384, 4) * 16384;
+      uint64_t expectCovered =
+         upper < 65536 || n < 16384 ? n : std::min<uint64_t>(n / 16384, 4) * 16384;
       ASSERT_EQ((int)expectCovered, covered);
       uint64_t expectBits = upper < 65536 ? rtxUInt64BitLen(upper - lower)
                             : n < 128     ? 8

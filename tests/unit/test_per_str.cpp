@@ -35,7 +35,9 @@ TEST_F(PerStr, BitStringsOfNineSixteenSeventeenBits)
       ASSERT_EQ(0, pd_BitString64(pctxt, &count, back, sizeof(back)));
       EXPECT_EQ(n, count);
       EXPECT_EQ(bitText(data, n), bitText(back, n));
-      if (n % 8) { EXPECT_EQ(0, back[n / 8] & (0xFF >> (n % 8))); }  // unused bits are 0
+      if (n % 8) {
+         EXPECT_EQ(0, back[n / 8] & (0xFF >> (n % 8)));
+      }  // unused bits are 0
 
       encodeMode();
       ASSERT_EQ(0, pu_setSizeConstraint(pctxt, n, n, 0, 0));  // fixed size: no length
@@ -65,7 +67,10 @@ TEST_F(PerStr, FixedMemoryTooSmallForBits)
 
 TEST_F(PerStr, OctetStringFragmentsAndClosingLength)
 {
-   const struct { uint64_t n; std::vector<std::pair<uint64_t, uint64_t>> pieces; } cases[] = {
+   const struct {
+      uint64_t n;
+      std::vector<std::pair<uint64_t, uint64_t>> pieces;
+   } cases[] = {
       // (offset of the header in octets, header value) of each length written
       {0, {{0, 0x00}}},
       {127, {{0, 0x7F}}},

@@ -20,8 +20,8 @@
 #include "VXJSONBuffers.h"
 #include "asn1EventHandler.h"
 #include "asn1per.h"
-#include "itsgen_catalog.h"
 #include "itscodec.h"
+#include "itsgen_catalog.h"
 #include "itsgen_test.h"
 #include "rtxError.h"
 #include "rtxMemory.h"
@@ -103,7 +103,7 @@ struct Record {
 };
 
 class EveryType : public ::testing::TestWithParam<size_t> {
-protected:
+ protected:
    const ItsTestType& T() const { return itsTestTypes[GetParam()]; }
    uint64_t seed(int i) const { return GetParam() * 1000 + (uint64_t)i; }
 };
@@ -236,20 +236,34 @@ bool mayChangeOnPurpose(const std::string& name)
 {
    static const std::set<std::string> listed = {
       // named-bit trimming
-      "ITS_DrivingLaneStatus", "ITS_ClosedLanes", "RoadWorksContainerBasic",
-      "RoadWorksContainerExtended", "ITS_RestrictedTypes", "AlacarteContainer",
+      "ITS_DrivingLaneStatus",
+      "ITS_ClosedLanes",
+      "RoadWorksContainerBasic",
+      "RoadWorksContainerExtended",
+      "ITS_RestrictedTypes",
+      "AlacarteContainer",
       // extension bit or empty number for a value inside the root
-      "ITS_ProtectedZoneRadius", "IVI_GoodsType", "IVI_DDD_DER", "IVI_GicPart_applicableLanes",
-      "IVI_RccPart_zoneIds", "IVI_TcPart_relevanceZoneIds", "ETSI_GrpC_IntersectionState_addGrpC",
-      "ETSI_DSRC_RequestorPositionVector", "IVI_TrailerCharacteristics_notEqualTo",
+      "ITS_ProtectedZoneRadius",
+      "IVI_GoodsType",
+      "IVI_DDD_DER",
+      "IVI_GicPart_applicableLanes",
+      "IVI_RccPart_zoneIds",
+      "IVI_TcPart_relevanceZoneIds",
+      "ETSI_GrpC_IntersectionState_addGrpC",
+      "ETSI_DSRC_RequestorPositionVector",
+      "IVI_TrailerCharacteristics_notEqualTo",
       // empty open type
-      "ETSI_DSRC_MovementEvent_regional_element", "ETSI_DSRC_NodeOffsetPointXY_regional",
+      "ETSI_DSRC_MovementEvent_regional_element",
+      "ETSI_DSRC_NodeOffsetPointXY_regional",
       "ETSI_DSRC_ConnectionManeuverAssist_regional_element",
-      "ETSI_DSRC_GenericLane_regional_element", "ETSI_DSRC_SignalControlZone_zone",
+      "ETSI_DSRC_GenericLane_regional_element",
+      "ETSI_DSRC_SignalControlZone_zone",
       "ETSI_DSRC_SignalRequest_regional_element",
       "ETSI_DSRC_SignalRequestPackage_regional_element",
       // known failure: NUL inside a decoded IA5String
-      "ITS_WMInumber", "ITS_VehicleIdentification", "StationaryVehicleContainer",
+      "ITS_WMInumber",
+      "ITS_VehicleIdentification",
+      "StationaryVehicleContainer",
    };
    return listed.count(name) != 0;
 }
@@ -275,7 +289,8 @@ TEST_P(EveryType, RandomBytesReencodeToTheBitsConsumed)
             std::vector<uint8_t> out;
             uint64_t nbits = 0;
             int estat = perEncode(T, pctxt, rec.p, &out, &nbits);
-            if (estat != RTERR_INVENUM && (estat != 0 || nbits != used || !bitsEqual(in, out, used))) {
+            if (estat != RTERR_INVENUM &&
+                (estat != 0 || nbits != used || !bitsEqual(in, out, used))) {
                changed++;
                if (firstChange.empty())
                   firstChange = hex(in) + " used " + std::to_string(used) + " bits, re-encoded " +
@@ -296,7 +311,7 @@ TEST_P(EveryType, RandomBytesReencodeToTheBitsConsumed)
 // decoders take every field by itself, as they do near the end of the
 // buffer; without one, runs of fixed bit fields are read with one load.
 class Listener : public Asn1NamedEventHandler {
-public:
+ public:
    void startElement(const char*, int) override { events++; }
    void endElement(const char*, int) override { events++; }
    long events = 0;
@@ -352,23 +367,32 @@ TEST_P(EveryType, FieldRunsMatchFieldByField)
 std::string randomAddition(ItsTestRng& rng, const std::vector<std::string>& names)
 {
    static const char printable[] = " \"{}[],:x1\\/";
-   static const char* const values[] = {"1", "\"s\"", "[1,{\"a\":2}]", "null", "true", "-0.5e3",
-                                        "{}", "\"a\\\"b\""};
+   static const char* const values[] = {"1",      "\"s\"", "[1,{\"a\":2}]", "null", "true",
+                                        "-0.5e3", "{}",    "\"a\\\"b\""};
    std::string s;
    switch (rng.below(3)) {
       case 0:  // octets as received
          for (uint64_t n = 1 + rng.below(8); n > 0; n--) s += (char)rng.below(256);
          return s;
       case 1:  // printable text with a NUL
-         for (uint64_t n = 1 + rng.below(12); n > 0; n--) s += printable[rng.below(sizeof printable - 1)];
+         for (uint64_t n = 1 + rng.below(12); n > 0; n--)
+            s += printable[rng.below(sizeof printable - 1)];
          return s + '\0';
       default: {  // a member, the text a reader keeps
          std::string key;
          switch (rng.below(4)) {
-            case 0: key = names.empty() ? "n" : names[rng.below(names.size())]; break;
-            case 1: key = "_ext_" + std::to_string(1 + rng.below(5)); break;
-            case 2: key = "k\\\"" + std::to_string(rng.below(2)); break;
-            default: key = "k" + std::to_string(rng.below(3)); break;
+            case 0:
+               key = names.empty() ? "n" : names[rng.below(names.size())];
+               break;
+            case 1:
+               key = "_ext_" + std::to_string(1 + rng.below(5));
+               break;
+            case 2:
+               key = "k\\\"" + std::to_string(rng.below(2));
+               break;
+            default:
+               key = "k" + std::to_string(rng.below(3));
+               break;
          }
          return "\"" + key + "\":" + values[rng.below(8)] + '\0';
       }
@@ -389,7 +413,8 @@ ASN1OpenType* heapAddition(VXCTXT* pctxt, const std::string& octets)
 std::vector<std::string> outerKeys(const std::string& text)
 {
    std::vector<std::string> keys;
-   for (size_t at = text.find("\n   \""); at != std::string::npos; at = text.find("\n   \"", at + 1)) {
+   for (size_t at = text.find("\n   \""); at != std::string::npos;
+        at = text.find("\n   \"", at + 1)) {
       size_t end = text.find('"', at + 5);
       if (end != std::string::npos) keys.push_back(text.substr(at + 5, end - at - 5));
    }

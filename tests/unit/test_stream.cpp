@@ -16,10 +16,7 @@
 
 namespace {
 
-const uint8_t* bytesOf(const std::string& s)
-{
-   return reinterpret_cast<const uint8_t*>(s.data());
-}
+const uint8_t* bytesOf(const std::string& s) { return reinterpret_cast<const uint8_t*>(s.data()); }
 
 // Statuses of the error list, oldest first.
 std::vector<int> errorStatuses(VXCTXT* pctxt)
@@ -103,8 +100,8 @@ void readPieces(VXCTXT* pctxt, size_t n, size_t piece, std::vector<uint8_t>& out
 class Stream : public ::testing::Test {
  protected:
    VXCTXT ctx;
-   std::string text;        // the caller's bytes of a memory stream
-   ChunkSource src;         // or the source of a chunked stream
+   std::string text;  // the caller's bytes of a memory stream
+   ChunkSource src;   // or the source of a chunked stream
    std::vector<uint8_t> got;
    void SetUp() override { ASSERT_EQ(0, rtxInitContext(&ctx)); }
    void TearDown() override { rtxFreeContext(&ctx); }
@@ -326,7 +323,7 @@ TEST_F(Stream, ContextBufferReadsEveryByteOnceIntoCapture)
    EXPECT_EQ(1024u, ctx.pStream->bufSize);
    EXPECT_EQ(0xFFFFFFFFu, ctx.pStream->inputLimit);
    readPieces(&ctx, 2000, 2000, got);  // more than 1024 missing: read straight
-   EXPECT_EQ(0u, ctx.buffer.size);      // past the context buffer, which is emptied
+   EXPECT_EQ(0u, ctx.buffer.size);     // past the context buffer, which is emptied
    uint8_t b;
    ASSERT_EQ(1, rtxPeekByte(&ctx, &b));
    EXPECT_EQ(src.data[2700], b);

@@ -18,23 +18,26 @@
 namespace {
 
 class Text : public ::testing::Test {
-  protected:
+ protected:
    VXCTXT ctx;
    std::string input;
    void SetUp() override { ASSERT_EQ(0, rtxInitContext(&ctx)); }
    void TearDown() override { rtxFreeContext(&ctx); }
    // Makes `s` the context's buffer, without a stream.
-   void feed(const std::string& s) {
+   void feed(const std::string& s)
+   {
       input = s;
       rtxErrReset(&ctx);
       ASSERT_EQ(0, rtxInitContextBuffer(&ctx, (uint8_t*)input.data(), input.size()));
    }
    // A fresh dynamic output buffer of `size` bytes.
-   void output(size_t size) {
+   void output(size_t size)
+   {
       rtxErrReset(&ctx);
       ASSERT_EQ(0, rtxInitContextBuffer(&ctx, nullptr, size));
    }
-   std::string written() const {
+   std::string written() const
+   {
       return std::string((const char*)ctx.buffer.data, ctx.buffer.byteIndex);
    }
 };
@@ -43,7 +46,8 @@ class Text : public ::testing::Test {
 // value starts as 99, so that a reader that stores nothing shows.
 using NumberReader = int (*)(VXCTXT*, std::string*);
 template <typename T, int (*read)(VXCTXT*, T*)>
-int readAsText(VXCTXT* pctxt, std::string* text) {
+int readAsText(VXCTXT* pctxt, std::string* text)
+{
    T v = 99;
    int stat = read(pctxt, &v);
    *text = std::to_string(v);
@@ -52,10 +56,14 @@ int readAsText(VXCTXT* pctxt, std::string* text) {
 
 const int kSomeFailure = 1;  // any negative status
 
-TEST_F(Text, NumberReadersByCase) {
-   const NumberReader i8 = readAsText<int8_t, rtxTxtReadInt8>, i16 = readAsText<int16_t, rtxTxtReadInt16>,
-                      i32 = readAsText<int32_t, rtxTxtReadInt32>, u8 = readAsText<uint8_t, rtxTxtReadUInt8>,
-                      u16 = readAsText<uint16_t, rtxTxtReadUInt16>, u32 = readAsText<uint32_t, rtxTxtReadUInt32>,
+TEST_F(Text, NumberReadersByCase)
+{
+   const NumberReader i8 = readAsText<int8_t, rtxTxtReadInt8>,
+                      i16 = readAsText<int16_t, rtxTxtReadInt16>,
+                      i32 = readAsText<int32_t, rtxTxtReadInt32>,
+                      u8 = readAsText<uint8_t, rtxTxtReadUInt8>,
+                      u16 = readAsText<uint16_t, rtxTxtReadUInt16>,
+                      u32 = readAsText<uint32_t, rtxTxtReadUInt32>,
                       u64 = readAsText<uint64_t, rtxTxtReadUInt64>;
    // stop: the character the cursor rests on after a success (0: the end).
    const struct {
@@ -65,30 +73,30 @@ TEST_F(Text, NumberReadersByCase) {
       const char* value = "";
       char stop = 0;
    } cases[] = {
-       {i32, " \t\n-2147483648,", 0, "-2147483648", ','},
-       {i32, "+2147483647", 0, "2147483647", 0},
-       {i32, "2147483648", RTERR_TOOBIG},
-       {i32, "-2147483649", RTERR_TOOBIG},
-       {i32, "21474836470", RTERR_TOOBIG},
-       {i32, "0042.5", 0, "42", '.'},
-       {i32, "abc", RTERR_INVCHAR},
-       {i32, "-x", RTERR_INVCHAR},
-       {i32, "   ", kSomeFailure},
-       {i8, "-128", 0, "-128", 0},
-       {i8, "-129", RTERR_TOOBIG},
-       {i16, "32767", 0, "32767", 0},
-       {i16, "32768", RTERR_TOOBIG},
-       // Unsigned readers take no digits as 0 and stop before the sign.
-       {u32, "abc", 0, "0", 'a'},
-       {u32, "  -5", 0, "0", '-'},
-       {u32, "+4294967295}", 0, "4294967295", '}'},
-       {u32, "4294967296", RTERR_TOOBIG},
-       {u32, "4294967300", RTERR_TOOBIG},
-       {u64, "18446744073709551615", 0, "18446744073709551615", 0},
-       {u64, "18446744073709551616", RTERR_TOOBIG},
-       {u8, "255", 0, "255", 0},
-       {u8, "256", RTERR_TOOBIG},
-       {u16, "65536", RTERR_TOOBIG},
+      {i32, " \t\n-2147483648,", 0, "-2147483648", ','},
+      {i32, "+2147483647", 0, "2147483647", 0},
+      {i32, "2147483648", RTERR_TOOBIG},
+      {i32, "-2147483649", RTERR_TOOBIG},
+      {i32, "21474836470", RTERR_TOOBIG},
+      {i32, "0042.5", 0, "42", '.'},
+      {i32, "abc", RTERR_INVCHAR},
+      {i32, "-x", RTERR_INVCHAR},
+      {i32, "   ", kSomeFailure},
+      {i8, "-128", 0, "-128", 0},
+      {i8, "-129", RTERR_TOOBIG},
+      {i16, "32767", 0, "32767", 0},
+      {i16, "32768", RTERR_TOOBIG},
+      // Unsigned readers take no digits as 0 and stop before the sign.
+      {u32, "abc", 0, "0", 'a'},
+      {u32, "  -5", 0, "0", '-'},
+      {u32, "+4294967295}", 0, "4294967295", '}'},
+      {u32, "4294967296", RTERR_TOOBIG},
+      {u32, "4294967300", RTERR_TOOBIG},
+      {u64, "18446744073709551615", 0, "18446744073709551615", 0},
+      {u64, "18446744073709551616", RTERR_TOOBIG},
+      {u8, "255", 0, "255", 0},
+      {u8, "256", RTERR_TOOBIG},
+      {u16, "65536", RTERR_TOOBIG},
    };
    for (const auto& c : cases) {
       SCOPED_TRACE(c.text);
@@ -109,7 +117,8 @@ TEST_F(Text, NumberReadersByCase) {
    }
 }
 
-TEST_F(Text, PeekAndWhitespace) {
+TEST_F(Text, PeekAndWhitespace)
+{
    feed(" \r\n\t\v\fx y");
    char c = 0;
    ASSERT_EQ(0, rtxTxtPeekChar(&ctx, &c, false));
@@ -129,7 +138,8 @@ TEST_F(Text, PeekAndWhitespace) {
    EXPECT_EQ('z', rtxTxtPeekChar2(&ctx, true));
 }
 
-TEST_F(Text, NumberAtTheEndOfAMemoryStreamFails) {
+TEST_F(Text, NumberAtTheEndOfAMemoryStreamFails)
+{
    // A memory stream reports its end as -17, which the number readers pass on.
    static const char text[] = "42";
    ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, (const uint8_t*)text, 2, VXRT_STREAM_INPUT));
@@ -145,7 +155,8 @@ TEST_F(Text, NumberAtTheEndOfAMemoryStreamFails) {
    EXPECT_EQ(0, rtxTxtPeekChar2(&ctx, false));
 }
 
-TEST_F(Text, OutputBufferGrowth) {
+TEST_F(Text, OutputBufferGrowth)
+{
    output(0);
    EXPECT_EQ(1024u, ctx.buffer.size);
    EXPECT_EQ(0, rtxCheckOutputBuffer(&ctx, 1024));
@@ -180,7 +191,8 @@ TEST_F(Text, OutputBufferGrowth) {
    EXPECT_EQ('d', ctx.lastChar);
 }
 
-TEST_F(Text, UTF8EncodeDecodeRoundTrip) {
+TEST_F(Text, UTF8EncodeDecodeRoundTrip)
+{
    const uint32_t codes[] = {0,        0x7F,     0x80,     0x7FF,     0x800,     0xFFFF,    0x10000,
                              0x10FFFF, 0x1FFFFF, 0x200000, 0x3FFFFFF, 0x4000000, 0x7FFFFFFF};
    const size_t sizes[] = {1, 1, 2, 2, 3, 3, 4, 4, 4, 5, 5, 6, 6};
@@ -199,7 +211,8 @@ TEST_F(Text, UTF8EncodeDecodeRoundTrip) {
    EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
 }
 
-TEST_F(Text, UTF8MalformedSequences) {
+TEST_F(Text, UTF8MalformedSequences)
+{
    // A continuation byte where a lead is wanted; a lead without its
    // continuation; bytes that can never lead; a cut-off sequence.
    const char* bad[] = {"\x80", "a\xC3(", "\xE2\x82", "ok\xFE", "\xFF", "\xF8\x88\x80\x80"};
@@ -224,7 +237,7 @@ TEST_F(Text, UTF8MalformedSequences) {
 
    rtxErrReset(&ctx);
    EXPECT_EQ(
-       0, rtxValidateUTF8(&ctx, "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xFC\x84\x80\x80\x80\x80"));
+      0, rtxValidateUTF8(&ctx, "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\xFC\x84\x80\x80\x80\x80"));
    EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
 }
 

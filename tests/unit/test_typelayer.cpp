@@ -17,7 +17,8 @@ namespace {
 // Builds R in storage filled with ones, so that only what the constructor
 // clears reads as zero.
 template <class R, class Check>
-void constructOverOnes(Check check) {
+void constructOverOnes(Check check)
+{
    alignas(R) unsigned char raw[sizeof(R)];
    memset(raw, 0xFF, sizeof raw);
    R* r = new (raw) R();
@@ -26,7 +27,8 @@ void constructOverOnes(Check check) {
 }
 
 template <class R>
-void expectFlagsCleared(const char* name) {
+void expectFlagsCleared(const char* name)
+{
    static_assert(sizeof(R::m) == sizeof(uint32_t), "presence flags are one 32-bit word");
    constructOverOnes<R>([&](R& r) {
       uint32_t word;
@@ -36,7 +38,8 @@ void expectFlagsCleared(const char* name) {
 }
 
 template <class R>
-void expectChoiceCleared(const char* name) {
+void expectChoiceCleared(const char* name)
+{
    constructOverOnes<R>([&](R& r) {
       EXPECT_EQ(r.t, 0u) << name;
       const unsigned char* u = reinterpret_cast<const unsigned char*>(&r.u);
@@ -45,7 +48,8 @@ void expectChoiceCleared(const char* name) {
 }
 
 template <class R>
-void expectExtensionListEmpty(const char* name) {
+void expectExtensionListEmpty(const char* name)
+{
    constructOverOnes<R>([&](R& r) {
       EXPECT_EQ(r.extElem1.count, 0u) << name;
       EXPECT_EQ(r.extElem1.head, nullptr) << name;
@@ -53,13 +57,14 @@ void expectExtensionListEmpty(const char* name) {
    });
 }
 
-TEST(TypeLayer, OpenTypesWithRowsConstructRaw) {
+TEST(TypeLayer, OpenTypesWithRowsConstructRaw)
+{
    int n = 0;
-#define X(R, F)                                      \
-   constructOverOnes<R>([&](R& r) {                 \
-      EXPECT_EQ(r.F.t, 0u) << #R;                   \
-      EXPECT_EQ(r.F.u.openType, nullptr) << #R;     \
-   });                                              \
+#define X(R, F)                                 \
+   constructOverOnes<R>([&](R& r) {             \
+      EXPECT_EQ(r.F.t, 0u) << #R;               \
+      EXPECT_EQ(r.F.u.openType, nullptr) << #R; \
+   });                                          \
    n++;
    ITSGEN_SELECTOR_RECORDS(X)
 #undef X
@@ -69,7 +74,8 @@ TEST(TypeLayer, OpenTypesWithRowsConstructRaw) {
 // ---- value tables -----------------------------------------------------------------
 
 template <class Item>
-void checkEnumTable(const char* type, const Item* tab, size_t n, const char* (*toString)(int32_t)) {
+void checkEnumTable(const char* type, const Item* tab, size_t n, const char* (*toString)(int32_t))
+{
    ASSERT_GT(n, 0u) << type;
    for (size_t i = 0; i < n; i++) {
       const Item& row = tab[i];
@@ -101,7 +107,8 @@ void checkEnumTable(const char* type, const Item* tab, size_t n, const char* (*t
    EXPECT_STREQ(toString(0x7FFFFFFF), "_UNKNOWN_") << type;
 }
 
-TEST(TypeLayer, EveryEnumerationTableIsSortedAndSearchable) {
+TEST(TypeLayer, EveryEnumerationTableIsSortedAndSearchable)
+{
    int n = 0;
 #define X(R) checkEnumTable(#R, R##_ENUMTAB, R##_ENUMTAB_SIZE, R##_ToString), n++;
    ITSGEN_ENUM_TYPES(X)
@@ -109,7 +116,8 @@ TEST(TypeLayer, EveryEnumerationTableIsSortedAndSearchable) {
    EXPECT_EQ(n, 45);
 }
 
-TEST(TypeLayer, NamedBitTablesInBitOrderWithClosingRow) {
+TEST(TypeLayer, NamedBitTablesInBitOrderWithClosingRow)
+{
    const auto* tab = g_ASN1T_ITS_DrivingLaneStatus_NAMEDBITTAB;
    EXPECT_STREQ(tab[0].name, "outermostLaneClosed");
    EXPECT_EQ(tab[0].bitnum, 1);
@@ -132,24 +140,28 @@ class HeapRecord : public ::testing::Test {
    VexilType ctl;
    VXCTXT* pctxt = nullptr;
 
-   void SetUp() override {
+   void SetUp() override
+   {
       pctxt = ctl.getCtxtPtr();
       ASSERT_NE(pctxt, nullptr);
       rtxMemHeapSetFlags(&pctxt->pMemHeap, RT_MH_FREEEMPTYBLOCK);
       ASSERT_TRUE(rtxMemHeapIsEmpty(&pctxt->pMemHeap));
    }
    template <class T>
-   T* make() {
+   T* make()
+   {
       T* p = static_cast<T*>(rtxMemAlloc(pctxt, sizeof(T)));
       EXPECT_NE(p, nullptr);
       return new (p) T();
    }
-   const char* str(const char* s) {
+   const char* str(const char* s)
+   {
       char* p = static_cast<char*>(rtxMemAlloc(pctxt, strlen(s) + 1));
       strcpy(p, s);
       return p;
    }
-   ASN1OpenType* openType(size_t n) {
+   ASN1OpenType* openType(size_t n)
+   {
       ASN1OpenType* ot = make<ASN1OpenType>();
       uint8_t* d = static_cast<uint8_t*>(rtxMemAlloc(pctxt, n));
       memset(d, 0xA5, n);
@@ -157,14 +169,19 @@ class HeapRecord : public ::testing::Test {
       ot->data = d;
       return ot;
    }
-   void append(ASN1TSeqOfList* list, void* data) { ASSERT_NE(rtxDListAppend(pctxt, list, data), nullptr); }
-   void expectHeapEmptyAndSound() {
+   void append(ASN1TSeqOfList* list, void* data)
+   {
+      ASSERT_NE(rtxDListAppend(pctxt, list, data), nullptr);
+   }
+   void expectHeapEmptyAndSound()
+   {
       EXPECT_EQ(rtxMemHeapCheckQuiet(&pctxt->pMemHeap), 0);
       EXPECT_TRUE(rtxMemHeapIsEmpty(&pctxt->pMemHeap));
    }
 };
 
-TEST_F(HeapRecord, IvimOfChoicesOfSequencesWithStringsAndOpenTypes) {
+TEST_F(HeapRecord, IvimOfChoicesOfSequencesWithStringsAndOpenTypes)
+{
    ASN1T_IVIM ivim;
    ASN1T_IVI_IviStructure& ivi = ivim.ivi;
    ivi.m.optionalPresent = 1;
@@ -219,7 +236,8 @@ TEST_F(HeapRecord, IvimOfChoicesOfSequencesWithStringsAndOpenTypes) {
    tpart->data.data = static_cast<uint8_t*>(rtxMemAlloc(pctxt, 5));
    tpart->m.detectionZoneIdsPresent = 1;
    tpart->detectionZoneIds.n = 2;
-   tpart->detectionZoneIds.elem = static_cast<ASN1T_IVI_Zid*>(rtxMemAlloc(pctxt, 2 * sizeof(ASN1T_IVI_Zid)));
+   tpart->detectionZoneIds.elem =
+      static_cast<ASN1T_IVI_Zid*>(rtxMemAlloc(pctxt, 2 * sizeof(ASN1T_IVI_Zid)));
    append(tc->u.tc, tpart);
    append(&ivi.optional, tc);
    ASSERT_FALSE(rtxMemHeapIsEmpty(&pctxt->pMemHeap));
@@ -231,7 +249,8 @@ TEST_F(HeapRecord, IvimOfChoicesOfSequencesWithStringsAndOpenTypes) {
    expectHeapEmptyAndSound();
 }
 
-TEST_F(HeapRecord, MapDataWithKnownAndRawRegionsAndStrings) {
+TEST_F(HeapRecord, MapDataWithKnownAndRawRegionsAndStrings)
+{
    ASN1T_ETSI_DSRC_MapData map;
    map.m.dataParametersPresent = 1;
    map.dataParameters.m.processMethodPresent = 1;
@@ -240,7 +259,8 @@ TEST_F(HeapRecord, MapDataWithKnownAndRawRegionsAndStrings) {
    map.dataParameters.geoidUsed = str("EGM96");
    map.m.regionalPresent = 1;
    // regionId 3 with its known record, which holds a list of sequences.
-   ASN1T_ETSI_DSRC_MapData_regional_element* known = make<ASN1T_ETSI_DSRC_MapData_regional_element>();
+   ASN1T_ETSI_DSRC_MapData_regional_element* known =
+      make<ASN1T_ETSI_DSRC_MapData_regional_element>();
    known->regionId = 3;
    known->regExtValue.t = 1;
    known->regExtValue.u.addGrpC = make<ASN1T_ETSI_GrpC_MapData_addGrpC>();
@@ -284,7 +304,8 @@ TEST_F(HeapRecord, MapDataWithKnownAndRawRegionsAndStrings) {
    expectHeapEmptyAndSound();
 }
 
-TEST_F(HeapRecord, AbsentOptionalsAndEmptyChoicesAreNotVisited) {
+TEST_F(HeapRecord, AbsentOptionalsAndEmptyChoicesAreNotVisited)
+{
    ASN1T_ITS_DangerousGoodsExtended dg;
    // Never decoded: m is clear, so the string pointers are not looked at.
    dg.emergencyActionCode = reinterpret_cast<const char*>(0x1);
@@ -299,7 +320,8 @@ TEST_F(HeapRecord, AbsentOptionalsAndEmptyChoicesAreNotVisited) {
    EXPECT_TRUE(rtxMemHeapIsEmpty(&pctxt->pMemHeap));
 }
 
-TEST_F(HeapRecord, FastCopyLeavesOpenTypeBytesToTheirOwner) {
+TEST_F(HeapRecord, FastCopyLeavesOpenTypeBytesToTheirOwner)
+{
    static const uint8_t input[4] = {1, 2, 3, 4};
    ASN1T_HighFrequencyContainer hf;
    hf.t = 3;
@@ -313,7 +335,8 @@ TEST_F(HeapRecord, FastCopyLeavesOpenTypeBytesToTheirOwner) {
    expectHeapEmptyAndSound();
 }
 
-TEST(TypeLayer, MessageRecordFreesItsPartsOnDestruction) {
+TEST(TypeLayer, MessageRecordFreesItsPartsOnDestruction)
+{
    ASN1RtContext* ctx = new ASN1RtContext();
    VXRTCtxtPtr keep(ctx);  // outlives the record, so its heap can be looked at
    VXCTXT* pctxt = ctx->getPtr();
@@ -325,7 +348,8 @@ TEST(TypeLayer, MessageRecordFreesItsPartsOnDestruction) {
       hf.t = 1;
       void* mem = rtxMemAlloc(pctxt, sizeof(ASN1T_BasicVehicleContainerHighFrequency));
       ASSERT_NE(mem, nullptr);
-      hf.u.basicVehicleContainerHighFrequency = new (mem) ASN1T_BasicVehicleContainerHighFrequency();
+      hf.u.basicVehicleContainerHighFrequency =
+         new (mem) ASN1T_BasicVehicleContainerHighFrequency();
       ASSERT_FALSE(rtxMemHeapIsEmpty(&pctxt->pMemHeap));
    }
    EXPECT_TRUE(rtxMemHeapIsEmpty(&pctxt->pMemHeap));
@@ -335,7 +359,8 @@ TEST(TypeLayer, MessageRecordFreesItsPartsOnDestruction) {
 // ---- list control classes -------------------------------------------------------------
 
 template <class Cls, class Elem, class Key, class KeyOf>
-void checkRegionList(VexilType& ctl, const char* name, KeyOf keyOf) {
+void checkRegionList(VexilType& ctl, const char* name, KeyOf keyOf)
+{
    ASN1TSeqOfList list;
    rtxDListInit(&list);
    Cls cls(ctl, list);
@@ -364,23 +389,24 @@ void checkRegionList(VexilType& ctl, const char* name, KeyOf keyOf) {
    EXPECT_EQ(list.count, 0u) << name;
 }
 
-TEST_F(HeapRecord, ListClassesAppendConstructedElements) {
+TEST_F(HeapRecord, ListClassesAppendConstructedElements)
+{
    int n = 0;
-#define X(C, E)                                     \
-   {                                                \
-      ASN1TSeqOfList list;                          \
-      rtxDListInit(&list);                          \
-      C cls(ctl, list);                             \
-      E* a = cls.AppendNewElement();                \
-      E* b = cls.NewElement();                      \
-      ASSERT_NE(a, nullptr) << #C;                  \
-      ASSERT_NE(b, nullptr) << #C;                  \
-      cls.Append(b);                                \
-      EXPECT_EQ(list.count, 2u) << #C;              \
-      EXPECT_EQ(list.tail->data, b) << #C;          \
-      cls.freeMemory();                             \
-      EXPECT_EQ(list.count, 0u) << #C;              \
-      n++;                                          \
+#define X(C, E)                            \
+   {                                       \
+      ASN1TSeqOfList list;                 \
+      rtxDListInit(&list);                 \
+      C cls(ctl, list);                    \
+      E* a = cls.AppendNewElement();       \
+      E* b = cls.NewElement();             \
+      ASSERT_NE(a, nullptr) << #C;         \
+      ASSERT_NE(b, nullptr) << #C;         \
+      cls.Append(b);                       \
+      EXPECT_EQ(list.count, 2u) << #C;     \
+      EXPECT_EQ(list.tail->data, b) << #C; \
+      cls.freeMemory();                    \
+      EXPECT_EQ(list.count, 0u) << #C;     \
+      n++;                                 \
    }
    ITSGEN_LIST_CLASSES(X)
 #undef X
@@ -388,7 +414,8 @@ TEST_F(HeapRecord, ListClassesAppendConstructedElements) {
    expectHeapEmptyAndSound();
 }
 
-TEST(TypeLayer, BitStringClassesWorkOnTheRecordBytes) {
+TEST(TypeLayer, BitStringClassesWorkOnTheRecordBytes)
+{
    ASN1T_ITS_DrivingLaneStatus dls;
    memset(&dls, 0, sizeof dls);
    Vexil_ITS_DrivingLaneStatus v(dls);
@@ -412,7 +439,8 @@ TEST(TypeLayer, BitStringClassesWorkOnTheRecordBytes) {
    EXPECT_EQ(vv.getExtData(), &veh.extdata);
 }
 
-TEST(TypeLayer, CatalogMatchesTheSchema) {
+TEST(TypeLayer, CatalogMatchesTheSchema)
+{
    EXPECT_EQ(ITSGEN_TYPE_COUNT, 522);
    EXPECT_EQ(ITSGEN_CONTROL_CLASS_COUNT, 151);
 }

@@ -8,16 +8,16 @@
 #include <string>
 #include <vector>
 
+#include "AVIAEINumberingAndDataStructuresPer.h"
 #include "AddGrpCPer.h"
 #include "DSRCPer.h"
-#include "AVIAEINumberingAndDataStructuresPer.h"
 #include "ElectronicRegistrationIdentificationVehicleDataModulePer.h"
 #include "ITS-ContainerPer.h"
 #include "IVIPer.h"
 #include "asn1EventHandler.h"
+#include "asn1PerCppTypes.h"
 #include "itscodec.h"
 #include "itsgen_all.h"
-#include "asn1PerCppTypes.h"
 #include "rtxError.h"
 #include "rtxMemory.h"
 
@@ -25,7 +25,7 @@ namespace {
 
 // Fields written high bit first, as UPER puts them on the wire.
 class Bits {
-public:
+ public:
    Bits& put(uint64_t value, unsigned nbits)
    {
       for (unsigned i = nbits; i-- > 0;) push((value >> i) & 1u);
@@ -44,7 +44,7 @@ public:
    size_t size() const { return nbits_; }
    const std::vector<uint8_t>& bytes() const { return data_; }
 
-private:
+ private:
    void push(unsigned bit)
    {
       if (nbits_ % 8 == 0) data_.push_back(0);
@@ -80,17 +80,19 @@ Encoded encodeValue(int (*encode)(VXCTXT*, A), V value)
    return encodeWith([&](VXCTXT* c) { return encode(c, (A)value); });
 }
 
-#define EXPECT_LAYOUT(enc, layout)                   \
-   do {                                              \
-      EXPECT_EQ(0, (enc).stat);                      \
-      EXPECT_EQ((layout).size(), (enc).bits);        \
-      EXPECT_EQ((layout).bytes(), (enc).bytes);      \
+#define EXPECT_LAYOUT(enc, layout)              \
+   do {                                         \
+      EXPECT_EQ(0, (enc).stat);                 \
+      EXPECT_EQ((layout).size(), (enc).bits);   \
+      EXPECT_EQ((layout).bytes(), (enc).bytes); \
    } while (0)
 
 // A decode buffer over a copy of the given bytes; decoded parts live in its
 // context's heap, so it must outlive the record's inspection.
 struct Input {
-   explicit Input(const std::vector<uint8_t>& b) : bytes(b), buf(bytes.data(), bytes.size(), false) {}
+   explicit Input(const std::vector<uint8_t>& b) : bytes(b), buf(bytes.data(), bytes.size(), false)
+   {
+   }
    explicit Input(const Bits& b) : Input(b.bytes()) {}
    VXCTXT* ctx() { return buf.getCtxtPtr(); }
    uint64_t used() { return pu_getMsgLenBits(ctx()); }
@@ -127,11 +129,11 @@ int decodeStatus(int (*decode)(VXCTXT*, T*), const Bits& b)
    return decode(in.ctx(), &v);
 }
 
-#define EXPECT_DECODES(decode, layout, expected)             \
-   do {                                                      \
-      Scalar s_ = decodeScalar(decode, layout);              \
-      EXPECT_EQ(0, s_.stat);                                 \
-      EXPECT_EQ((int64_t)(expected), s_.value);              \
+#define EXPECT_DECODES(decode, layout, expected) \
+   do {                                          \
+      Scalar s_ = decodeScalar(decode, layout);  \
+      EXPECT_EQ(0, s_.stat);                     \
+      EXPECT_EQ((int64_t)(expected), s_.value);  \
    } while (0)
 
 std::vector<uint8_t> readHexFile(const std::string& name)
@@ -140,7 +142,8 @@ std::vector<uint8_t> readHexFile(const std::string& name)
    std::string hex;
    in >> hex;
    std::vector<uint8_t> out;
-   for (size_t i = 0; i + 1 < hex.size(); i += 2) out.push_back((uint8_t)std::stoul(hex.substr(i, 2), nullptr, 16));
+   for (size_t i = 0; i + 1 < hex.size(); i += 2)
+      out.push_back((uint8_t)std::stoul(hex.substr(i, 2), nullptr, 16));
    return out;
 }
 
@@ -164,7 +167,8 @@ TEST(UperInteger, FixedRangesByCase)
    // 1..8 fills its 3 bits: nothing to refuse.
    EXPECT_DECODES(asn1PD_IVI_DFL, Bits().put(7, 3), 8);
    // 42 bits.
-   EXPECT_LAYOUT(encodeValue(asn1PE_ITS_TimestampIts, 0x123456789ABull), Bits().put(0x123456789ABull, 42));
+   EXPECT_LAYOUT(encodeValue(asn1PE_ITS_TimestampIts, 0x123456789ABull),
+                 Bits().put(0x123456789ABull, 42));
    EXPECT_DECODES(asn1PD_ITS_TimestampIts, Bits().put(0x3FFFFFFFFFFull, 42), 0x3FFFFFFFFFFull);
 }
 
@@ -197,7 +201,7 @@ TEST(UperInteger, ExtensibleRange)
 
 namespace {
 class Listener : public Asn1NamedEventHandler {
-public:
+ public:
    void startElement(const char*, int) override {}
    void endElement(const char*, int) override {}
 };
@@ -232,7 +236,7 @@ TEST(UperFieldRuns, ExtensibleRootAboveItsRangeStopsAfterTheField)
    // 1..255 with extension marker: bit 0, then 255 in 8 bits is value 256.
    for (Way way : {Way::Short, Way::Word, Way::Heard}) {
       Decoded<ASN1T_ITS_ProtectedZoneRadius> d =
-          decodeWay(asn1PD_ITS_ProtectedZoneRadius, Bits().put(0, 1).put(255, 8), way);
+         decodeWay(asn1PD_ITS_ProtectedZoneRadius, Bits().put(0, 1).put(255, 8), way);
       EXPECT_EQ(RTERR_CONSVIO, d.stat) << (int)way;
       EXPECT_EQ(9u, d.used) << (int)way;
       d = decodeWay(asn1PD_ITS_ProtectedZoneRadius, Bits().put(0, 1).put(254, 8), way);
@@ -310,7 +314,8 @@ TEST(UperEnumerated, WithMarkerUnknownValueBecomesTheMarker)
 TEST(UperBitString, FixedSizes)
 {
    ASN1T_ETSI_DSRC_IntersectionStatusObject iso = {{0xA5, 0x0F}};
-   EXPECT_LAYOUT(encodeValue(asn1PE_ETSI_DSRC_IntersectionStatusObject, &iso), Bits().put(0xA50F, 16));
+   EXPECT_LAYOUT(encodeValue(asn1PE_ETSI_DSRC_IntersectionStatusObject, &iso),
+                 Bits().put(0xA50F, 16));
    ASN1T_CountryCode cc = {10, {0xC0, 0x40, 0, 0}};
    Bits ccBits = Bits().put(0x301, 10);
    EXPECT_LAYOUT(encodeValue(asn1PE_CountryCode, &cc), ccBits);
@@ -343,7 +348,8 @@ TEST(UperBitString, ExtensibleSizeKeepsBitsBeyondTheRoot)
 {
    // Root size 8: never trimmed below it.
    ASN1T_ETSI_DSRC_LaneAttributes_Vehicle root = {8, {0x80}, nullptr};
-   EXPECT_LAYOUT(encodeValue(asn1PE_ETSI_DSRC_LaneAttributes_Vehicle, &root), Bits().put(0, 1).put(0x80, 8));
+   EXPECT_LAYOUT(encodeValue(asn1PE_ETSI_DSRC_LaneAttributes_Vehicle, &root),
+                 Bits().put(0, 1).put(0x80, 8));
    uint8_t more[1] = {0xA0};
    ASN1T_ETSI_DSRC_LaneAttributes_Vehicle ext = {12, {0xFF}, more};
    Bits layout = Bits().put(1, 1).put(12, 8).put(0xFF, 8).put(0xA, 4);
@@ -366,7 +372,8 @@ TEST(UperOctetString, ByCase)
    pt.data[2] = 3;
    EXPECT_LAYOUT(encodeValue(asn1PE_ITS_PtActivationData, &pt), Bits().put(2, 5).octets({1, 2, 3}));
    // The 5-bit field can say 21: refused.
-   EXPECT_EQ(RTERR_CONSVIO, decodeStatus(asn1PD_ITS_PtActivationData, Bits().put(20, 5).put(0, 24)));
+   EXPECT_EQ(RTERR_CONSVIO,
+             decodeStatus(asn1PD_ITS_PtActivationData, Bits().put(20, 5).put(0, 24)));
    ASN1T_ETSI_DSRC_TemporaryID id = {{0xDE, 0xAD, 0xBE, 0xEF}};
    Bits idBits = Bits().octets({0xDE, 0xAD, 0xBE, 0xEF});
    EXPECT_LAYOUT(encodeValue(asn1PE_ETSI_DSRC_TemporaryID, &id), idBits);
@@ -410,8 +417,7 @@ TEST(UperCharString, CompanyNameCountsCharactersAfterDecoding)
          EXPECT_EQ(0, stat);
          EXPECT_STREQ(ok.c_str(), back.companyName);
          EXPECT_EQ(1234, back.unNumber);
-      }
-      else {
+      } else {
          EXPECT_EQ(RTERR_CONSVIO, stat);
       }
    }
@@ -430,8 +436,14 @@ Bits position3DHead(bool ext)
 TEST(UperSequence, UnknownAdditionsAreKeptInPlace)
 {
    // Three additions, flags 1 0 1, then two open types.
-   Bits layout = position3DHead(true).put(0, 1).put(2, 6).put(0b101, 3).put(1, 8).octets({0xAA}).put(2, 8).octets(
-      {0xBB, 0xCC});
+   Bits layout = position3DHead(true)
+                    .put(0, 1)
+                    .put(2, 6)
+                    .put(0b101, 3)
+                    .put(1, 8)
+                    .octets({0xAA})
+                    .put(2, 8)
+                    .octets({0xBB, 0xCC});
    Input in(layout);
    ASN1T_ETSI_DSRC_Position3D pos;
    ASSERT_EQ(0, asn1PD_ETSI_DSRC_Position3D(in.ctx(), &pos));
@@ -560,7 +572,8 @@ TEST(UperSequenceOf, ListArrayAndDynamicArray)
       EXPECT_EQ(0, memcmp(zones, back.elem, sizeof(zones)));
    }
    // A fragmented count comes back as 2, which callers take as a failure.
-   EXPECT_EQ(2, decodeStatus(asn1PD_IVI_GicPart_detectionZoneIds, Bits().put(1, 1).put(0xC1, 8).put(0, 64)));
+   EXPECT_EQ(2, decodeStatus(asn1PD_IVI_GicPart_detectionZoneIds,
+                             Bits().put(1, 1).put(0xC1, 8).put(0, 64)));
 }
 
 // -- region-keyed open types -----------------------------------------------------------
@@ -638,7 +651,7 @@ TEST(UperRegional, RowlessRegionAndUnknownFrameKeepOctets)
 
 namespace {
 class Recorder : public Asn1NamedEventHandler {
-public:
+ public:
    void startElement(const char* name, int) override { log += std::string("<") + name; }
    void endElement(const char* name, int) override { log += std::string(">") + name; }
    void intValue(int32_t v) override { log += "=" + std::to_string(v); }
@@ -715,8 +728,10 @@ TEST(UperCam, CapturesOfAnotherCurvatureRangeFailCleanly)
       EXPECT_EQ(0, r.heapCheck);
       // A failure is a negative status or a fragment (2); a success must
       // encode again.
-      if (r.decodeStat == 0) EXPECT_EQ(0, r.encodeStat);
-      else EXPECT_TRUE(r.decodeStat < 0 || r.decodeStat == 2) << r.decodeStat;
+      if (r.decodeStat == 0)
+         EXPECT_EQ(0, r.encodeStat);
+      else
+         EXPECT_TRUE(r.decodeStat < 0 || r.decodeStat == 2) << r.decodeStat;
    }
    EXPECT_NE(0, runCam(readHexFile("cam_captured_station1.uper.hex")).decodeStat);
 }
@@ -790,7 +805,8 @@ void randomMessages(uint8_t messageID, uint32_t seed, int count)
 TEST(UperBadInput, RandomBytesIntoEveryMessageDecoder)
 {
    uint32_t seed = 1;
-#define VX_RANDOM_MESSAGES(MSG, ID, MEMBER) randomMessages<ASN1T_##MSG, Vexil_##MSG>(ID, seed++, 3000);
+#define VX_RANDOM_MESSAGES(MSG, ID, MEMBER) \
+   randomMessages<ASN1T_##MSG, Vexil_##MSG>(ID, seed++, 3000);
    ITSCODEC_MESSAGES(VX_RANDOM_MESSAGES)
 #undef VX_RANDOM_MESSAGES
 }
