@@ -223,6 +223,23 @@ constexpr Table<15> kDoctype{{
     row(14, {{S_QMARK, 15}, {S_GT, 2}}),
 }};
 
+#ifdef VX_XMLRD_ROW_STATS
+uint32_t g_xmlRdRowHits[XMLRD_TABLE_COUNT][18];
+#define XMLRD_ROW_HIT(table, state) (g_xmlRdRowHits[table][(state) - 1]++)
+#else
+#define XMLRD_ROW_HIT(table, state) ((void)0)
+#endif
+
+// The next state from the row of `state` for the class; 0 (an error) for
+// a byte of no class.
+template <size_t N>
+VX_INLINE int nextState(const Table<N>& table, int tableId, int state, int cls) {
+   if (state < 1 || (size_t)state > N) return 0;
+   XMLRD_ROW_HIT(tableId, state);
+   (void)tableId;
+   return cls < 0 ? 0 : table.rows[state - 1].next[cls];
+}
+
 // Exits of the document machines: the sub-machine to run.
 enum MainExit { X_HEADER = -1, X_COMMENT = -2, X_STARTTAG = -3, X_DOCTYPE = -4, X_CHARS = -5,
                 X_PI = -6, X_ENDTAG = -7, X_CDATA = -8 };
@@ -532,7 +549,7 @@ int invalidSymbol(XmlReader* r, int byte) {
 // the machine exits, the exit byte left unread. Tokens are never cut at
 // the end of the buffer: the buffer keeps them whole.
 template <size_t N>
-int readLoop(XmlReader* r, const Table<N>& table, int sub) {
+int readLoop(XmlReader* r, const Table<N>& table, int tableId, int sub) {
    int state = r->subState[sub] > 0 ? r->subState[sub] : 1;
    for (;;) {
       int c = peekByte(r);
@@ -541,7 +558,7 @@ int readLoop(XmlReader* r, const Table<N>& table, int sub) {
          return noByteResult(r);
       }
       int cls = kSymbols.cls[c];
-      int next = cls < 0 || (size_t)state > N ? 0 : table.rows[state - 1].next[cls];
+      int next = nextState(table, tableId, state, cls);
       if (next == 0) {
          r->subState[sub] = 0;
          return invalidSymbol(r, c);
@@ -596,7 +613,7 @@ char* getEncodingStr(XmlReader* r) {
 
 int processHeader(XmlReader* r) {
    if (r->subState[XMLSUB_HEADER] == 0) r->stepMark = r->readPos;
-   int stat = readLoop(r, kPI, XMLSUB_HEADER);
+   int stat = readLoop(r, kPI, XMLRD_T_DECL, XMLSUB_HEADER);
    if (stat != 0) return stat;
    char* encoding = getEncodingStr(r);
    if (encoding != nullptr) {
@@ -617,7 +634,7 @@ int processComments(XmlReader* r) {
       r->readPos++;
       r->stepMark = r->readPos;
    }
-   int stat = readLoop(r, kComment, XMLSUB_COMMENT);
+   int stat = readLoop(r, kComment, XMLRD_T_COMMENT, XMLSUB_COMMENT);
    if (stat != 0) return stat;
    setData(r, r->dataBuf + r->stepMark, r->readPos - r->stepMark);
    r->lastEvent = XMLRD_COMMENT;
@@ -627,7 +644,7 @@ int processComments(XmlReader* r) {
 
 int processPI(XmlReader* r) {
    r->stepMark = XMLRD_NO_MARK;
-   int stat = readLoop(r, kPI, XMLSUB_PI);
+   int stat = readLoop(r, kPI, XMLRD_T_PI, XMLSUB_PI);
    if (stat != 0) return stat;
    r->readPos++;
    r->lastEvent = XMLRD_PI;
@@ -638,7 +655,7 @@ int processPI(XmlReader* r) {
 
 int processDTD(XmlReader* r) {
    r->stepMark = XMLRD_NO_MARK;
-   int stat = readLoop(r, kDoctype, XMLSUB_DOCTYPE);
+   int stat = readLoop(r, kDoctype, XMLRD_T_DOCTYPE, XMLSUB_DOCTYPE);
    if (stat != 0) return stat;
    r->readPos++;
    r->lastEvent = XMLRD_DOCTYPE;
@@ -681,7 +698,7 @@ int processStartElement(XmlReader* r) {
          return noByteResult(r);
       }
       int cls = kSymbols.cls[c];
-      next = cls < 0 ? 0 : kStartTag.rows[state - 1].next[cls];
+      next = nextState(kStartTag, XMLRD_T_STARTTAG, state, cls);
       if (next == 0) {
          r->subState[XMLSUB_STARTTAG] = 0;
          return invalidSymbol(r, c);
@@ -759,7 +776,7 @@ int processEndElement(XmlReader* r) {
          return noByteResult(r);
       }
       int cls = kSymbols.cls[c];
-      int next = cls < 0 ? 0 : kEndTag.rows[state - 1].next[cls];
+      int next = nextState(kEndTag, XMLRD_T_ENDTAG, state, cls);
       if (next == 0) {
          r->subState[XMLSUB_ENDTAG] = 0;
          return invalidSymbol(r, c);
@@ -930,6 +947,7 @@ int processCharacters(XmlReader* r) {
          p = 12;
       }
       if (p == 12) {
+         XMLRD_ROW_HIT(XMLRD_T_CHARS, 12);
          r->subState[XMLSUB_CHARS] = p = 1;
          if (c != '\n') {
             deliverChar(r, r->wsMode == 0 ? '\n' : ' ');
@@ -937,7 +955,7 @@ int processCharacters(XmlReader* r) {
          }
       }
       int cls = kSymbols.cls[c];
-      int n = cls < 0 ? 0 : kChars.rows[p - 1].next[cls];
+      int n = nextState(kChars, XMLRD_T_CHARS, p, cls);
       if (n == 0) {
          r->subState[XMLSUB_CHARS] = 0;
          return invalidSymbol(r, c);
@@ -1036,6 +1054,7 @@ int processCDATA(XmlReader* r) {
             state = 18;
             deliverPending(r, r->readPos - r->pendingStart);
             r->readPos++;
+            r->stepMark = r->pendingStart = r->readPos;
             return 1;
          }
          r->readPos++;
@@ -1045,6 +1064,7 @@ int processCDATA(XmlReader* r) {
          state = 18;
       }
       if (state == 18) {
+         XMLRD_ROW_HIT(XMLRD_T_CDATA, 18);
          state = 8;
          if (c != '\n') {
             deliverChar(r, r->wsMode == 0 ? '\n' : ' ');
@@ -1052,7 +1072,7 @@ int processCDATA(XmlReader* r) {
          }
       }
       int cls = kCDataSymbols.cls[c];
-      int n = cls < 0 ? 0 : kCData.rows[state - 1].next[cls];
+      int n = nextState(kCData, XMLRD_T_CDATA, state, cls);
       if (n == 0) {
          state = 0;
          return invalidSymbol(r, c);
@@ -1134,7 +1154,7 @@ int checkForUTF16BOM(XmlReader* r) {
 }
 
 template <size_t N>
-int runDocumentMachine(XmlReader* r, const Table<N>& table) {
+int runDocumentMachine(XmlReader* r, const Table<N>& table, int tableId) {
    while (r->lastEvent == XMLRD_NONE) {
       if (r->mainState < 0) {
          int stat = runSubMachine(r, r->mainState);
@@ -1163,7 +1183,7 @@ int runDocumentMachine(XmlReader* r, const Table<N>& table) {
          }
          int cls = kSymbols.cls[c];
          if (cls < 0) return invalidSymbol(r, c);
-         int next = (size_t)r->mainState > N ? 0 : table.rows[r->mainState - 1].next[cls];
+         int next = nextState(table, tableId, r->mainState, cls);
          if (next == 0) {
             r->mainState = 1;
             return XMLRD_FAIL(r, RTERR_XMLSTATE);
@@ -1212,9 +1232,9 @@ int rtXmlRdNext(XmlReader* r) {
    r->lastEvent = XMLRD_NONE;
    r->lastEventLevel = 0;
    if (r->mainState == 0) r->mainState = 1;
-   int result = last == XMLRD_NONE      ? runDocumentMachine(r, kDocStart)
-                : last == XMLRD_STARTDOC ? runDocumentMachine(r, kAfterDecl)
-                                         : runDocumentMachine(r, kMain);
+   int result = last == XMLRD_NONE      ? runDocumentMachine(r, kDocStart, XMLRD_T_DOCSTART)
+                : last == XMLRD_STARTDOC ? runDocumentMachine(r, kAfterDecl, XMLRD_T_AFTERDECL)
+                                         : runDocumentMachine(r, kMain, XMLRD_T_MAIN);
    if (r->inPlace && r->mpCtxt->pStream == nullptr) r->mpCtxt->buffer.byteIndex = r->readPos;
    return result;
 }
@@ -1294,6 +1314,7 @@ void initReaderInput(XmlReader* r) {
 }  // namespace
 
 XmlReader* rtXmlRdCreateXmlReader(VXCTXT* pctxt) {
+   rtErrXmlInit();
    XmlReader* r = static_cast<XmlReader*>(rtxMemHeapSysAllocZ(VX_HEAP(pctxt), sizeof(XmlReader)));
    if (r == nullptr) {
       VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);

@@ -96,6 +96,10 @@ struct XmlMarkRec {
    uint64_t stepMark;
    uint32_t depth;
    size_t tagCount;
+   XmlTagRec topTag;
+   XmlRdSpan names[3];  // qualified, local, prefix
+   uint8_t emptyElement;
+   int16_t elemNsIndex;
    uint8_t tasks[10];
    uint64_t taskCount;
    uint64_t taskHead;

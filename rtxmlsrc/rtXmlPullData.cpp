@@ -621,6 +621,13 @@ int rtXmlRdMarkPos(XmlReader* r) {
    if (inBuf && m->contentOff < m->keep) m->keep = m->contentOff;
    m->depth = r->depth;
    m->tagCount = r->tagStack.count;
+   m->names[0] = r->qualName;
+   m->names[1] = r->localName;
+   m->names[2] = r->prefixName;
+   m->emptyElement = r->emptyElement;
+   m->elemNsIndex = r->elemNsIndex;
+   if (const XmlTagRec* top = static_cast<const XmlTagRec*>(rtXmlRdStackTop(&r->tagStack)))
+      m->topTag = *top;
    memcpy(m->tasks, r->delayedTasks, sizeof m->tasks);
    m->taskCount = r->mDelayedTaskCount;
    m->taskHead = r->delayedHead;
@@ -637,7 +644,18 @@ int rtXmlRdRewindToMarkedPos(XmlReader* r) {
       r->readPos = m->readPos;
       r->stepMark = m->stepMark;
       r->depth = m->depth;
-      if (m->tagCount <= r->tagStack.count || r->tagStack.data != nullptr) r->tagStack.count = m->tagCount;
+      r->qualName = m->names[0];
+      r->localName = m->names[1];
+      r->prefixName = m->names[2];
+      r->emptyElement = m->emptyElement;
+      r->elemNsIndex = m->elemNsIndex;
+      // The open element of the mark gets its name back, in case a later
+      // sibling took its place on the stack.
+      if (m->tagCount > 0 && rtXmlRdStackEnsureCapacity(r->mpCtxt, &r->tagStack, 0) == 0 &&
+          m->tagCount <= r->tagStack.capacity) {
+         r->tagStack.count = m->tagCount;
+         *static_cast<XmlTagRec*>(rtXmlRdStackTop(&r->tagStack)) = m->topTag;
+      }
       memcpy(r->delayedTasks, m->tasks, sizeof m->tasks);
       r->mDelayedTaskCount = m->taskCount;
       r->delayedHead = m->taskHead;

@@ -7,6 +7,17 @@
 
 #define XMLRD_NO_MARK (~(uint64_t)0)
 
+// The state tables, for the row counts of scratch builds made with
+// VX_XMLRD_ROW_STATS.
+enum {
+   XMLRD_T_DOCSTART, XMLRD_T_AFTERDECL, XMLRD_T_MAIN, XMLRD_T_DECL, XMLRD_T_PI, XMLRD_T_COMMENT,
+   XMLRD_T_STARTTAG, XMLRD_T_ENDTAG, XMLRD_T_CHARS, XMLRD_T_CDATA, XMLRD_T_DOCTYPE,
+   XMLRD_TABLE_COUNT
+};
+#ifdef VX_XMLRD_ROW_STATS
+extern uint32_t g_xmlRdRowHits[XMLRD_TABLE_COUNT][18];
+#endif
+
 // Stacks of fixed-size units from the context's heap.
 void rtXmlRdStackInit(VXCTXT* pctxt, XmlRdStack* pStack, size_t unitSize, size_t capacity);
 void rtXmlRdStackReinit(VXCTXT* pctxt, XmlRdStack* pStack);
