@@ -224,7 +224,9 @@ constexpr Table<15> kDoctype{{
 }};
 
 #ifdef VX_XMLRD_ROW_STATS
+}  // namespace
 uint32_t g_xmlRdRowHits[XMLRD_TABLE_COUNT][18];
+namespace {
 #define XMLRD_ROW_HIT(table, state) (g_xmlRdRowHits[table][(state) - 1]++)
 #else
 #define XMLRD_ROW_HIT(table, state) ((void)0)
