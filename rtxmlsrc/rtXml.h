@@ -70,6 +70,7 @@ struct NSPrefixLink {
 struct XmlNSFrame {
    NSPrefixLink* head;
    XmlNSFrame* next;
+   uint64_t encodedMark;  // namespaces written before this level opened
 };
 
 // A row of a named-bit table; the table ends with a null name.
@@ -89,7 +90,7 @@ struct XmlCtxtInfo {
    char* xsiTypeAttr;
    uint32_t encoding;
    VXRTDList namespaceList;      // of VXXMLNamespace, declared for the document
-   VXRTDList encodedNamespaces;  // written on the open path; null separates levels
+   VXRTDList encodedNamespaces;  // written on the open path; each frame marks its start
    VXRTDList sortedAttrList;     // canonical attributes of the open start tag
    int32_t nsFrameCount;
    XmlNSFrame* nsFrameTop;
@@ -115,6 +116,7 @@ struct XmlCtxtInfo {
    size_t attrsBufSize;
    size_t attrStartPos;          // offset of the last attribute in it
    XmlNSFrame* freeFrames;       // popped frames kept for reuse
+   VXRTDListNode* freeNameNodes; // element name stack nodes kept for reuse
    bool attrsAside;              // the context writes into the side buffer
 };
 

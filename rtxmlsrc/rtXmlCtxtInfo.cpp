@@ -86,6 +86,11 @@ int rtXmlFreeCtxtAppInfo(VXCTXT* pctxt, void* pinfo) {
    rtxMemBufFree(&info->memBuf);
    rtxDListFreeAll(pctxt, &info->namespaceList);
    rtxDListFreeNodes(pctxt, &info->encodedNamespaces);
+   while (info->freeNameNodes != nullptr) {
+      VXRTDListNode* next = info->freeNameNodes->next;
+      rtxMemFreePtr(pctxt, info->freeNameNodes);
+      info->freeNameNodes = next;
+   }
    while (info->freeFrames != nullptr) {
       XmlNSFrame* next = info->freeFrames->next;
       rtxMemFreePtr(pctxt, info->freeFrames);

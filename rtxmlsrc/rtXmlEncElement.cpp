@@ -135,41 +135,76 @@ int rtXmlEncStartElement(VXCTXT* pctxt, const char* elemName, VXXMLNamespace* pN
    VX_ASSERT(0 != info);
    size_t nameLen = strlen(elemName);
    if ((stat = rtXmlNSPush(pctxt)) != 0) return XML_FAIL(pctxt, stat);
-   if (rtxDListAppend(pctxt, &info->encodedNamespaces, nullptr) == nullptr)
-      return XML_FAIL(pctxt, RTERR_NOMEM);
-   if ((stat = rtXmlSetNSPrefixLinks(pctxt, pNSAttrs)) != 0) return XML_FAIL(pctxt, stat);
+   if ((pNSAttrs != nullptr && pNSAttrs->count > 0) || info->namespaceList.count > 0) {
+      if ((stat = rtXmlSetNSPrefixLinks(pctxt, pNSAttrs)) != 0) return XML_FAIL(pctxt, stat);
+   }
 
    const char* prefix = tagPrefix(pctxt, pNS, true);
    size_t prefixLen = prefix != nullptr ? strlen(prefix) : 0;
 
-   if ((stat = rtXmlEncTermStartElement(pctxt)) != 0) return XML_FAIL(pctxt, stat);
-   if ((stat = rtXmlEncIndent(pctxt)) != 0) return XML_FAIL(pctxt, stat);
-   pctxt->level++;
-   pctxt->state = XMLSTATE_SOE;
-
-   stat = xmlReserve(pctxt, nameLen + prefixLen + (prefixLen > 0 ? 3 : 2));
-   if (stat != 0) return XML_FAIL(pctxt, stat);
-   xmlPutRaw(pctxt, "<", 1);
-   if (prefixLen > 0) {
-      xmlPutRaw(pctxt, prefix, prefixLen);
-      xmlPutRaw(pctxt, ":", 1);
-   }
-   xmlPutRaw(pctxt, elemName, nameLen);
-   xmlTerminate(pctxt);
-   if (pctxt->flags & VXCTXT_FLAG_XSIATTR) {
-      // The attribute belongs to this one start tag.
-      pctxt->flags &= ~VXCTXT_FLAG_XSIATTR;
-      if ((stat = rtXmlEncXSINilAttr(pctxt)) != 0) return XML_FAIL(pctxt, stat);
-   }
-   if (terminate) {
-      if ((stat = xmlWriteAscii(pctxt, ">", 1)) != 0) return XML_FAIL(pctxt, stat);
-      pctxt->flags &= ~VXCTXT_FLAG_XMLTAGOPEN;
+   if (xmlPlainMarkup(pctxt, info)) {
+      // The parent's ">", the break, the indentation and this tag at once.
+      bool close = pctxt->state == XMLSTATE_SOE && (pctxt->flags & VXCTXT_FLAG_XMLTAGOPEN) != 0;
+      size_t width = info->indent != 0 ? (size_t)pctxt->level * info->indent : 0;
+      if ((stat = rtxCheckOutputBuffer(pctxt, 5 + width + prefixLen + nameLen + 1)) != 0)
+         return XML_FAIL(pctxt, stat);
+      uint8_t* start = pctxt->buffer.data + pctxt->buffer.byteIndex;
+      uint8_t* p = start;
+      if (close) *p++ = '>';
+      p = xmlPutBreak(pctxt, info, p, width);
+      *p++ = '<';
+      if (prefixLen > 0) {
+         memcpy(p, prefix, prefixLen);
+         p += prefixLen;
+         *p++ = ':';
+      }
+      p = xmlCopyName(p, elemName, nameLen);
+      if (terminate) *p++ = '>';
+      *p = 0;
+      pctxt->buffer.byteIndex += (size_t)(p - start);
+      pctxt->lastChar = p[-1];
+      pctxt->level++;
+      pctxt->state = XMLSTATE_SOE;
+      if (terminate)
+         pctxt->flags &= ~VXCTXT_FLAG_XMLTAGOPEN;
+      else
+         pctxt->flags |= VXCTXT_FLAG_XMLTAGOPEN;
    }
    else {
-      pctxt->flags |= VXCTXT_FLAG_XMLTAGOPEN;
+      if ((stat = rtXmlEncTermStartElement(pctxt)) != 0) return XML_FAIL(pctxt, stat);
+      if ((stat = rtXmlEncIndent(pctxt)) != 0) return XML_FAIL(pctxt, stat);
+      pctxt->level++;
+      pctxt->state = XMLSTATE_SOE;
+
+      stat = xmlReserve(pctxt, nameLen + prefixLen + (prefixLen > 0 ? 3 : 2));
+      if (stat != 0) return XML_FAIL(pctxt, stat);
+      xmlPutRaw(pctxt, "<", 1);
+      if (prefixLen > 0) {
+         xmlPutRaw(pctxt, prefix, prefixLen);
+         xmlPutRaw(pctxt, ":", 1);
+      }
+      xmlPutRaw(pctxt, elemName, nameLen);
+      xmlTerminate(pctxt);
+      if (pctxt->flags & VXCTXT_FLAG_XSIATTR) {
+         // The attribute belongs to this one start tag.
+         pctxt->flags &= ~VXCTXT_FLAG_XSIATTR;
+         if ((stat = rtXmlEncXSINilAttr(pctxt)) != 0) return XML_FAIL(pctxt, stat);
+      }
+      if (terminate) {
+         if ((stat = xmlWriteAscii(pctxt, ">", 1)) != 0) return XML_FAIL(pctxt, stat);
+         pctxt->flags &= ~VXCTXT_FLAG_XMLTAGOPEN;
+      }
+      else {
+         pctxt->flags |= VXCTXT_FLAG_XMLTAGOPEN;
+      }
    }
-   if (rtxDListAppend(pctxt, &pctxt->elemNameStack, (void*)elemName) == nullptr)
+   VXRTDListNode* node = info->freeNameNodes;
+   if (node != nullptr)
+      info->freeNameNodes = node->next;
+   else if ((node = rtxMemAllocType(pctxt, VXRTDListNode)) == nullptr)
       return XML_FAIL(pctxt, RTERR_NOMEM);
+   node->data = (void*)elemName;
+   rtxDListAppendNode(&pctxt->elemNameStack, node);
    if (!terminate && (pctxt->flags & (VXCTXT_FLAG_C14N | VXCTXT_FLAG_NOXMLNS)) == VXCTXT_FLAG_C14N) {
       if ((stat = rtXmlEncStartAttrC14N(pctxt)) != 0) return XML_FAIL(pctxt, stat);
    }
@@ -191,17 +226,18 @@ int rtXmlEncTermStartElement(VXCTXT* pctxt) {
    return 0;
 }
 
-// Closes the level of the element just ended: its prefix frame, its name
-// and the namespaces written for it.
+// Closes the level of the element just ended: the namespaces written for
+// it, its prefix frame and its name (whose node is kept for the next one).
 static void closeLevel(VXCTXT* pctxt, XmlCtxtInfo* info) {
-   rtXmlNSPop(pctxt);
-   if (pctxt->elemNameStack.tail != nullptr)
-      rtxDListFreeNode(pctxt, &pctxt->elemNameStack, pctxt->elemNameStack.tail);
    VXRTDList& encoded = info->encodedNamespaces;
-   while (encoded.tail != nullptr) {
-      bool separator = encoded.tail->data == nullptr;
-      rtxDListFreeNode(pctxt, &encoded, encoded.tail);
-      if (separator) break;
+   uint64_t mark = info->nsFrameTop != nullptr ? info->nsFrameTop->encodedMark : 0;
+   while (encoded.count > mark) rtxDListFreeNode(pctxt, &encoded, encoded.tail);
+   rtXmlNSPop(pctxt);
+   VXRTDListNode* node = pctxt->elemNameStack.tail;
+   if (node != nullptr) {
+      rtxDListRemove(&pctxt->elemNameStack, node);
+      node->next = info->freeNameNodes;
+      info->freeNameNodes = node;
    }
 }
 
@@ -235,25 +271,48 @@ int rtXmlEncEndElement(VXCTXT* pctxt, const char* elemName, VXXMLNamespace* pNS)
    else {
       const char* prefix = tagPrefix(pctxt, pNS, false);
       size_t prefixLen = prefix != nullptr ? strlen(prefix) : 0;
-      if (pctxt->state == XMLSTATE_SOE && (pctxt->flags & VXCTXT_FLAG_XMLTAGOPEN)) {
-         if ((stat = rtXmlEncTermStartElement(pctxt)) != 0) return XML_FAIL(pctxt, stat);
-      }
-      pctxt->level--;
+      bool close = pctxt->state == XMLSTATE_SOE && (pctxt->flags & VXCTXT_FLAG_XMLTAGOPEN);
       // Only an element that held elements or a comment ends on a line of its own.
-      if (pctxt->state == XMLSTATE_EOE || pctxt->state == XMLSTATE_COMMENT) {
-         if ((stat = rtXmlEncIndent(pctxt)) != 0) return XML_FAIL(pctxt, stat);
+      bool own = pctxt->state == XMLSTATE_EOE || pctxt->state == XMLSTATE_COMMENT;
+      if (xmlPlainMarkup(pctxt, info)) {
+         pctxt->level--;
+         size_t width = own && info->indent != 0 ? (size_t)pctxt->level * info->indent : 0;
+         if ((stat = rtxCheckOutputBuffer(pctxt, 6 + width + prefixLen + nameLen + 1)) != 0)
+            return XML_FAIL(pctxt, stat);
+         uint8_t* start = pctxt->buffer.data + pctxt->buffer.byteIndex;
+         uint8_t* p = start;
+         if (close) *p++ = '>';
+         if (own) p = xmlPutBreak(pctxt, info, p, width);
+         *p++ = '<';
+         *p++ = '/';
+         if (prefixLen > 0) {
+            memcpy(p, prefix, prefixLen);
+            p += prefixLen;
+            *p++ = ':';
+         }
+         p = xmlCopyName(p, elemName, nameLen);
+         *p++ = '>';
+         *p = 0;
+         pctxt->buffer.byteIndex += (size_t)(p - start);
+         pctxt->lastChar = '>';
+         pctxt->flags &= ~VXCTXT_FLAG_XMLTAGOPEN;
+      }
+      else {
+         if (close && (stat = rtXmlEncTermStartElement(pctxt)) != 0) return XML_FAIL(pctxt, stat);
+         pctxt->level--;
+         if (own && (stat = rtXmlEncIndent(pctxt)) != 0) return XML_FAIL(pctxt, stat);
+         stat = xmlReserve(pctxt, nameLen + prefixLen + (prefixLen > 0 ? 4 : 3));
+         if (stat != 0) return XML_FAIL(pctxt, stat);
+         xmlPutRaw(pctxt, "</", 2);
+         if (prefixLen > 0) {
+            xmlPutRaw(pctxt, prefix, prefixLen);
+            xmlPutRaw(pctxt, ":", 1);
+         }
+         xmlPutRaw(pctxt, elemName, nameLen);
+         xmlPutRaw(pctxt, ">", 1);
+         xmlTerminate(pctxt);
       }
       pctxt->state = XMLSTATE_EOE;
-      stat = xmlReserve(pctxt, nameLen + prefixLen + (prefixLen > 0 ? 4 : 3));
-      if (stat != 0) return XML_FAIL(pctxt, stat);
-      xmlPutRaw(pctxt, "</", 2);
-      if (prefixLen > 0) {
-         xmlPutRaw(pctxt, prefix, prefixLen);
-         xmlPutRaw(pctxt, ":", 1);
-      }
-      xmlPutRaw(pctxt, elemName, nameLen);
-      xmlPutRaw(pctxt, ">", 1);
-      xmlTerminate(pctxt);
    }
    closeLevel(pctxt, info);
    return 0;

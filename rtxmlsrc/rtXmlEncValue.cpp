@@ -84,8 +84,92 @@ int encValueElement(VXCTXT* pctxt, const char* elemName, VXXMLNamespace* pNS,
    return stat;
 }
 
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// Writes the decimal digits of a magnitude (with "-" if asked) at p; the
+// number of bytes written. p must have room for 21.
+size_t formatDecimal(uint8_t* p, uint64_t magnitude, bool minus) {
+   uint8_t digits[20];
+   size_t i = sizeof digits;
+   while (magnitude >= 100) {
+      size_t pair = (size_t)(magnitude % 100) * 2;
+      magnitude /= 100;
+      digits[--i] = (uint8_t)kDigitPairs[pair + 1];
+      digits[--i] = (uint8_t)kDigitPairs[pair];
+   }
+   if (magnitude >= 10) {
+      digits[--i] = (uint8_t)kDigitPairs[magnitude * 2 + 1];
+      digits[--i] = (uint8_t)kDigitPairs[magnitude * 2];
+   }
+   else {
+      digits[--i] = (uint8_t)('0' + magnitude);
+   }
+   size_t n = sizeof digits - i;
+   if (minus) *p++ = '-';
+   for (size_t k = 0; k < n; k++) p[k] = digits[i + k];
+   return n + (minus ? 1 : 0);
+}
+
+// Decimal digits straight into the output when characters are bytes.
+bool putDecimal(VXCTXT* pctxt, uint64_t magnitude, bool minus) {
+   if (xmlUnitSize(pctxt) != 1 || rtxCheckOutputBuffer(pctxt, 22) != 0) return false;
+   uint8_t* p = pctxt->buffer.data + pctxt->buffer.byteIndex;
+   size_t n = formatDecimal(p, magnitude, minus);
+   p[n] = 0;
+   pctxt->buffer.byteIndex += n;
+   pctxt->lastChar = p[n - 1];
+   xmlSetCharDataState(pctxt);
+   return true;
+}
+
+// A number element in one step, for the plain case: UTF-8 out, no
+// namespace, no declarations to make, no canonical form, no xsi:nil. The
+// element opens and closes within the call, so the prefix frame and the
+// name stack it would push and pop are left alone. False when the case is
+// not plain; nothing is written then.
+bool putNumberElement(VXCTXT* pctxt, const char* elemName, VXXMLNamespace* pNS, uint64_t magnitude,
+                      bool minus) {
+   const XmlCtxtInfo* info = rtXmlGetCtxtInfo(pctxt);
+   if (info == nullptr || pNS != nullptr || elemName[0] == 0 || info->namespaceList.count != 0 ||
+       !xmlPlainMarkup(pctxt, info))
+      return false;
+   size_t nameLen = strlen(elemName);
+   bool close = pctxt->state == XMLSTATE_SOE && (pctxt->flags & VXCTXT_FLAG_XMLTAGOPEN) != 0;
+   size_t width = (size_t)pctxt->level * info->indent;
+   if (rtxCheckOutputBuffer(pctxt, 2 + width + 2 * nameLen + 5 + 21 + 1) != 0) return false;
+   uint8_t* start = pctxt->buffer.data + pctxt->buffer.byteIndex;
+   uint8_t* p = start;
+   if (close) *p++ = '>';
+   p = xmlPutBreak(pctxt, info, p, width);
+   *p++ = '<';
+   p = xmlCopyName(p, elemName, nameLen);
+   *p++ = '>';
+   p += formatDecimal(p, magnitude, minus);
+   *p++ = '<';
+   *p++ = '/';
+   p = xmlCopyName(p, elemName, nameLen);
+   *p++ = '>';
+   *p = 0;
+   pctxt->buffer.byteIndex += (size_t)(p - start);
+   pctxt->flags &= ~VXCTXT_FLAG_XMLTAGOPEN;
+   pctxt->lastChar = '>';
+   pctxt->state = XMLSTATE_EOE;
+   return true;
+}
+
+// The magnitude in unsigned arithmetic, so that the lowest value negates.
+template <class T>
+uint64_t magnitudeOf(T value) {
+   return value < 0 ? 0 - (uint64_t)(int64_t)value : (uint64_t)value;
+}
+
 template <class T, int (*ToText)(T, char*, size_t, char)>
 int encNumberValue(VXCTXT* pctxt, T value) {
+   bool minus = value < 0;
+   if (VX_LIKELY(putDecimal(pctxt, magnitudeOf(value), minus))) return 0;
    char digits[40];
    int n = ToText(value, digits, sizeof digits, 0);
    if (n < 0) return XML_FAIL(pctxt, n);
@@ -187,17 +271,24 @@ int rtXmlEncUInt64Value(VXCTXT* pctxt, uint64_t value) {
    return encNumberValue<uint64_t, rtxUInt64ToCharStr>(pctxt, value);
 }
 
+template <class T, int (*WriteValue)(VXCTXT*, T)>
+int encNumberElement(VXCTXT* pctxt, T value, const char* elemName, VXXMLNamespace* pNS) {
+   if (elemName != nullptr && putNumberElement(pctxt, elemName, pNS, magnitudeOf(value), value < 0))
+      return 0;
+   return encValueElement(pctxt, elemName, pNS, [&] { return WriteValue(pctxt, value); });
+}
+
 int rtXmlEncInt(VXCTXT* pctxt, int32_t value, const char* elemName, VXXMLNamespace* pNS) {
-   return encValueElement(pctxt, elemName, pNS, [&] { return rtXmlEncIntValue(pctxt, value); });
+   return encNumberElement<int32_t, rtXmlEncIntValue>(pctxt, value, elemName, pNS);
 }
 int rtXmlEncUInt(VXCTXT* pctxt, uint32_t value, const char* elemName, VXXMLNamespace* pNS) {
-   return encValueElement(pctxt, elemName, pNS, [&] { return rtXmlEncUIntValue(pctxt, value); });
+   return encNumberElement<uint32_t, rtXmlEncUIntValue>(pctxt, value, elemName, pNS);
 }
 int rtXmlEncInt64(VXCTXT* pctxt, int64_t value, const char* elemName, VXXMLNamespace* pNS) {
-   return encValueElement(pctxt, elemName, pNS, [&] { return rtXmlEncInt64Value(pctxt, value); });
+   return encNumberElement<int64_t, rtXmlEncInt64Value>(pctxt, value, elemName, pNS);
 }
 int rtXmlEncUInt64(VXCTXT* pctxt, uint64_t value, const char* elemName, VXXMLNamespace* pNS) {
-   return encValueElement(pctxt, elemName, pNS, [&] { return rtXmlEncUInt64Value(pctxt, value); });
+   return encNumberElement<uint64_t, rtXmlEncUInt64Value>(pctxt, value, elemName, pNS);
 }
 
 int rtXmlEncBoolValue(VXCTXT* pctxt, bool value) {

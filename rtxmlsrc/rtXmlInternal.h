@@ -66,6 +66,36 @@ VX_INLINE int xmlReserve(VXCTXT* pctxt, size_t n)
    return rtxCheckOutputBuffer(pctxt, n * xmlUnitSize(pctxt) + 1);
 }
 
+// Markup that may be stored directly as bytes in one step: UTF-8 out, no
+// canonical form (and so no side buffer), no xsi:nil and no "/>" pending.
+VX_INLINE bool xmlPlainMarkup(const VXCTXT* pctxt, const XmlCtxtInfo* info)
+{
+   return info->encoding == VXXMLUTF8 &&
+          (pctxt->flags & (VXCTXT_FLAG_C14N | VXCTXT_FLAG_XSIATTR | VXCTXT_FLAG_XMLEMPTYTAG)) == 0;
+}
+
+// The line feed (unless nothing is written yet) and `width` indentation
+// characters at p, when indenting; returns the position behind them.
+VX_INLINE uint8_t* xmlPutBreak(const VXCTXT* pctxt, const XmlCtxtInfo* info, uint8_t* p,
+                               size_t width)
+{
+   if (info->indent == 0) return p;
+   if (pctxt->state != XMLSTATE_INITIAL) *p++ = '\n';
+   memset(p, (uint8_t)info->indentChar, width);
+   return p + width;
+}
+
+// Copies a name; names are short, so without a library call for most.
+VX_INLINE uint8_t* xmlCopyName(uint8_t* p, const char* name, size_t n)
+{
+   if (n > 24) {
+      memcpy(p, name, n);
+      return p + n;
+   }
+   for (size_t i = 0; i < n; i++) p[i] = (uint8_t)name[i];
+   return p + n;
+}
+
 // Writes ASCII markup: reserve, store, terminate.
 int xmlWriteAscii(VXCTXT* pctxt, const char* text, size_t n);
 

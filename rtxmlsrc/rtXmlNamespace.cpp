@@ -96,6 +96,7 @@ int rtXmlNSPush(VXCTXT* pctxt) {
    else if ((frame = rtxMemAllocTypeZ(pctxt, XmlNSFrame)) == nullptr)
       return XML_FAIL(pctxt, RTERR_NOMEM);
    frame->head = nullptr;
+   frame->encodedMark = info->encodedNamespaces.count;
    frame->next = info->nsFrameTop;
    info->nsFrameTop = frame;
    info->nsFrameCount++;

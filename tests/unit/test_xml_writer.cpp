@@ -261,6 +261,10 @@ TEST_F(XmlWriter, BigEndianAndLatin1Text) {
    ASSERT_EQ(0, rtXmlEncUTF8Str(&ctx, "\xC3\xA9", "e", nullptr));
    EXPECT_EQ(std::string("\0<\0e\0>\0\xE9\0<\0/\0e\0>", 16), text());
    ctx.buffer.byteIndex = 0;
+   ASSERT_EQ(0, rtXmlSetIndent(&ctx, 0));
+   ASSERT_EQ(0, rtXmlEncInt(&ctx, -7, "i", nullptr));
+   EXPECT_EQ(std::string("\0<\0i\0>\0-\0" "7\0<\0/\0i\0>", 18), text());
+   ctx.buffer.byteIndex = 0;
    ctx.state = XMLSTATE_INITIAL;
    ASSERT_EQ(0, rtXmlSetEncoding(&ctx, VXXMLLATIN1));
    ASSERT_EQ(0, rtXmlEncUTF8Str(&ctx, "\xC3\xA9&", "e", nullptr));
