@@ -102,17 +102,6 @@ int VXXMLEncodeBuffer::init() {
 
 void VXXMLEncodeBuffer::setFragment(bool value) { rtXmlSetEncDocHdr(getCtxtPtr(), !value); }
 
-int VXXMLEncodeBuffer::write(FILE* fp) {
-   size_t n = getMsgLen();
-   if (fp == nullptr) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_NULLPTR);
-   if (fwrite(getMsgPtr(), 1, n, fp) != n) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_WRITEERR);
-   return 0;
-}
+int VXXMLEncodeBuffer::write(FILE* fp) { return writeMsg(fp); }
 
-int VXXMLEncodeBuffer::write(const char* filename) {
-   FILE* fp = filename ? fopen(filename, "wb") : nullptr;
-   if (fp == nullptr) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_FILNOTFOU);
-   int stat = write(fp);
-   fclose(fp);
-   return stat;
-}
+int VXXMLEncodeBuffer::write(const char* filename) { return writeMsg(filename); }

@@ -123,6 +123,34 @@ static const char* tagPrefix(VXCTXT* pctxt, VXXMLNamespace* pNS, bool startTag) 
    return prefix;
 }
 
+// "prefix:name", or the name alone, at p as bytes.
+static uint8_t* putQName(uint8_t* p, const char* prefix, size_t prefixLen, const char* name,
+                         size_t nameLen) {
+   if (prefixLen > 0) {
+      p = xmlCopyName(p, prefix, prefixLen);
+      *p++ = ':';
+   }
+   return xmlCopyName(p, name, nameLen);
+}
+
+// A tag in any output encoding: the opening text, the qualified name and
+// the closing text.
+static int putTag(VXCTXT* pctxt, const char* open, const char* prefix, size_t prefixLen,
+                  const char* name, size_t nameLen, const char* close) {
+   size_t openLen = strlen(open), closeLen = strlen(close);
+   int stat = xmlReserve(pctxt, openLen + prefixLen + 1 + nameLen + closeLen);
+   if (stat != 0) return stat;
+   xmlPutRaw(pctxt, open, openLen);
+   if (prefixLen > 0) {
+      xmlPutRaw(pctxt, prefix, prefixLen);
+      xmlPutRaw(pctxt, ":", 1);
+   }
+   xmlPutRaw(pctxt, name, nameLen);
+   xmlPutRaw(pctxt, close, closeLen);
+   xmlTerminate(pctxt);
+   return 0;
+}
+
 int rtXmlEncStartElement(VXCTXT* pctxt, const char* elemName, VXXMLNamespace* pNS,
                          VXRTDList* pNSAttrs, bool terminate) {
    int stat = 0;
@@ -153,12 +181,7 @@ int rtXmlEncStartElement(VXCTXT* pctxt, const char* elemName, VXXMLNamespace* pN
       if (close) *p++ = '>';
       p = xmlPutBreak(pctxt, info, p, width);
       *p++ = '<';
-      if (prefixLen > 0) {
-         memcpy(p, prefix, prefixLen);
-         p += prefixLen;
-         *p++ = ':';
-      }
-      p = xmlCopyName(p, elemName, nameLen);
+      p = putQName(p, prefix, prefixLen, elemName, nameLen);
       if (terminate) *p++ = '>';
       *p = 0;
       pctxt->buffer.byteIndex += (size_t)(p - start);
@@ -176,15 +199,8 @@ int rtXmlEncStartElement(VXCTXT* pctxt, const char* elemName, VXXMLNamespace* pN
       pctxt->level++;
       pctxt->state = XMLSTATE_SOE;
 
-      stat = xmlReserve(pctxt, nameLen + prefixLen + (prefixLen > 0 ? 3 : 2));
-      if (stat != 0) return XML_FAIL(pctxt, stat);
-      xmlPutRaw(pctxt, "<", 1);
-      if (prefixLen > 0) {
-         xmlPutRaw(pctxt, prefix, prefixLen);
-         xmlPutRaw(pctxt, ":", 1);
-      }
-      xmlPutRaw(pctxt, elemName, nameLen);
-      xmlTerminate(pctxt);
+      if ((stat = putTag(pctxt, "<", prefix, prefixLen, elemName, nameLen, "")) != 0)
+         return XML_FAIL(pctxt, stat);
       if (pctxt->flags & VXCTXT_FLAG_XSIATTR) {
          // The attribute belongs to this one start tag.
          pctxt->flags &= ~VXCTXT_FLAG_XSIATTR;
@@ -285,12 +301,7 @@ int rtXmlEncEndElement(VXCTXT* pctxt, const char* elemName, VXXMLNamespace* pNS)
          if (own) p = xmlPutBreak(pctxt, info, p, width);
          *p++ = '<';
          *p++ = '/';
-         if (prefixLen > 0) {
-            memcpy(p, prefix, prefixLen);
-            p += prefixLen;
-            *p++ = ':';
-         }
-         p = xmlCopyName(p, elemName, nameLen);
+         p = putQName(p, prefix, prefixLen, elemName, nameLen);
          *p++ = '>';
          *p = 0;
          pctxt->buffer.byteIndex += (size_t)(p - start);
@@ -301,16 +312,8 @@ int rtXmlEncEndElement(VXCTXT* pctxt, const char* elemName, VXXMLNamespace* pNS)
          if (close && (stat = rtXmlEncTermStartElement(pctxt)) != 0) return XML_FAIL(pctxt, stat);
          pctxt->level--;
          if (own && (stat = rtXmlEncIndent(pctxt)) != 0) return XML_FAIL(pctxt, stat);
-         stat = xmlReserve(pctxt, nameLen + prefixLen + (prefixLen > 0 ? 4 : 3));
-         if (stat != 0) return XML_FAIL(pctxt, stat);
-         xmlPutRaw(pctxt, "</", 2);
-         if (prefixLen > 0) {
-            xmlPutRaw(pctxt, prefix, prefixLen);
-            xmlPutRaw(pctxt, ":", 1);
-         }
-         xmlPutRaw(pctxt, elemName, nameLen);
-         xmlPutRaw(pctxt, ">", 1);
-         xmlTerminate(pctxt);
+         if ((stat = putTag(pctxt, "</", prefix, prefixLen, elemName, nameLen, ">")) != 0)
+            return XML_FAIL(pctxt, stat);
       }
       pctxt->state = XMLSTATE_EOE;
    }

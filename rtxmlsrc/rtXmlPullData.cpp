@@ -525,6 +525,24 @@ static int processAttrValue(XmlReader* r, XmlDataCtxt* d) {
    return (int)(j - i);
 }
 
+// The next piece of an element's value, passing comments and instructions:
+// its length, or 0 when a tag ends the value, or a failure.
+static int nextDataEvent(XmlReader* r, XmlDataCtxt* d) {
+   for (;;) {
+      int e = rtXmlRdNext(r);
+      if (e < 0) return e;
+      if (e == XMLRD_COMMENT || e == XMLRD_PI) continue;
+      if (e == XMLRD_STARTTAG || e == XMLRD_ENDTAG) {
+         d->mode = 0;
+         return 0;
+      }
+      if (e == XMLRD_ENDDOC) return XMLRD_FAIL(r, XML_E_UNEXPEOF);
+      setChunk(d, r->contentPtr, (size_t)r->contentLen, r->lastChunk);
+      d->isCData = r->isCData;
+      return (int)r->contentLen;
+   }
+}
+
 int rtXmlRdFirstData(XmlReader* r, XmlDataCtxt* d) {
    memset(d, 0, sizeof *d);
    d->level = r->depth;
@@ -553,19 +571,7 @@ int rtXmlRdFirstData(XmlReader* r, XmlDataCtxt* d) {
       return 0;
    }
    d->mode = 2;
-   for (;;) {
-      int e = rtXmlRdNext(r);
-      if (e < 0) return e;
-      if (e == XMLRD_COMMENT || e == XMLRD_PI) continue;
-      if (e == XMLRD_STARTTAG || e == XMLRD_ENDTAG) {
-         d->mode = 0;
-         return 0;
-      }
-      if (e == XMLRD_ENDDOC) return XMLRD_FAIL(r, XML_E_UNEXPEOF);
-      setChunk(d, r->contentPtr, (size_t)r->contentLen, r->lastChunk);
-      d->isCData = r->isCData;
-      return (int)r->contentLen;
-   }
+   return nextDataEvent(r, d);
 }
 
 int rtXmlRdNextData(XmlReader* r, XmlDataCtxt* d) {
@@ -585,20 +591,8 @@ int rtXmlRdNextData(XmlReader* r, XmlDataCtxt* d) {
       d->mode = 0;
       return 0;
    }
-   for (;;) {
-      int e = rtXmlRdNext(r);
-      if (e < 0) return e;
-      if (e == XMLRD_COMMENT || e == XMLRD_PI) continue;
-      if (e == XMLRD_STARTTAG || e == XMLRD_ENDTAG) {
-         d->mode = 0;
-         return 0;
-      }
-      if (e == XMLRD_ENDDOC) return XMLRD_FAIL(r, XML_E_UNEXPEOF);
-      d->chunkNo++;
-      setChunk(d, r->contentPtr, (size_t)r->contentLen, r->lastChunk);
-      d->isCData = r->isCData;
-      return (int)r->contentLen;
-   }
+   d->chunkNo++;
+   return nextDataEvent(r, d);
 }
 
 // ---- marks ----
