@@ -252,6 +252,7 @@ int rtXmlRdGetAttribute(XmlReader* pReader, size_t index, const uint8_t** ppValu
 int rtXmlRdSelectAttribute(XmlReader* pReader, size_t index);
 int rtXmlRdFirstAttr(XmlReader* pReader);
 int rtXmlRdNextAttr(XmlReader* pReader);
+int rtXmlRdGetXSITypeAttr(XmlReader* pReader);
 
 // Pointer to a piece of the input; offsets count from stepMark when set.
 const uint8_t* rtXmlRdGetPtr(XmlReader* pReader, uint64_t offset, uint64_t* pRemaining);

@@ -2,6 +2,7 @@
 // namespaces, attributes, values), events with a filter, marks, and the
 // source positions of error reports.
 #include <cstdio>
+#include <string>
 
 #include "rtXml.h"
 #include "rtXmlPullInternal.h"
@@ -401,6 +402,38 @@ int rtXmlRdNextAttr(XmlReader* r) {
       return 0;
    }
    return rtXmlRdSelectAttribute(r, next) == 0 ? 1 : -1;
+}
+
+// The xsi attributes of the current start tag into the context: the type
+// and the schema locations into the information record (when there is
+// one), xsi:nil="true" as context flag 0x40.
+int rtXmlRdGetXSITypeAttr(XmlReader* r) {
+   int count = rtXmlRdGetAttributeCount(r);
+   if (count < 0) return count;
+   VXCTXT* pctxt = r->mpCtxt;
+   bool info = rtXmlGetCtxtInfo(pctxt) != nullptr;
+   for (int i = 0; i < count; i++) {
+      const uint8_t *name, *value;
+      size_t nameLen, valueLen;
+      int16_t ns;
+      int stat = rtXmlRdGetAttributeName(r, (size_t)i, &name, &nameLen, &ns);
+      if (stat == 0) stat = rtXmlRdGetAttribute(r, (size_t)i, &value, &valueLen);
+      if (stat != 0) return stat;
+      if (ns != XMLNS_XSI) continue;
+      auto is = [&](const char* text) { return strlen(text) == nameLen && memcmp(text, name, nameLen) == 0; };
+      std::string v((const char*)value, valueLen);
+      if (is("nil")) {
+         if (v == "true" || v == "1") pctxt->flags |= VXCTXT_FLAG_XSIATTR;
+      }
+      else if (info && is("type"))
+         stat = rtXmlSetXSITypeAttr(pctxt, v.c_str());
+      else if (info && is("schemaLocation"))
+         stat = rtXmlSetSchemaLocation(pctxt, v.c_str());
+      else if (info && is("noNamespaceSchemaLocation"))
+         stat = rtXmlSetNoNSSchemaLocation(pctxt, v.c_str());
+      if (stat != 0) return stat;
+   }
+   return 0;
 }
 
 // ---- values ----

@@ -434,6 +434,17 @@ TEST_F(XmlReaderApi, AttributesAndNamespaces) {
    EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
 }
 
+TEST_F(XmlReaderApi, XsiAttributesGoIntoTheContext) {
+   open("<a xmlns:x='http://www.w3.org/2001/XMLSchema-instance' x:type='T' xsi:nil='true' "
+        "xsi:schemaLocation='u l' xsi:noNamespaceSchemaLocation='n' other='o'/>");
+   ASSERT_EQ(0, rtXmlRdGetXSITypeAttr(r));
+   EXPECT_STREQ("T", rtXmlGetCtxtInfo(&ctx)->xsiTypeAttr);
+   EXPECT_STREQ("u l", rtXmlGetCtxtInfo(&ctx)->schemaLocation);
+   EXPECT_STREQ("n", rtXmlGetCtxtInfo(&ctx)->noNSSchemaLocation);
+   EXPECT_NE(0u, ctx.flags & VXCTXT_FLAG_XSIATTR);
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+}
+
 TEST_F(XmlReaderApi, NamespaceIndicesFromTheCallersTable) {
    static const char* const kTable[] = {"urn:one", "urn:two"};
    open("<a xmlns='urn:two' xmlns:s='http://schemas.xmlsoap.org/soap/envelope/' "
