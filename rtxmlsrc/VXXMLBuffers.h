@@ -66,4 +66,26 @@ class VXXMLEncodeBuffer : public VXXMLEncodeBase {
    virtual int write(FILE* fp);
 };
 
+class VXRTInputStream;
+
+class VXXMLDecodeBuffer : public VXXMLMessageBuffer {
+ protected:
+   VXRTInputStream* mpInputStream;
+   bool mbOwnStream;
+
+ public:
+   // Reads from the caller's stream and shares its context.
+   explicit VXXMLDecodeBuffer(VXRTInputStream& inputStream);
+   // Reads the given bytes in place through a memory stream it owns.
+   VXXMLDecodeBuffer(const uint8_t* pMsgBuf, size_t msgBufLen);
+   ~VXXMLDecodeBuffer() override;
+   VXXMLDecodeBuffer(const VXXMLDecodeBuffer&) = delete;
+   VXXMLDecodeBuffer& operator=(const VXXMLDecodeBuffer&) = delete;
+
+   int init() override { return 0; }
+   bool isA(Type bufferType) override { return bufferType == XMLDecode; }
+   // The most errors an event-driven reading would collect.
+   virtual void setMaxErrors(uint32_t maxErrors);
+};
+
 #endif
