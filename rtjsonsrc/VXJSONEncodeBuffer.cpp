@@ -24,19 +24,6 @@ int VXJSONEncodeBuffer::init()
    return 0;
 }
 
-int VXJSONEncodeBuffer::write(FILE* fp)
-{
-   size_t n = getMsgLen();
-   if (fp == nullptr) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_NULLPTR);
-   if (fwrite(getMsgPtr(), 1, n, fp) != n) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_WRITEERR);
-   return 0;
-}
+int VXJSONEncodeBuffer::write(FILE* fp) { return writeMsg(fp); }
 
-int VXJSONEncodeBuffer::write(const char* filename)
-{
-   FILE* fp = filename ? fopen(filename, "wb") : nullptr;
-   if (fp == nullptr) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_FILNOTFOU);
-   int stat = write(fp);
-   fclose(fp);
-   return stat;
-}
+int VXJSONEncodeBuffer::write(const char* filename) { return writeMsg(filename); }

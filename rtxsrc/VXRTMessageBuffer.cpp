@@ -23,3 +23,20 @@ void VXRTMessageBuffer::setDiag(unsigned char value)
 {
    if (getStatus() == 0) rtxSetDiag(getCtxtPtr(), value != 0);
 }
+
+int VXRTMessageBuffer::writeMsg(FILE* fp)
+{
+   size_t n = getMsgLen();
+   if (fp == nullptr) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_NULLPTR);
+   if (fwrite(getMsgPtr(), 1, n, fp) != n) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_WRITEERR);
+   return 0;
+}
+
+int VXRTMessageBuffer::writeMsg(const char* filename)
+{
+   FILE* fp = filename ? fopen(filename, "wb") : nullptr;
+   if (fp == nullptr) return VX_LOG_ERRNEW(getCtxtPtr(), RTERR_FILNOTFOU);
+   int stat = writeMsg(fp);
+   fclose(fp);
+   return stat;
+}

@@ -3,6 +3,8 @@
 #ifndef VXRTMESSAGEBUFFER_H
 #define VXRTMESSAGEBUFFER_H
 
+#include <cstdio>
+
 #include "VXRTContext.h"
 
 class VXRTMessageBufferIF {
@@ -40,6 +42,11 @@ class VXRTMessageBuffer : public VXRTMessageBufferIF {
    VXRTMessageBuffer(Type bufferType, VXRTContext* pContext);
 
    VXRTContext* getContextObj() const { return mCtxtHolder.getContextObj(); }
+
+   // The message (getMsgLen bytes from getMsgPtr) to an open file or to a
+   // file made anew; the encode buffers' write operations.
+   int writeMsg(FILE* fp);
+   int writeMsg(const char* filename);
 
  public:
    ~VXRTMessageBuffer() override {}

@@ -4,7 +4,8 @@
     tools/costsplit.py BUILD_DIR BENCH [BENCH ...]
 
 BENCH is a benchmark of bench_messages, e.g. UperDecode/MAPEM or
-UperToJson/CAM. The benchmark runs under callgrind, counting only inside
+UperToJson/CAM, or of bench_xml, e.g. XmlWrite/doc or JsonRead/doc (these
+also give the instructions per byte of text). The benchmark runs under callgrind, counting only inside
 the function that makes one call (decodeOnce/encodeOnce for the UPER
 benchmarks, the export for the JSON ones). The exclusive counts of every
 function are then summed by group and divided by the number of calls.
@@ -31,6 +32,10 @@ GROUPS = [
                                   r"|^ASN1TPDU|^etsi_|^to_text|^from_text|^int to_text|^int from_text"),
     ("UPER codecs", r"^asn1P[DE]_|^p[deu]_|^rtxDec|^rtxEnc"),
     ("JSON codecs", r"^asn1Json|^rtJson|^jsonGen|^VXJSON|^rtxTxt|^rtxHex|^rtxCharStr"),
+    ("XML writer and reader", r"^rtXml|^xml|^VXXML|^\(anonymous namespace\)::(process|peek|read|"
+                              r"charsReference|deliver|setData|endElement|runDocument|preRead|"
+                              r"makeRoom|putDecimal|escapeText|encValueElement|encNumberValue|"
+                              r"tagPrefix|closeLevel|forEachNSAttr|lookupPrefix|findLink)"),
 ]
 
 TOGGLE = {
@@ -38,7 +43,16 @@ TOGGLE = {
     "UperEncode": "*encodeOnce<ASN1T_{m},*",
     "UperToJson": "etsi_{m}_to_json",
     "JsonToUper": "etsi_{m}_from_json",
+    "XmlWrite": "*xmlWriteOnce*",
+    "JsonWrite": "*jsonWriteOnce*",
+    "XmlRead": "*xmlReadOnce*",
+    "XmlReadBuffered": "*xmlReadOnce*",
+    "JsonRead": "*jsonReadOnce*",
 }
+
+# Benchmarks of their own executable; the others are bench_messages'.
+EXECUTABLE = {kind: "bench_xml" for kind in
+              ("XmlWrite", "JsonWrite", "XmlRead", "XmlReadBuffered", "JsonRead")}
 
 
 def calls_of(out_file, pattern):
@@ -68,13 +82,13 @@ def calls_of(out_file, pattern):
 def split(build, bench):
     kind, msg = bench.split("/")
     toggle = TOGGLE[kind].format(m=msg)
-    exe = os.path.join(build, "bench", "bench_messages")
+    exe = os.path.join(build, "bench", EXECUTABLE.get(kind, "bench_messages"))
     with tempfile.TemporaryDirectory() as tmp:
         out = os.path.join(tmp, "cg.out")
-        subprocess.run(["valgrind", "--tool=callgrind", "--callgrind-out-file=" + out,
-                        "--toggle-collect=" + toggle, exe, "--benchmark_filter=^" + bench + "$",
-                        "--benchmark_min_time=0.5"],
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=True)
+        run = subprocess.run(["valgrind", "--tool=callgrind", "--callgrind-out-file=" + out,
+                              "--toggle-collect=" + toggle, exe, "--benchmark_filter=^" + bench + "$",
+                              "--benchmark_min_time=0.5"],
+                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, check=True)
         n = calls_of(out, toggle)
         text = subprocess.run(["callgrind_annotate", "--threshold=100", out],
                               capture_output=True, text=True, check=True).stdout
@@ -96,6 +110,10 @@ def split(build, bench):
         if group == "other":
             others.append((count, func))
     print("%s: %d calls, %d instructions per call" % (bench, n, total // n))
+    size = re.search(r"bytes=([\d.]+)(k?)", run.stdout)
+    if size:
+        nbytes = float(size.group(1)) * (1000 if size.group(2) else 1)
+        print("  %.2f instructions per byte of text" % (total / n / nbytes))
     for name, count in sums.items():
         if count:
             print("  %-28s %9d  %5.1f%%" % (name, count // n, 100.0 * count / total))

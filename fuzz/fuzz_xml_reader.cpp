@@ -1,0 +1,90 @@
+// The XML pull reader alone. The first input byte picks the whitespace mode
+// (low two bits) and whether the reader asks for names and values at each
+// start tag (bit 2); the rest is the text. It is read twice, in place over a
+// memory stream and through the reader's own buffer (a capture buffer keeps
+// it off the in-place path): every event, its data, the source position and
+// every status must agree, and the number of events is bounded by the
+// length of the text.
+#include <stddef.h>
+#include <stdint.h>
+#include <stdlib.h>
+
+#include <string>
+
+#include "rtXml.h"
+#include "rtXmlPull.h"
+#include "rtxError.h"
+#include "rtxMemBuf.h"
+#include "rtxMemory.h"
+#include "rtxStream.h"
+
+namespace {
+
+std::string readAll(const uint8_t* text, size_t size, bool buffered, uint32_t wsMode, bool probe)
+{
+   VXCTXT ctx;
+   if (rtInitContext(&ctx) != 0) abort();
+   VXRTMEMBUF capture;
+   rtxMemBufInit(&ctx, &capture, 0);
+   std::string log;
+   if (rtxStreamMemoryAttach(&ctx, text, size, VXRT_STREAM_INPUT) == 0) {
+      if (buffered && rtxStreamSetCapture(&ctx, &capture) != 0) abort();
+      XmlReader* r = rtXmlRdCreateXmlReader(&ctx);
+      if (r == nullptr) abort();
+      r->wsMode = wsMode;
+      int ev = rtxErrGetErrorCnt(&ctx) > 0 ? rtxErrGetLastError(&ctx) : (int)r->lastEvent;
+      size_t steps = 0;
+      while (ev > 0 && ev != XMLRD_ENDDOC) {
+         log += std::to_string(ev) + "@" + std::to_string(r->lastEventLevel);
+         if (ev == XMLRD_DATA || ev == XMLRD_COMMENT)
+            log.append((const char*)r->contentPtr, (size_t)r->contentLen);
+         if (ev == XMLRD_STARTTAG && probe) {
+            const uint8_t* name;
+            size_t len;
+            int16_t ns;
+            rtXmlRdGetTagName(r, &name, &len, &ns);
+            log.append((const char*)name, len);
+            int count = rtXmlRdGetAttributeCount(r);
+            for (int i = 0; i < count; i++) {
+               rtXmlRdGetAttributeName(r, (size_t)i, &name, &len, &ns);
+               log.append((const char*)name, len);
+               if (rtXmlRdSelectAttribute(r, (size_t)i) == 0) {
+                  XmlDataCtxt d;
+                  int n = rtXmlRdFirstData(r, &d);
+                  while (n >= 0 && d.mode == 1) {
+                     log.append((const char*)d.chunk, d.chunkLen);
+                     n = rtXmlRdNextData(r, &d);
+                  }
+                  r->attrMode = 0;
+               }
+            }
+         }
+         uint32_t line, col, bytes;
+         rtXmlRdGetSourcePosition(r, &line, &col, &bytes, false);
+         log += "[" + std::to_string(line) + ":" + std::to_string(col) + "]";
+         if (++steps > 3 * size + 10) abort();  // no stalling
+         ev = rtXmlRdNext(r);
+      }
+      log += "=" + std::to_string(ev) + "/" + std::to_string(rtxErrGetErrorCnt(&ctx));
+      char buf[512];
+      if (rtxErrGetErrorCnt(&ctx) > 0) log += rtxErrGetMsgTextBuf(&ctx, buf, sizeof buf);
+      rtXmlpFreeReader(&ctx, r);
+   }
+   rtxMemBufFree(&capture);
+   rtFreeContext(&ctx);
+   return log;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+   if (size < 2) return 0;
+   uint32_t wsMode = data[0] & 3;
+   if (wsMode == 3) wsMode = 0;
+   bool probe = (data[0] & 4) != 0;
+   std::string a = readAll(data + 1, size - 1, false, wsMode, probe);
+   std::string b = readAll(data + 1, size - 1, true, wsMode, probe);
+   if (a != b) abort();
+   return 0;
+}

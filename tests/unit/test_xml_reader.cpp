@@ -1,0 +1,632 @@
+// XML pull reader: events of well-formed and broken texts by machine, the
+// whitespace modes, references, positions in error reports, byte forms,
+// values, attributes and namespaces, marks and filtered events. Every text
+// is read in place, through the reader's buffer and byte by byte, and the
+// three readings must agree.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "rtXmlPullInternal.h"
+#include "xml_reader_fixture.h"
+
+namespace {
+
+using xmltest::readXml;
+
+struct Case {
+   const char* text;
+   const char* events;
+};
+
+void expectEvents(const std::vector<Case>& cases, uint32_t wsMode = 0)
+{
+   for (const auto& c : cases)
+      EXPECT_EQ(c.events, readXml(c.text, wsMode))
+         << xmltest::printable((const uint8_t*)c.text, strlen(c.text));
+}
+
+TEST(XmlReader, DocumentStart)
+{
+   expectEvents({
+      {"<a/>", "<a/@1 ''*@1 </a@1 END"},
+      {"<a></a>", "<a@1 ''*@1 </a@1 END"},
+      {"<?xml version=\"1.0\"?>\n<a>x</a>", "DOC <a@1 'x'*@1 </a@1 END"},
+      {"\xEF\xBB\xBF<a/>", "<a/@1 ''*@1 </a@1 END"},
+      {"#~ \t<a/>", "<a/@1 ''*@1 </a@1 END"},
+      {"<?xml version=\"1.0\"?>\xEF\xBB\xBF<a/>",
+       "DOC ERR -25: Invalid XML state for attempted operation"},
+      {"<![CDATA[x]]><a/>", "ERR -25: Invalid XML state for attempted operation"},
+      {"<?xml version=\"1.0\"?><![CDATA[x]]><a/>",
+       "DOC ERR -25: Invalid XML state for attempted operation"},
+      {"x<a/>", "ERR -25: Invalid XML state for attempted operation"},
+      {"7<a/>", "ERR -25: Invalid XML state for attempted operation"},
+      {"<_a/>", "ERR -25: Invalid XML state for attempted operation"},
+      {"<r><_a/></r>", "<r@1 <_a/@2 ''*@2 </_a@2 </r@1 END"},
+      {"<!-- c --><?pi x?><a/>", "!-- c -- PI <a/@1 ''*@1 </a@1 END"},
+      {"<?xml version=\"1.0\"?><!--c--><a/>", "DOC !--c-- <a/@1 ''*@1 </a@1 END"},
+      {"<?xml version=\"1.0\"?>  <?pi?><a/>", "DOC PI <a/@1 ''*@1 </a@1 END"},
+      {"<!DOCTYPE a [<!ENTITY x \"a>b\"><!ELEMENT a 'c>d'><!-- > --><?p >?>]><a/>",
+       "DOCTYPE <a/@1 ''*@1 </a@1 END"},
+      {"<?xml version=\"1.0\"?><!DOCTYPE a><a/>", "DOC DOCTYPE <a/@1 ''*@1 </a@1 END"},
+      {"<a/>\x01garbage<<", "<a/@1 ''*@1 </a@1 END"},
+      {"<a></a>tail", "<a@1 ''*@1 </a@1 END"},
+   });
+}
+
+TEST(XmlReader, StartAndEndTags)
+{
+   expectEvents({
+      {"<a b='x'/>", "<a/@1 ''*@1 </a@1 END"},
+      {"<a b = \"x\"/>", "<a/@1 ''*@1 </a@1 END"},
+      {"<a b =\"x\" c='y' d:e= \"z\"  ></a>", "<a@1 ''*@1 </a@1 END"},
+      {"<a b = 'x'/>", "ERR -201: Invalid symbol 'x' detected in XML stream at position 1:9"},
+      {"<p:a.b-c_1 :x='1'></p:a.b-c_1 >", "<a.b-c_1@1 ''*@1 </a.b-c_1@1 END"},
+      {"<:a></:a>", "ERR -25: Invalid XML state for attempted operation"},
+      {"<a></b>",
+       "<a@1 ERR -202: Start/end XML tags mismatch: expected 'a', parsed 'b' at position 1:6"},
+      {"<a><b></a>",
+       "<a@1 <b@2 ERR -202: Start/end XML tags mismatch: expected 'b', parsed 'a' at position 1:9"},
+      {"<a></ab>",
+       "<a@1 ERR -202: Start/end XML tags mismatch: expected 'a', parsed 'ab' at position 1:7"},
+      {"<a b>", "ERR -201: Invalid symbol '>' detected in XML stream at position 1:5"},
+      {"<a b=x>", "ERR -201: Invalid symbol 'x' detected in XML stream at position 1:6"},
+      {"<a b='x'c='y'/>", "<a/@1 ''*@1 </a@1 END"},
+      {"<a /x>", "ERR -201: Invalid symbol 'x' detected in XML stream at position 1:5"},
+      {"<a b='1'/x>", "ERR -201: Invalid symbol 'x' detected in XML stream at position 1:10"},
+      {"<a:>", "ERR -201: Invalid symbol '>' detected in XML stream at position 1:4"},
+      {"<a b:='1'>", "ERR -201: Invalid symbol '=' detected in XML stream at position 1:6"},
+      {"<a b c='1'>", "ERR -201: Invalid symbol 'c' detected in XML stream at position 1:6"},
+      {"<a></ a>", "<a@1 ERR -201: Invalid symbol ' ' detected in XML stream at position 1:6"},
+      {"<a></a b>", "<a@1 ERR -201: Invalid symbol 'b' detected in XML stream at position 1:8"},
+      {"<a></:>", "<a@1 ERR -201: Invalid symbol '>' detected in XML stream at position 1:7"},
+      {"<a\xBF/>", "ERR -201: Invalid symbol '\xBF' detected in XML stream at position 1:2(3)"},
+      {"<a", "END"},
+      {"<a>text", "<a@1 END"},
+   });
+}
+
+TEST(XmlReader, CharactersAndLineEnds)
+{
+   expectEvents({
+      {"<a>x<b>y</b>z</a>", "<a@1 'x'@1 <b@2 'y'*@2 </b@2 'z'*@1 </a@1 END"},
+      {"<r><b>x</b><a/></r>", "<r@1 <b@2 'x'*@2 </b@2 <a/@2 </a@2 </r@1 END"},
+      {"<a>a\rb</a>", "<a@1 'a'@1 '\\x0A'@1 'b'*@1 </a@1 END"},
+      {"<a>a\r\nb</a>", "<a@1 'a'@1 '\\x0Ab'*@1 </a@1 END"},
+      {"<a>\r\r\nb</a>", "<a@1 '\\x0Ab'*@1 </a@1 END"},
+      {"<a>\rb</a>", "<a@1 '\\x0A'@1 'b'*@1 </a@1 END"},
+      {"<a>x<<a/>", "<a@1 ERR -201: Invalid symbol '<' detected in XML stream at position 1:6"},
+      {"<a>x\x02</a>",
+       "<a@1 ERR -201: Invalid symbol '\\x02' detected in XML stream at position 1:5"},
+      {"<a>x<!--c-->y</a>", "<a@1 'x'@1 !--c-- 'y'*@1 </a@1 END"},
+      {"<a>x<![CDATA[y]]>z</a>", "<a@1 'x'@1 'y'*@1 'z'*@1 </a@1 END"},
+      {"<a><![CDATA[]]]]></a>", "<a@1 ']]'*@1 </a@1 END"},
+      {"<a><![CDATA[a\r\nb\rc]x]]></a>", "<a@1 'a'@1 '\\x0Ab'@1 '\\x0A'@1 'c]x'*@1 </a@1 END"},
+      {"<a><![CDAT[x]]></a>",
+       "<a@1 ERR -201: Invalid symbol '[' detected in XML stream at position 1:11"},
+      {"<a><!Dx></a>", "<a@1 DOCTYPE ''*@1 </a@1 END"},
+   });
+}
+
+TEST(XmlReader, References)
+{
+   expectEvents({
+      {"<a>&lt;&gt;&amp;&quot;&apos;</a>", "<a@1 '<'@1 '>'@1 '&'@1 '\"'@1 '''@1 ''*@1 </a@1 END"},
+      {"<a>x&#x41;&#65;y</a>", "<a@1 'x'@1 'A'@1 'A'@1 'y'*@1 </a@1 END"},
+      {"<a>&#xe9;</a>", "<a@1 '\\xC3\\xA9'@1 ''*@1 </a@1 END"},
+      {"<a>&#X41;</a>", "<a@1 ERR -204: Bad character reference '&#X41;' found at position 1:8"},
+      {"<a>&nbsp;</a>", "<a@1 ERR -204: Bad character reference '&nbsp;' found at position 1:8"},
+      {"<a>&#x;</a>", "<a@1 ERR -204: Bad character reference '&#x;' found at position 1:6"},
+      // The value wraps at 32 bits: code point 0.
+      {"<a>&#4294967296;</a>", "<a@1 '\\x00'@1 ''*@1 </a@1 END"},
+      {"<a>& b</a>", "<a@1 ERR -201: Invalid symbol ' ' detected in XML stream at position 1:5"},
+   });
+}
+
+TEST(XmlReader, CollapsedWhiteSpace)
+{
+   expectEvents(
+      {
+         {"<a>  a   b  </a>", "<a@1 'a'@1 ' '@1 'b'@1 ''*@1 </a@1 END"},
+         {"<a>a&#10;b</a>", "<a@1 'a'@1 ' '@1 'b'*@1 </a@1 END"},
+         {"<a>&#10;a</a>", "<a@1 'a'*@1 </a@1 END"},
+         {"<a>a &amp; b</a>", "<a@1 'a'@1 ' '@1 '&'@1 ' '@1 'b'*@1 </a@1 END"},
+         {"<a>a&amp;</a>", "<a@1 'a'@1 '&'@1 ''*@1 </a@1 END"},
+         {"<a> </a>", "<a@1 ''*@1 </a@1 END"},
+         {"<a><![CDATA[  x  y ]]></a>", "<a@1 'x'@1 ' '@1 'y'@1 ''*@1 </a@1 END"},
+         {"<a><![CDATA[x ]z ]]]]></a>", "<a@1 'x'@1 ' '@1 ']z'@1 ' '@1 ']]'*@1 </a@1 END"},
+         {"<a><![CDATA[x]]></a>", "<a@1 'x'*@1 </a@1 END"},
+      },
+      2);
+}
+
+TEST(XmlReader, ReplacedWhiteSpace)
+{
+   expectEvents(
+      {
+         {"<a>a\rb&#9;c</a>", "<a@1 'a'@1 ' '@1 'b'@1 ' '@1 'c'*@1 </a@1 END"},
+         {"<a><![CDATA[a\rb]]></a>", "<a@1 'a'@1 ' '@1 'b'*@1 </a@1 END"},
+      },
+      1);
+}
+
+TEST(XmlReader, LongTokensGrowTheBufferInSteps)
+{
+   std::string name(120, 'n');
+   std::string text = "<" + name + ">" + std::string(300, 'v') + "</" + name + ">";
+   EXPECT_EQ("<" + name + "@1 '" + std::string(300, 'v') + "'*@1 </" + name + "@1 END",
+             readXml(text));
+   // Through the buffer: 50, then +50 until the longest token fits.
+   InPlacePair pair(text, 0);
+   XmlReader* r = nullptr;
+   xmltest::EventLogOptions o;
+   xmltest::readWith(&pair.bytewise, o, &r);
+   ASSERT_NE(nullptr, r);
+   EXPECT_EQ(0u, r->bufCap % 50);
+   EXPECT_GE(r->bufCap, 300u);
+   EXPECT_LT(r->bufCap, 300u + 2 * 50u + 10u);
+   rtXmlpFreeReader(&pair.bytewise, r);
+}
+
+TEST(XmlReader, CommentsAndInstructions)
+{
+   expectEvents({
+      {"<a><!-- x - y --></a>", "<a@1 !-- x - y -- ''*@1 </a@1 END"},
+      {"<a><!-- a -- b --></a>",
+       "<a@1 ERR -201: Invalid symbol ' ' detected in XML stream at position 1:13"},
+      {"<a><?p a?b ?\?></a>", "<a@1 PI ''*@1 </a@1 END"},
+      {"<a><!x></a>", "<a@1 DOCTYPE ''*@1 </a@1 END"},
+      {"<!x><a/>", "DOCTYPE <a/@1 ''*@1 </a@1 END"},
+      {"<!-x><a/>", "ERR -25: Invalid XML state for attempted operation"},
+      {"<?xml version='1.0'?><!-x><a/>", "DOC ERR -25: Invalid XML state for attempted operation"},
+      {"<?xml version='1.0'?><!x><a/>", "DOC DOCTYPE <a/@1 ''*@1 </a@1 END"},
+      {"<?xml version='1.0'?>x", "DOC ERR -25: Invalid XML state for attempted operation"},
+      {"<a><!-x></a>", "<a@1 ERR -25: Invalid XML state for attempted operation"},
+      {"<!DOCTYPE a [<!-x>]><a/>",
+       "ERR -201: Invalid symbol 'x' detected in XML stream at position 1:17"},
+      {"<!DOCTYPE a [<x>]><a/>",
+       "ERR -201: Invalid symbol 'x' detected in XML stream at position 1:15"},
+      {"<!DOCTYPE a [<!1>]><a/>",
+       "ERR -201: Invalid symbol '1' detected in XML stream at position 1:16"},
+      {"<!DOCTYPE \"a\"><a/>", "DOCTYPE <a/@1 ''*@1 </a@1 END"},
+      {"<!DOCTYPE a 'b>c' \"d>e\"><a/>", "DOCTYPE <a/@1 ''*@1 </a@1 END"},
+   });
+}
+
+TEST(XmlReader, PositionsInReports)
+{
+   expectEvents({
+      {"<a>\x01</a>",
+       "<a@1 ERR -201: Invalid symbol '\\x01' detected in XML stream at position 1:4"},
+      {"<a>\xC3\xA9\x01",
+       "<a@1 ERR -201: Invalid symbol '\\x01' detected in XML stream at position 1:5(6)"},
+   });
+   struct {
+      const char* text;
+      const char* where;
+   } cases[] = {
+      {"<a>\x01</a>", "at position 1:4"},
+      {"<a>\xC3\xA9\x01", "at position 1:5(6)"},
+      {"<a>\r\n<b>\r<c>\n  <d\x01", "at position 4:5"},
+      {"<a></b>", "at position 1:6"},
+   };
+   for (const auto& c : cases) {
+      InPlacePair pair(c.text, 0);
+      for (VXCTXT* p : {&pair.fast, &pair.bytewise}) {
+         XmlReader* r = rtXmlRdCreateXmlReader(p);
+         while (rtXmlRdNext(r) > 0 && r->lastEvent != XMLRD_ENDDOC) {
+         }
+         rtXmlpFreeReader(p, r);
+         ASSERT_GE(rtxErrGetErrorCnt(p), 1u);
+         const VXRTErrInfo* e = static_cast<const VXRTErrInfo*>(p->errInfo.head->data);
+         ASSERT_GE(e->parmCount, 2);
+         EXPECT_STREQ(c.where, e->parms[e->parmCount - 1]) << c.text;
+      }
+   }
+}
+
+TEST(XmlReader, EndOfTheRootLeavesTheStreamBehindIt)
+{
+   const char* texts[] = {"<a>x</a>  trailing", "<r><a/></r>garbage", "<a/>", "<a b='1'/>\n"};
+   for (const char* t : texts) {
+      InPlacePair pair(t, 0);
+      for (VXCTXT* p : {&pair.fast, &pair.bytewise}) {
+         XmlReader* r = rtXmlRdCreateXmlReader(p);
+         int ev = 0;
+         while ((ev = rtXmlRdNext(r)) > 0 && !(ev == XMLRD_ENDTAG && r->depth == 0)) {
+         }
+         EXPECT_EQ(XMLRD_ENDDOC, rtXmlRdNext(r));
+         rtXmlpFreeReader(p, r);
+      }
+      pair.expectSameEnd(t);
+      EXPECT_EQ(strchr(t, '>') != nullptr ? std::string(t).rfind('>', strlen(t)) : 0,
+                pair.fast.buffer.byteIndex - 1)
+         << t;
+   }
+}
+
+// A reader over bytes fed only through a memory stream (no in-place
+// reading), for byte forms that are converted.
+std::string readConverted(const std::string& text, bool oneByteReads)
+{
+   InPlacePair pair(text, 0);
+   if (oneByteReads) {
+      xmltest::memoryRead() = pair.bytewise.pStream->read;
+      pair.bytewise.pStream->read = xmltest::readOneByte;
+   }
+   xmltest::EventLogOptions o;
+   return xmltest::readWith(&pair.bytewise, o);
+}
+
+std::string utf16(const std::string& ascii, bool bigEndian)
+{
+   std::string out;
+   for (char c : ascii) {
+      if (bigEndian) out += '\0';
+      out += c;
+      if (!bigEndian) out += '\0';
+   }
+   return out;
+}
+
+TEST(XmlReader, ByteForms)
+{
+   std::string le = std::string("\xFF\xFE", 2) + utf16("<a>x</a>", false);
+   std::string be = std::string("\xFE\xFF", 2) + utf16("<a>\xE9</a>", true);
+   for (bool bytewise : {false, true}) {
+      EXPECT_EQ("<a@1 'x'*@1 </a@1 END", readConverted(le, bytewise));
+      EXPECT_EQ("<a@1 '\\xC3\\xA9'*@1 </a@1 END", readConverted(be, bytewise));
+      EXPECT_EQ("ERR -201: Invalid symbol '\\x00' detected in XML stream at position 1:2",
+                readConverted(utf16("<a/>", false), bytewise));
+      // In place the same texts are taken through the stream as well.
+      EXPECT_EQ("<a@1 'x'*@1 </a@1 END", readXml(le));
+   }
+   // Latin-1 is expanded from the fill after the declaration on; the bytes
+   // read with it pass as they are.
+   // How many bytes that is depends on the size of the reads.
+   std::string head = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>";
+   EXPECT_EQ("DOC <a@1 '\\xE9'*@1 </a@1 END", readConverted(head + "<a>\xE9</a>", false));
+   EXPECT_EQ("DOC <a@1 '\\xC3\\xA9'*@1 </a@1 END", readConverted(head + "<a>\xE9</a>", true));
+   std::string pad(60, ' ');
+   EXPECT_EQ("DOC <a@1 '\\xC3\\xA9'*@1 </a@1 END", readXml(head + pad + "<a>\xE9</a>"));
+}
+
+TEST(XmlReader, EmptyMemoryBufferGivesNoReader)
+{
+   VXCTXT ctx;
+   ASSERT_EQ(0, rtInitContext(&ctx));
+   uint8_t none[1] = {0};
+   ASSERT_EQ(0, rtxInitContextBuffer(&ctx, none, 0));
+   EXPECT_EQ(nullptr, rtXmlRdCreateXmlReader(&ctx));
+   EXPECT_EQ(RTERR_ENDOFBUF, rtxErrGetLastError(&ctx));
+   // With bytes, the context's buffer is read in place; its end is -29.
+   uint8_t text[] = "<a>";
+   rtxErrReset(&ctx);
+   ASSERT_EQ(0, rtxInitContextBuffer(&ctx, text, 3));
+   XmlReader* r = rtXmlRdCreateXmlReader(&ctx);
+   ASSERT_NE(nullptr, r);
+   EXPECT_EQ(XMLRD_STARTTAG, (int)r->lastEvent);
+   EXPECT_EQ(3u, ctx.buffer.byteIndex);
+   EXPECT_EQ(XMLRD_ENDDOC, rtXmlRdNext(r));
+   EXPECT_EQ(RTERR_READERR, rtxErrGetLastError(&ctx));
+   rtXmlpFreeReader(&ctx, r);
+   rtFreeContext(&ctx);
+}
+
+class XmlReaderApi : public ::testing::Test {
+ protected:
+   VXCTXT ctx;
+   XmlReader* r = nullptr;
+   std::string text;
+   VXRTMEMBUF capture;
+   // In place, or (buffered) through the reader's buffer.
+   void open(const std::string& t, bool buffered = false)
+   {
+      text = t;
+      ASSERT_EQ(0, rtInitContext(&ctx));
+      ASSERT_EQ(0, rtXmlInitCtxtAppInfo(&ctx));
+      rtxMemBufInit(&ctx, &capture, 0);
+      ASSERT_EQ(0, rtxStreamMemoryAttach(&ctx, (const uint8_t*)text.data(), text.size(),
+                                         VXRT_STREAM_INPUT));
+      if (buffered) {
+         ASSERT_EQ(0, rtxStreamSetCapture(&ctx, &capture));
+      }
+      r = rtXmlRdCreateXmlReader(&ctx);
+      ASSERT_NE(nullptr, r);
+      rtXmlGetCtxtInfo(&ctx)->pXmlReader = r;
+   }
+   void TearDown() override
+   {
+      rtxMemBufFree(&capture);
+      rtFreeContext(&ctx);
+   }
+   std::string chunk(const XmlDataCtxt& d) { return std::string((const char*)d.chunk, d.chunkLen); }
+   // The chunks of the current element's value, "|" behind the last.
+   std::string value()
+   {
+      XmlDataCtxt d;
+      std::string v;
+      int n = rtXmlRdFirstData(r, &d);
+      if (n < 0) return "ERR" + std::to_string(n);
+      if (d.mode == 0 && !d.lastChunk) return v;
+      for (;;) {
+         v += chunk(d) + (d.lastChunk ? "|" : "");
+         if (d.lastChunk) return v;
+         n = rtXmlRdNextData(r, &d);
+         if (n < 0) return "ERR" + std::to_string(n);
+         if (d.mode == 0) return v;
+      }
+   }
+};
+
+TEST_F(XmlReaderApi, ValueEndsAtItsFirstCDataSection)
+{
+   open("<a>x<![CDATA[y]]>z</a>");
+   EXPECT_EQ("xy|", value());
+   EXPECT_TRUE(r->isCData);
+}
+
+TEST_F(XmlReaderApi, ValuesOfEmptyAndNestedElements)
+{
+   open("<r><e/><f></f><g>1<h/>2</g><i>a&amp;b</i></r>");
+   ASSERT_EQ(XMLRD_STARTTAG, rtXmlRdNext(r));
+   EXPECT_TRUE(rtXmlRdIsEmpty(r));
+   EXPECT_EQ("|", value());
+   EXPECT_EQ(XMLRD_DATA, rtXmlRdNext(r));
+   EXPECT_EQ(XMLRD_ENDTAG, rtXmlRdNext(r));
+   ASSERT_EQ(XMLRD_STARTTAG, rtXmlRdNext(r));
+   EXPECT_TRUE(rtXmlRdIsEmpty(r));
+   EXPECT_EQ("|", value());
+   ASSERT_EQ(0, rtXmlRdNextTag(r));
+   EXPECT_FALSE(rtXmlRdIsEmpty(r));
+   EXPECT_EQ("1", value());  // the child ends the value
+   ASSERT_EQ(0, rtXmlRdNextTag(r));
+   EXPECT_EQ("a&b|", value());
+   XmlDataCtxt d;
+   EXPECT_EQ(XML_E_INVMODE, rtXmlRdFirstData(r, &d));
+   EXPECT_EQ(XML_E_INVMODE, rtXmlRdNextData(r, &d));
+}
+
+TEST_F(XmlReaderApi, ValueCutByTheEndOfInput)
+{
+   open("<a>xy");
+   EXPECT_EQ("ERR-206", value());
+}
+
+TEST_F(XmlReaderApi, ListModeHandsOutWords)
+{
+   open("<a> 1  22 3 </a>");
+   rtXmlRdSetListMode(r, true);
+   EXPECT_EQ(2u, rtXmlRdSetWhiteSpaceMode(r, 0));
+   EXPECT_EQ(2u, r->wsMode);
+   XmlDataCtxt d;
+   std::vector<std::string> words;
+   int n = rtXmlRdFirstData(r, &d);
+   while (n > 0 || (n == 0 && d.mode != 0 && !d.lastChunk)) {
+      words.push_back(chunk(d) + (d.lastChunk ? "|" : ""));
+      n = rtXmlRdNext(r) == XMLRD_DATA ? rtXmlRdFirstData(r, &d) : 0;
+   }
+   EXPECT_EQ((std::vector<std::string>{"1|", "22|", "3|"}), words);
+}
+
+TEST_F(XmlReaderApi, AttributesAndNamespaces)
+{
+   open(
+      "<p:a xmlns:p='urn:x' xmlns=\"urn:d\" xsi:nil='true' q:b='1' c=' v &lt; w '>"
+      "<b xmlns:p='http://www.w3.org/2001/XMLSchema'/><p:c/></p:a>");
+   ASSERT_EQ(5, rtXmlRdGetAttributeCount(r));
+   const uint8_t* name;
+   size_t len;
+   int16_t ns;
+   ASSERT_EQ(0, rtXmlRdGetTagName(r, &name, &len, &ns));
+   EXPECT_EQ("a", std::string((const char*)name, len));
+   EXPECT_EQ(XMLNS_UNKNOWN, ns);  // declared, not in the caller's table
+   ASSERT_EQ(0, rtXmlRdGetAttributeName(r, 0, &name, &len, &ns));
+   EXPECT_EQ("p", std::string((const char*)name, len));
+   EXPECT_EQ(XMLNS_DECL, ns);
+   ASSERT_EQ(0, rtXmlRdGetAttributeName(r, 2, &name, &len, &ns));
+   EXPECT_EQ(XMLNS_XSI, ns);
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+   ASSERT_EQ(0, rtXmlRdGetAttributeName(r, 3, &name, &len, &ns));
+   EXPECT_EQ(XML_E_NSURINOTFOU, rtxErrGetLastError(&ctx));  // recorded, the reader goes on
+   EXPECT_EQ("Namespace URI for prefix 'q' not found at position 1:73", xmltest::firstError(&ctx));
+   rtxErrReset(&ctx);
+   EXPECT_EQ(RTERR_INVPARAM, rtXmlRdGetAttributeName(r, 5, &name, &len, &ns));
+   rtxErrReset(&ctx);
+   const uint8_t* v;
+   ASSERT_EQ(0, rtXmlRdGetAttribute(r, 4, &v, &len));
+   EXPECT_EQ(" v &lt; w ", std::string((const char*)v, len));
+   struct {
+      uint32_t mode;
+      const char* chunks;
+   } modes[] = {{0, " v |<| w |"}, {2, "v| |<| |w|"}};
+   for (const auto& m : modes) {
+      rtXmlRdSetWhiteSpaceMode(r, m.mode);
+      ASSERT_EQ(0, rtXmlRdSelectAttribute(r, 4));
+      XmlDataCtxt d;
+      std::string got;
+      int n = rtXmlRdFirstData(r, &d);
+      while (n >= 0 && d.mode == 1) {
+         got += chunk(d) + "|";
+         n = rtXmlRdNextData(r, &d);
+      }
+      EXPECT_EQ(m.chunks, got);
+      EXPECT_EQ(0u, r->attrMode);
+   }
+   ASSERT_EQ(1, rtXmlRdFirstAttr(r));
+   int walked = 1;
+   while (rtXmlRdNextAttr(r) == 1) walked++;
+   EXPECT_EQ(5, walked);
+
+   ASSERT_EQ(XMLRD_STARTTAG, rtXmlRdNext(r));
+   ASSERT_EQ(0, rtXmlRdGetTagName(r, &name, &len, &ns));
+   EXPECT_EQ(XMLNS_UNKNOWN, ns);  // the default namespace, not in the table
+   ASSERT_EQ(XMLRD_DATA, rtXmlRdNext(r));
+   EXPECT_EQ(XML_E_INVMODE, rtXmlRdGetAttributeCount(r));
+   rtxErrReset(&ctx);
+   ASSERT_EQ(0, rtXmlRdNextTag(r));
+   ASSERT_EQ(0, rtXmlRdGetTagName(r, &name, &len, &ns));
+   EXPECT_EQ(XMLNS_UNKNOWN, ns);  // p of the outer element again
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+}
+
+TEST_F(XmlReaderApi, XsiAttributesGoIntoTheContext)
+{
+   open(
+      "<a xmlns:x='http://www.w3.org/2001/XMLSchema-instance' x:type='T' xsi:nil='true' "
+      "xsi:schemaLocation='u l' xsi:noNamespaceSchemaLocation='n' other='o'/>");
+   ASSERT_EQ(0, rtXmlRdGetXSITypeAttr(r));
+   EXPECT_STREQ("T", rtXmlGetCtxtInfo(&ctx)->xsiTypeAttr);
+   EXPECT_STREQ("u l", rtXmlGetCtxtInfo(&ctx)->schemaLocation);
+   EXPECT_STREQ("n", rtXmlGetCtxtInfo(&ctx)->noNSSchemaLocation);
+   EXPECT_NE(0u, ctx.flags & VXCTXT_FLAG_XSIATTR);
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+}
+
+TEST_F(XmlReaderApi, NamespaceIndicesFromTheCallersTable)
+{
+   static const char* const kTable[] = {"urn:one", "urn:two"};
+   open(
+      "<a xmlns='urn:two' xmlns:s='http://schemas.xmlsoap.org/soap/envelope/' "
+      "xmlns:e=''><xml:b/><s:c/></a>");
+   r->nsTable = kTable;
+   r->nsTableCount = 2;
+   int16_t ns;
+   ASSERT_EQ(0, rtXmlRdGetTagName(r, nullptr, nullptr, &ns));
+   EXPECT_EQ(2, ns);
+   ASSERT_EQ(0, rtXmlRdNextTag(r));
+   ASSERT_EQ(0, rtXmlRdGetTagName(r, nullptr, nullptr, &ns));
+   EXPECT_EQ(XMLNS_XML, ns);
+   ASSERT_EQ(0, rtXmlRdNextTag(r));
+   ASSERT_EQ(0, rtXmlRdGetTagName(r, nullptr, nullptr, &ns));
+   EXPECT_EQ(XMLNS_SOAP, ns);
+   ctx.flags |= 0x80u;
+   EXPECT_EQ(XMLNS_UNKNOWN, rtXmlRdGetNamespaceIndex(r, (const uint8_t*)"zz", 2));
+   EXPECT_EQ(XMLNS_UNKNOWN, rtXmlRdGetNamespaceIndex(r, (const uint8_t*)"e", 1));
+   ASSERT_EQ(0, rtXmlRdGetTagName(r, nullptr, nullptr, &ns));
+   EXPECT_EQ((int16_t)0xFFFE, ns);
+   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
+}
+
+class XmlReaderMarks : public XmlReaderApi, public ::testing::WithParamInterface<bool> {};
+
+TEST_P(XmlReaderMarks, RewindReadsTheSameEventsAgain)
+{
+   std::string body;
+   for (int i = 0; i < 20; i++) body += "<i>" + std::to_string(i) + "</i>";
+   open("<r>" + body + "<last/></r>", GetParam());
+   ASSERT_EQ(0, rtXmlRdNextTag(r));
+   ASSERT_EQ(0, rtXmlRdMarkPos(r));
+   xmltest::EventLogOptions o;
+   o.maxEvents = 61;  // up to </last>, before the root closes and the marks go
+   std::string first = xmltest::eventLog(r, (int)r->lastEvent, o);
+   ASSERT_EQ(0, rtXmlRdRewindToMarkedPos(r)) << first;
+   std::string again = xmltest::eventLog(r, (int)r->lastEvent, o);
+   EXPECT_EQ(first, again);
+   EXPECT_NE(std::string::npos, first.find("'19'*@2"));
+   ASSERT_EQ(0, rtXmlRdResetMarkedPos(r));
+   EXPECT_EQ(RTERR_NULLPTR, rtXmlRdResetMarkedPos(r));
+}
+
+INSTANTIATE_TEST_SUITE_P(InPlaceAndBuffered, XmlReaderMarks, ::testing::Bool());
+
+TEST_F(XmlReaderApi, FilteredEventsSkipDeeperElements)
+{
+   open("<r><a><x><y/></x></a><b>2</b></r>");
+   uint64_t ev = 0;
+   ASSERT_EQ(0, rtXmlRdNextEvent(r, XMLRD_STARTTAG, -1, &ev));
+   EXPECT_EQ(XMLRD_STARTTAG | (2ull << 32), ev);  // a
+   // Starts below level 2 are skipped whole.
+   ASSERT_EQ(0, rtXmlRdNextEvent(r, XMLRD_ENDTAG, 2, &ev));
+   EXPECT_EQ(XMLRD_ENDTAG | (2ull << 32), ev);  // </a>
+   ASSERT_EQ(0, rtXmlRdNextTag(r));
+   ASSERT_EQ(0, rtXmlRdSkipCurrentLevel(r));
+   EXPECT_EQ(XMLRD_ENDTAG | (2ull << 32), rtXmlRdGetLastEvent(r));
+   EXPECT_EQ(XMLRD_ENDTAG, (int)rtXmlRdMarkLastEventDone(r));
+   EXPECT_EQ(XMLRD_ENDTAG | XMLRD_DONE_MARK, rtXmlRdMarkLastEventActive(r));
+   ASSERT_EQ(0, rtXmlRdNextEndTag(r));
+   EXPECT_EQ(XML_E_UNEXPEOF, rtXmlRdNextTag(r));
+}
+
+TEST_F(XmlReaderApi, ResetReadsTheNextDocument)
+{
+   open("<a>1</a>");
+   while (rtXmlRdNext(r) != XMLRD_ENDDOC) {
+   }
+   ctx.buffer.byteIndex = 0;
+   ASSERT_EQ(0, rtXmlRdResetXmlReader(r));
+   EXPECT_EQ(XMLRD_STARTTAG, (int)r->lastEvent);
+   EXPECT_EQ(1u, r->depth);
+}
+
+// Any bytes end in an event or a failure: the reader never stalls. A run of
+// events is bounded by the length of the text.
+TEST(XmlReaderRobustness, ArbitraryBytesEndInLinearManySteps)
+{
+   uint32_t seed = 12345;
+   const char alphabet[] = "<>/?!-=\"'&;:._ aZ9\r\n\t[]CDAT#x\x01\xC3\xBF";
+   for (int round = 0; round < 300; round++) {
+      std::string t;
+      size_t n = 1 + (seed >> 7) % 120;
+      for (size_t i = 0; i < n; i++) {
+         seed = seed * 1103515245u + 12345u;
+         t += alphabet[(seed >> 16) % (sizeof alphabet - 1)];
+      }
+      if (round % 3 == 0) t = "<a b='1'>" + t;
+      InPlacePair pair(t, 0);
+      std::string logs[2];
+      int i = 0;
+      for (VXCTXT* p : {&pair.fast, &pair.bytewise}) {
+         XmlReader* r = rtXmlRdCreateXmlReader(p);
+         ASSERT_NE(nullptr, r);
+         int ev = rtxErrGetErrorCnt(p) > 0 ? -1 : (int)r->lastEvent;
+         size_t steps = 0;
+         while (ev > 0 && ev != XMLRD_ENDDOC) {
+            ev = rtXmlRdNext(r);
+            ASSERT_LE(++steps, 3 * t.size() + 10)
+               << xmltest::printable((const uint8_t*)t.data(), t.size());
+         }
+         logs[i++] =
+            std::to_string(ev) + " " + std::to_string(steps) + " " + xmltest::firstError(p);
+         rtXmlpFreeReader(p, r);
+      }
+      EXPECT_EQ(logs[0], logs[1]) << xmltest::printable((const uint8_t*)t.data(), t.size());
+   }
+}
+
+}  // namespace
+
+#ifdef VX_XMLRD_ROW_STATS
+// Scratch builds count the rows of the state tables the tests reach.
+namespace {
+class RowStats : public ::testing::Environment {
+ public:
+   void TearDown() override
+   {
+      static const struct {
+         const char* name;
+         int rows;
+      } kTables[] = {{"document start", 5}, {"after declaration", 5}, {"main", 4},
+                     {"declaration", 2},    {"instruction", 2},       {"comment", 3},
+                     {"start tag", 17},     {"end tag", 5},           {"characters", 12},
+                     {"CDATA", 18},         {"DOCTYPE", 15}};
+      int reached = 0, total = 0;
+      for (int t = 0; t < XMLRD_TABLE_COUNT; t++) {
+         std::string missed;
+         for (int row = 0; row < kTables[t].rows; row++) {
+            total++;
+            if (g_xmlRdRowHits[t][row] > 0)
+               reached++;
+            else
+               missed += " " + std::to_string(row + 1);
+         }
+         printf("%-18s rows not reached:%s\n", kTables[t].name,
+                missed.empty() ? " none" : missed.c_str());
+      }
+      printf("state-table rows reached: %d of %d\n", reached, total);
+   }
+};
+const auto* const kRowStats = ::testing::AddGlobalTestEnvironment(new RowStats);
+}  // namespace
+#endif

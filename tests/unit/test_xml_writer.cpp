@@ -1,0 +1,487 @@
+// XML writer: the declaration, tags, indentation and the short form,
+// escapes, numbers, hexadecimal and bit strings, encodings, namespaces,
+// canonical attributes, and the encode buffer. Texts are compared whole.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "VXXMLBuffers.h"
+#include "rtXml.h"
+#include "rtxDList.h"
+#include "rtxError.h"
+
+namespace {
+
+class XmlWriter : public ::testing::Test {
+ protected:
+   VXCTXT ctx;
+   void SetUp() override
+   {
+      ASSERT_EQ(0, rtInitContext(&ctx));
+      ASSERT_EQ(0, rtXmlInitCtxtAppInfo(&ctx));
+      ASSERT_EQ(0, rtXmlSetEncBufPtr(&ctx, nullptr, 0));
+   }
+   void TearDown() override { rtFreeContext(&ctx); }
+   XmlCtxtInfo* info() { return rtXmlGetCtxtInfo(&ctx); }
+   std::string text() const
+   {
+      return std::string((const char*)ctx.buffer.data, ctx.buffer.byteIndex);
+   }
+   void start(const char* name)
+   {
+      ASSERT_EQ(0, rtXmlEncStartElement(&ctx, name, nullptr, nullptr, false));
+   }
+   void end(const char* name) { ASSERT_EQ(0, rtXmlEncEndElement(&ctx, name, nullptr)); }
+};
+
+TEST_F(XmlWriter, DocumentOfNestedAndValueElements)
+{
+   ctx.flags |= VXCTXT_FLAG_NOXMLNS;
+   const uint8_t octets[] = {0x0A, 0xFF};
+   const uint8_t bits[] = {0xA0};
+   ASSERT_EQ(0, rtXmlEncStartDocument(&ctx));
+   start("CAM");
+   ASSERT_EQ(0, rtXmlEncStartElement(&ctx, "", nullptr, nullptr, true));  // the type's own call
+   ASSERT_EQ(0, rtXmlEncInt(&ctx, -12, "a", nullptr));
+   start("b");
+   ASSERT_EQ(0, rtXmlEncUInt(&ctx, 0, "c", nullptr));
+   ASSERT_EQ(0, rtXmlEncEmptyElement(&ctx, "true", nullptr, nullptr, true));
+   ASSERT_EQ(0, rtXmlEncStartElement(&ctx, "d", nullptr, nullptr, true));
+   end("d");
+   end("b");
+   ASSERT_EQ(0, rtXmlEncHexBinary(&ctx, 2, octets, "h", nullptr));
+   ASSERT_EQ(0, rtXmlEncBitString(&ctx, 4, bits, "bs", nullptr));
+   ASSERT_EQ(0, rtXmlEncBitString(&ctx, 0, bits, "none", nullptr));
+   ASSERT_EQ(0, rtXmlEncUTF8Str(&ctx, "", "s", nullptr));
+   ASSERT_EQ(0, rtXmlEncBool(&ctx, false, "flag", nullptr));
+   end("CAM");
+   EXPECT_EQ(
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+      "<CAM>\n"
+      "   <a>-12</a>\n"
+      "   <b>\n"
+      "      <c>0</c>\n"
+      "      <true/>\n"
+      "      <d/>\n"
+      "   </b>\n"
+      "   <h>0AFF</h>\n"
+      "   <bs>1010</bs>\n"
+      "   <none/>\n"
+      "   <s/>\n"
+      "   <flag>\n"
+      "      <false/>\n"
+      "   </flag>\n"
+      "</CAM>",
+      text());
+   EXPECT_EQ(0, ctx.level);
+   EXPECT_EQ(0u, ctx.elemNameStack.count);
+   EXPECT_EQ(0, info()->nsFrameCount);
+   EXPECT_EQ(0u, info()->encodedNamespaces.count);
+   EXPECT_EQ(0, ctx.buffer.data[ctx.buffer.byteIndex]);
+}
+
+TEST_F(XmlWriter, ShortFormFromOpenAndFromClosedStartTag)
+{
+   rtXmlSetEncDocHdr(&ctx, false);
+   start("a");
+   end("a");
+   EXPECT_EQ(XMLSTATE_EOE, ctx.state);
+   ASSERT_EQ(0, rtXmlEncStartElement(&ctx, "b", nullptr, nullptr, true));
+   EXPECT_EQ(0u, ctx.flags & VXCTXT_FLAG_XMLTAGOPEN);
+   end("b");
+   start("c");
+   ASSERT_EQ(0, rtXmlEncTermStartElement(&ctx));
+   end("c");
+   EXPECT_EQ("<a/>\n<b/>\n<c/>", text());
+}
+
+TEST_F(XmlWriter, NoIndentationMeansNoLineFeeds)
+{
+   ASSERT_EQ(0, rtXmlSetFormatting(&ctx, false));
+   ASSERT_EQ(0, rtXmlEncStartDocument(&ctx));
+   start("r");
+   ASSERT_EQ(0, rtXmlEncInt(&ctx, 7, "x", nullptr));
+   start("y");
+   ASSERT_EQ(0, rtXmlEncInt64(&ctx, INT64_MIN, "z", nullptr));
+   end("y");
+   end("r");
+   EXPECT_EQ(
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?><r><x>7</x><y><z>-9223372036854775808</z></y></r>",
+      text());
+}
+
+TEST_F(XmlWriter, IndentCharAndWidth)
+{
+   ASSERT_EQ(0, rtXmlSetIndent(&ctx, 1));
+   ASSERT_EQ(0, rtXmlSetIndentChar(&ctx, '\t'));
+   rtXmlSetEncDocHdr(&ctx, false);
+   start("r");
+   start("s");
+   ASSERT_EQ(0, rtXmlEncUInt64(&ctx, UINT64_MAX, "t", nullptr));
+   end("s");
+   end("r");
+   EXPECT_EQ("<r>\n\t<s>\n\t\t<t>18446744073709551615</t>\n\t</s>\n</r>", text());
+}
+
+TEST_F(XmlWriter, EscapesByMode)
+{
+   const char raw[] = "\t\n\r\"&'<>x";
+   struct {
+      uint32_t flags;
+      uint8_t state;
+      const char* expected;
+   } cases[] = {
+      {0, XMLSTATE_SOE, "\t\n\r&quot;&amp;&apos;&lt;&gt;x"},
+      {0, XMLSTATE_ATTR, "&#x9;&#xA;&#xD;&quot;&amp;&apos;&lt;&gt;x"},
+      {VXCTXT_FLAG_C14N, XMLSTATE_SOE, "\t\n&#xD;\"&amp;'&lt;&gt;x"},
+      {VXCTXT_FLAG_C14N | VXCTXT_FLAG_NOXMLNS, XMLSTATE_SOE, "\t\n\r\"&amp;'&lt;&gt;x"},
+      {VXCTXT_FLAG_C14N, XMLSTATE_ATTR, "&#x9;&#xA;&#xD;&quot;&amp;'&lt;>x"},
+   };
+   for (const auto& c : cases) {
+      ctx.buffer.byteIndex = 0;
+      ctx.flags = (ctx.flags & ~(VXCTXT_FLAG_C14N | VXCTXT_FLAG_NOXMLNS)) | c.flags;
+      ctx.state = c.state;
+      ASSERT_EQ(0, rtXmlEncStringValue2(&ctx, raw, sizeof raw - 1));
+      EXPECT_EQ(c.expected, text()) << c.flags << "/" << (int)c.state;
+      EXPECT_EQ(c.state == XMLSTATE_ATTR ? XMLSTATE_ATTR : XMLSTATE_CHARDATA, ctx.state);
+   }
+}
+
+TEST_F(XmlWriter, ValuesOfQuotesOnlyComeOutWhole)
+{
+   std::string quotes(1000, '"');
+   std::string apostrophes(1000, '\'');
+   std::string expected;
+   for (int i = 0; i < 1000; i++) expected += "&quot;";
+   for (int i = 0; i < 1000; i++) expected += "&apos;";
+   ASSERT_EQ(0, rtXmlEncStringValue(&ctx, quotes.c_str()));
+   ASSERT_EQ(0, rtXmlEncStringValue(&ctx, apostrophes.c_str()));
+   EXPECT_EQ(expected, text());
+   ctx.buffer.byteIndex = 0;
+   ctx.state = XMLSTATE_INITIAL;
+   ASSERT_EQ(0, rtXmlEncUTF8Str(&ctx, "'", "q", nullptr));
+   EXPECT_EQ("<q>&apos;</q>", text());
+}
+
+TEST_F(XmlWriter, EmptyTextLeavesStateAlone)
+{
+   ctx.state = XMLSTATE_EOE;
+   ASSERT_EQ(0, rtXmlEncStringValue(&ctx, ""));
+   ASSERT_EQ(0, rtXmlEncStringValue(&ctx, nullptr));
+   EXPECT_EQ(XMLSTATE_EOE, ctx.state);
+   EXPECT_EQ("", text());
+}
+
+TEST_F(XmlWriter, CDataFramingAndForbiddenEnd)
+{
+   VXXMLSTRING s{true, "a<b]]c"};
+   ASSERT_EQ(0, rtXmlEncString(&ctx, &s, "v", nullptr));
+   EXPECT_EQ("<v><![CDATA[a<b]]c]]></v>", text());
+   ctx.buffer.byteIndex = 0;
+   ctx.state = XMLSTATE_INITIAL;
+   VXXMLSTRING bad{true, "x]]]>y"};
+   EXPECT_EQ(RTERR_INVPARAM, rtXmlEncString(&ctx, &bad, "v", nullptr));
+   EXPECT_EQ("<v><![CDATA[x]]]>", text());
+   rtxErrReset(&ctx);
+   // Canonical form writes no sections; an empty value is no section either.
+   ctx.buffer.byteIndex = 0;
+   ctx.state = XMLSTATE_EOE;
+   ASSERT_EQ(1, ctx.level);  // the failed element stays open
+   ctx.level = 0;
+   VXXMLSTRING empty{true, ""};
+   ASSERT_EQ(0, rtXmlEncString(&ctx, &empty, "e", nullptr));
+   EXPECT_EQ("\n<e/>", text());
+}
+
+TEST_F(XmlWriter, HexStringsThroughTheEightyDigitArea)
+{
+   uint8_t octets[41];
+   std::string expected;
+   for (int i = 0; i < 41; i++) {
+      octets[i] = (uint8_t)(0xA0 + i);
+      char two[3];
+      snprintf(two, sizeof two, "%02x", octets[i]);
+      expected += two;
+   }
+   ASSERT_EQ(0, rtXmlEncHexStrValue(&ctx, 41, octets));
+   EXPECT_EQ(expected, text());
+   EXPECT_EQ(RTERR_TOOBIG, rtXmlEncHexStrValue(&ctx, -1, octets));
+   rtxErrReset(&ctx);
+   ctx.buffer.byteIndex = 0;
+   ctx.state = XMLSTATE_INITIAL;
+   ctx.flags |= VXCTXT_FLAG_XMLUPPERHEX;
+   ASSERT_EQ(0, rtXmlEncHexBinary(&ctx, 1, octets, "h", nullptr));
+   ASSERT_EQ(0, rtXmlEncHexBinary(&ctx, 0, octets, "z", nullptr));
+   // The bit also tells rtFreeContext to release the record itself.
+   ctx.flags &= ~VXCTXT_FLAG_XMLUPPERHEX;
+   EXPECT_EQ("<h>A0</h>\n<z/>", text());
+   EXPECT_EQ(XMLSTATE_EOE, ctx.state);
+}
+
+TEST_F(XmlWriter, BitStringsWithSpillAreaAndNamedBits)
+{
+   const uint8_t root[] = {0xF0};
+   const uint8_t ext[] = {0x80};
+   ASSERT_EQ(0, rtXmlEncBitStringExt(&ctx, 10, root, 1, ext, nullptr, nullptr));
+   EXPECT_EQ("1111000010", text());
+   EXPECT_EQ(RTERR_TOOBIG,
+             rtXmlEncBitStringExt(&ctx, 1, root, 0x2000000000000000ull, ext, nullptr, nullptr));
+   rtxErrReset(&ctx);
+   ctx.buffer.byteIndex = 0;
+   ctx.state = XMLSTATE_INITIAL;
+   static const XmlNamedBitsDict kNames[] = {
+      {"zero", 0, 4}, {"two", 2, 3}, {"three", 3, 5}, {"nine", 9, 4}, {nullptr, 0, 0}};
+   const uint8_t set[] = {0xB0, 0xFF};  // bits 0, 2, 3 set; bit 9 beyond the count
+   ASSERT_EQ(0, rtXmlEncNamedBits(&ctx, kNames, 8, set, "n", nullptr));
+   const uint8_t none[] = {0x40};
+   ASSERT_EQ(0, rtXmlEncNamedBits(&ctx, kNames, 8, none, "m", nullptr));
+   EXPECT_EQ("<n>zero two three</n>\n<m/>", text());
+}
+
+TEST_F(XmlWriter, EncodingsAndByteOrderMarks)
+{
+   ASSERT_EQ(0, rtXmlSetEncodingStr(&ctx, "utf-16le"));
+   EXPECT_EQ(VXXMLUTF16LE, info()->encoding);
+   EXPECT_EQ(4u, info()->bomKind);
+   ASSERT_EQ(0, rtXmlEncStartDocument(&ctx));
+   start("a");
+   end("a");
+   std::string decl = "<?xml version=\"1.0\" encoding=\"utf-16le\"?>\n<a/>";
+   std::string expected = "\xFF\xFE";
+   for (char c : decl) {
+      expected += c;
+      expected += '\0';
+   }
+   EXPECT_EQ(expected, text());
+
+   struct {
+      const char* name;
+      uint32_t code;
+      uint32_t bom;
+   } names[] = {{"UTF-16", VXXMLUTF16, 3},
+                {"utf-16be", VXXMLUTF16BE, 3},
+                {"iso-8859-1", VXXMLLATIN1, 0},
+                {"UTF-8", VXXMLUTF8, 0},
+                {"an-encoding-name-of-17", VXXMLUTF8, 0}};
+   for (const auto& n : names) {
+      info()->bomKind = 0;
+      ASSERT_EQ(0, rtXmlSetEncodingStr(&ctx, n.name));
+      EXPECT_EQ(n.code, info()->encoding) << n.name;
+      EXPECT_EQ(n.bom, info()->bomKind) << n.name;
+   }
+   EXPECT_EQ(RTERR_NOTSUPP, rtXmlSetEncoding(&ctx, 5));
+   rtxErrReset(&ctx);
+   ASSERT_EQ(0, rtXmlSetWriteBOM(&ctx, false));
+   EXPECT_EQ(0u, info()->bomKind);
+}
+
+TEST_F(XmlWriter, BigEndianAndLatin1Text)
+{
+   ASSERT_EQ(0, rtXmlSetEncoding(&ctx, VXXMLUTF16BE));
+   ASSERT_EQ(0, rtXmlSetWriteBOM(&ctx, false));
+   rtXmlSetEncDocHdr(&ctx, false);
+   ASSERT_EQ(0, rtXmlEncUTF8Str(&ctx, "\xC3\xA9", "e", nullptr));
+   EXPECT_EQ(std::string("\0<\0e\0>\0\xE9\0<\0/\0e\0>", 16), text());
+   ctx.buffer.byteIndex = 0;
+   ASSERT_EQ(0, rtXmlSetIndent(&ctx, 0));
+   ASSERT_EQ(0, rtXmlEncInt(&ctx, -7, "i", nullptr));
+   EXPECT_EQ(std::string("\0<\0i\0>\0-\0"
+                         "7\0<\0/\0i\0>",
+                         18),
+             text());
+   ctx.buffer.byteIndex = 0;
+   ctx.state = XMLSTATE_INITIAL;
+   ASSERT_EQ(0, rtXmlSetEncoding(&ctx, VXXMLLATIN1));
+   ASSERT_EQ(0, rtXmlEncUTF8Str(&ctx, "\xC3\xA9&", "e", nullptr));
+   EXPECT_EQ("<e>\xE9&amp;</e>", text());
+}
+
+TEST_F(XmlWriter, MismatchedEndNameIsRecordedAndWritingGoesOn)
+{
+   rtXmlSetEncDocHdr(&ctx, false);
+   start("a");
+   ASSERT_EQ(0, rtXmlEncInt(&ctx, 1, "x", nullptr));
+   EXPECT_EQ(0, rtXmlEncEndElement(&ctx, "b", nullptr));
+   EXPECT_EQ(RTERR_IDNOTFOU, rtxErrGetLastError(&ctx));
+   EXPECT_EQ("<a>\n   <x>1</x>\n</b>", text());
+   char* report = rtxErrGetText(&ctx, nullptr, nullptr);
+   ASSERT_NE(nullptr, report);
+   EXPECT_NE(nullptr, strstr(report, "expected = a, parsed = b"));
+}
+
+TEST_F(XmlWriter, NamespacePrefixesAndDeclarations)
+{
+   rtXmlSetEncDocHdr(&ctx, false);
+   VXXMLNamespace ns{nullptr, "urn:a"};
+   VXRTDList none;
+   rtxDListInit(&none);
+   ASSERT_EQ(0, rtXmlEncStartElement(&ctx, "r", &ns, &none, false));
+   ASSERT_EQ(0, rtXmlEncNSAttrs(&ctx, &none));
+   ASSERT_EQ(0, rtXmlEncInt(&ctx, 5, "v", &ns));
+   VXXMLNamespace other{nullptr, "urn:b"};
+   ASSERT_EQ(0, rtXmlEncInt(&ctx, 6, "w", &other));
+   VXXMLNamespace noURI{nullptr, ""};
+   ASSERT_EQ(0, rtXmlEncInt(&ctx, 7, "u", &noURI));
+   EXPECT_STREQ("", noURI.prefix);
+   ASSERT_EQ(0, rtXmlEncEndElement(&ctx, "r", &ns));
+   EXPECT_EQ(
+      "<ns1:r xmlns:ns1=\"urn:a\">\n"
+      "   <ns1:v>5</ns1:v>\n"
+      "   <ns2:w xmlns:ns2=\"urn:b\">6</ns2:w>\n"
+      // A made prefix joins the document's namespaces, declared
+      // wherever no list of its own is given and it is not in force.
+      "   <u xmlns:ns2=\"urn:b\">7</u>\n"
+      "</ns1:r>",
+      text());
+   EXPECT_EQ(0, info()->nsFrameCount);
+}
+
+TEST_F(XmlWriter, PrefixStackLookups)
+{
+   static const char* const kTable[] = {"urn:t0", "urn:t1"};
+   ASSERT_EQ(0, rtXmlSetNSURITable(&ctx, kTable, 2));
+   EXPECT_EQ(RTERR_NULLPTR, rtXmlNSAddPrefixLink(&ctx, "p", "urn:x", nullptr, 0));
+   EXPECT_EQ(RTERR_NULLPTR, rtXmlNSPop(&ctx));
+   rtxErrReset(&ctx);
+   ASSERT_EQ(0, rtXmlNSPush(&ctx));
+   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, "p", "urn:t1", nullptr, 0));
+   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, "q", "urn:t1", nullptr, 0));
+   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, "", "urn:t1", nullptr, 0));
+   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, nullptr, "urn:t1", nullptr, 0));  // no change
+   ASSERT_EQ(0, rtXmlNSPush(&ctx));
+   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, "p", "urn:own", nullptr, 0));
+   EXPECT_STREQ("urn:own", rtXmlNSLookupPrefix(&ctx, "p"));  // the top frame wins
+   EXPECT_STREQ("urn:t1", rtXmlNSLookupPrefix(&ctx, "q"));
+   EXPECT_STREQ("urn:t1", rtXmlNSLookupPrefix(&ctx, nullptr));  // empty matches null
+   EXPECT_STREQ("", rtXmlNSGetPrefix(&ctx, "urn:t1"));          // the empty one became the link's
+   EXPECT_EQ(nullptr, rtXmlNSGetPrefix(&ctx, "urn:none"));
+   EXPECT_STREQ("urn:own", rtXmlNSLookupPrefixFrag(&ctx, "pq", 1));
+   EXPECT_STREQ("ns1", rtXmlNSNewPrefix(&ctx, "urn:new", nullptr));
+   EXPECT_EQ(nullptr, rtXmlNSNewPrefix(&ctx, "", nullptr));
+   ASSERT_EQ(0, rtXmlNSPop(&ctx));
+   EXPECT_STREQ("urn:t1", rtXmlNSLookupPrefix(&ctx, "p"));
+   EXPECT_EQ(nullptr, rtXmlNSLookupPrefix(&ctx, "ns1"));
+   VXXMLNamespace a{"x", "urn:1"}, b{"x", "urn:1"}, c{"x", nullptr};
+   EXPECT_TRUE(rtXmlNSEqual(&a, &b));
+   EXPECT_FALSE(rtXmlNSEqual(&a, &c));
+}
+
+TEST_F(XmlWriter, NamespaceEntryWithoutURIFails)
+{
+   VXRTDList attrs;
+   rtxDListInit(&attrs);
+   VXXMLNamespace bad{"p", nullptr};
+   rtxDListAppend(&ctx, &attrs, &bad);
+   EXPECT_EQ(RTERR_BADVALUE, rtXmlEncStartElement(&ctx, "a", nullptr, &attrs, false));
+}
+
+TEST_F(XmlWriter, XsiNilGoesIntoTheNextStartTagOnly)
+{
+   rtXmlSetEncDocHdr(&ctx, false);
+   ASSERT_EQ(0, rtXmlSetEncXSINilAttr(&ctx, true));
+   ASSERT_EQ(0, rtXmlEncEmptyElement(&ctx, "a", nullptr, nullptr, true));
+   ASSERT_EQ(0, rtXmlEncEmptyElement(&ctx, "b", nullptr, nullptr, true));
+   EXPECT_EQ("<a xsi:nil=\"true\"/>\n<b/>", text());
+}
+
+TEST_F(XmlWriter, CanonicalAttributesComeOutSorted)
+{
+   rtXmlSetEncDocHdr(&ctx, false);
+   ASSERT_EQ(0, rtXmlSetEncC14N(&ctx, true));
+   ASSERT_EQ(0, rtXmlNSPush(&ctx));
+   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, "b", "urn:1", nullptr, 0));
+   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, "a", "urn:2", nullptr, 0));
+   start("e");
+   const char* attrs[][2] = {{"z", "1"},           {"a:y", "2"},       {"b:y", "3"},
+                             {"xmlns:b", "urn:1"}, {"xmlns", "urn:0"}, {"xmlns:a", "urn:2"},
+                             {"zz", "<"},          {"b:x", "4"}};
+   for (auto& a : attrs)
+      ASSERT_EQ(0, rtXmlEncUTF8Attr2(&ctx, a[0], strlen(a[0]), a[1], strlen(a[1])));
+   end("e");
+   EXPECT_EQ(
+      "<e xmlns=\"urn:0\" xmlns:a=\"urn:2\" xmlns:b=\"urn:1\" z=\"1\" zz=\"&lt;\" b:x=\"4\" "
+      "b:y=\"3\" a:y=\"2\"></e>",
+      text());
+}
+
+TEST_F(XmlWriter, FragmentAndCanonicalDocumentsHaveNoDeclaration)
+{
+   rtXmlSetEncDocHdr(&ctx, false);
+   ASSERT_EQ(0, rtXmlEncStartDocument(&ctx));
+   EXPECT_EQ(XMLSTATE_INITIAL, ctx.state);
+   rtXmlSetEncDocHdr(&ctx, true);
+   ASSERT_EQ(0, rtXmlSetEncC14N(&ctx, true));
+   ASSERT_EQ(0, rtXmlEncStartDocument(&ctx));
+   EXPECT_EQ("", text());
+}
+
+TEST_F(XmlWriter, ResetKeepsTheMarkAndForgetsTheRest)
+{
+   ASSERT_EQ(0, rtXmlSetEncodingStr(&ctx, "UTF-16"));
+   ASSERT_EQ(0, rtXmlSetIndent(&ctx, 7));
+   ASSERT_EQ(0, rtXmlSetSchemaLocation(&ctx, "loc"));
+   ASSERT_EQ(0, rtXmlSetDigitsFacets(&ctx, 4, 2));
+   ASSERT_EQ(0, rtXmlSetDigitsFacets(&ctx, 9, 9));
+   ASSERT_EQ(0, rtXmlNSPush(&ctx));
+   ASSERT_EQ(0, rtXmlResetCtxtAppInfo(&ctx, info()));
+   EXPECT_EQ(VXXMLUTF8, info()->encoding);
+   EXPECT_EQ(nullptr, info()->encodingName);
+   EXPECT_EQ(3u, info()->bomKind);
+   EXPECT_EQ(3, info()->indent);
+   EXPECT_EQ(nullptr, info()->schemaLocation);
+   EXPECT_EQ(0, info()->nsFrameCount);
+   EXPECT_EQ(4, info()->totalDigits);
+   EXPECT_EQ(2, info()->fractionDigits);
+}
+
+TEST(XmlEncodeBuffer, WritesTheTextToAFile)
+{
+   VXXMLEncodeBuffer buf;
+   EXPECT_TRUE(buf.isA(VXRTMessageBufferIF::XMLEncode));
+   ASSERT_NE(nullptr, buf.getAppInfo());
+   ASSERT_EQ(0, buf.addXMLHeader("1.0", "UTF-8", true));
+   ASSERT_EQ(0, buf.startDocument());  // the header was written already
+   ASSERT_EQ(0, buf.startElement("a"));
+   ASSERT_EQ(0, buf.encodeAttr("k", "v\""));
+   ASSERT_EQ(0, buf.termStartElement());
+   ASSERT_EQ(0, buf.encodeText("x"));
+   ASSERT_EQ(0, buf.endElement("a"));
+   std::string expected = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a k=\"v&quot;\">x</a>";
+   ASSERT_EQ(expected.size(), buf.getMsgLen());
+   FILE* fp = tmpfile();
+   ASSERT_NE(nullptr, fp);
+   ASSERT_EQ(0, buf.write(fp));
+   rewind(fp);
+   char back[128] = {0};
+   EXPECT_EQ(expected.size(), fread(back, 1, sizeof back, fp));
+   fclose(fp);
+   EXPECT_EQ(expected, std::string(back));
+   EXPECT_EQ(RTERR_NULLPTR, buf.write((FILE*)nullptr));
+   ASSERT_EQ(0, buf.init());
+   EXPECT_EQ(0u, buf.getMsgLen());
+}
+
+TEST(XmlEncodeBuffer, CallersMemoryDoesNotGrow)
+{
+   uint8_t mem[8];
+   VXXMLEncodeBuffer buf(mem, sizeof mem);
+   buf.setFragment();
+   EXPECT_EQ(RTERR_BUFOVFLW, buf.startElement("longer-than-eight"));
+}
+
+TEST(XmlEncodeBuffer, ContextReleaseFreesOpenLevels)
+{
+   VXXMLEncodeBuffer buf;
+   VXCTXT* pctxt = buf.getCtxtPtr();
+   VXXMLNamespace ns{"p", "urn:p"};
+   VXRTDList attrs;
+   rtxDListInit(&attrs);
+   rtxDListAppend(pctxt, &attrs, &ns);
+   ASSERT_EQ(0, buf.startElement("a", &ns, &attrs));
+   ASSERT_EQ(0, buf.startElement("b"));
+   buf.setNamespace("urn:q", "q");
+   EXPECT_EQ(2u, pctxt->elemNameStack.count);
+}
+
+}  // namespace
