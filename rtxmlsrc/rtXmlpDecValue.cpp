@@ -58,7 +58,10 @@ int decNumber(VXCTXT* pctxt, uint64_t max, uint64_t limit, bool isSigned, uint64
          unsigned digit = (unsigned)p[i] - '0';
          if (digit > 9 || (neg && !isSigned && digit != 0))
             return DATA_FAIL(r, &d, n - i, RTERR_INVCHAR);
-         if (value > limit || value * 10 > max - digit) return DATA_FAIL(r, &d, n - i, RTERR_TOOBIG);
+         if (value > limit || value * 10 > max - digit) {
+            rtxErrAddElemNameParm(pctxt);
+            return DATA_FAIL(r, &d, n - i, RTERR_TOOBIG);
+         }
          value = value * 10 + digit;
          digits = true;
       }
@@ -359,10 +362,10 @@ int rtXmlpDecXmlStr(VXCTXT* pctxt, VXXMLSTRING* pvalue) {
    // Text of a document without encoding in its declaration is taken as it is.
    const XmlCtxtInfo* info = rtXmlGetCtxtInfo(pctxt);
    if (info->encodingName != nullptr && strcmp(info->encodingName, "UTF-8") == 0) {
-      stat = rtxValidateUTF8(pctxt, g.text);
-      if (stat != 0) {
+      if (rtxValidateUTF8(nullptr, g.text) != 0) {
          rtxMemFreePtr(pctxt, g.text);
-         return VX_LOG_ERR(pctxt, stat);
+         rtXmlRdErrAddDataSrcPos(r, &d, 0);
+         return VX_LOG_ERRNEW(pctxt, RTERR_INVUTF8);
       }
    }
    r->nextWsMode = 0;
