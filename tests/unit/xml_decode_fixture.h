@@ -27,21 +27,7 @@ inline std::string decodeWith(VXCTXT* pctxt, const DecodeBody& body) {
 }
 
 inline std::string decodeXml(const std::string& text, const DecodeBody& body) {
-   std::string logs[3];
-   {
-      InPlacePair pair(text, 0);
-      logs[0] = decodeWith(&pair.fast, body);
-      logs[1] = decodeWith(&pair.bytewise, body);
-   }
-   {
-      InPlacePair pair(text, 0);
-      memoryRead() = pair.bytewise.pStream->read;
-      pair.bytewise.pStream->read = readOneByte;
-      logs[2] = decodeWith(&pair.bytewise, body);
-   }
-   EXPECT_EQ(logs[0], logs[1]) << "through the buffer: " << text;
-   EXPECT_EQ(logs[0], logs[2]) << "byte by byte: " << text;
-   return logs[0];
+   return threeWays(text, [&](VXCTXT* p) { return decodeWith(p, body); });
 }
 
 }  // namespace xmltest
