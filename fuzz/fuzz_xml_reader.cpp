@@ -80,6 +80,11 @@ std::string readAll(const uint8_t* text, size_t size, bool buffered, uint32_t ws
 const XmlElemDescr kRows[] = {{"a", 1, 0, 1}, {"b", 1, 0, 2}, {"c", 1, 0, 3}, {"d", 1, 0, 4},
                               {"e", 1, 0, 5}};
 
+bool endedClean(const std::string& log) {
+   static const std::string kEnd = "#" + std::to_string(XML_OK_EOB);
+   return log.size() >= kEnd.size() && log.compare(log.size() - kEnd.size(), kEnd.size(), kEnd) == 0;
+}
+
 // Elements by table down the levels: each known name reads one kind of
 // value or holds more elements, unknown ones are kept as text or refused.
 std::string walk(VXCTXT* p, bool refuse, int depth, size_t* budget) {
@@ -96,7 +101,13 @@ std::string walk(VXCTXT* p, bool refuse, int depth, size_t* budget) {
          case 2: { bool v = false; stat = rtXmlpDecBool(p, &v); log += v ? "T" : "F"; break; }
          case 3: { ASN1TDynOctStr64 v{0, nullptr}; stat = rtXmlpDecDynHexStr(p, &v); log += std::to_string(v.numocts); break; }
          case 4: stat = rtXmlpDecDynUTF8Str(p, &text); break;
-         case 5: if (depth < 8) log += "(" + walk(p, refuse, depth + 1, budget) + ")"; break;
+         case 5:
+            if (depth < 8) {
+               std::string inner = walk(p, refuse, depth + 1, budget);
+               log += "(" + inner + ")";
+               if (!endedClean(inner)) return log;
+            }
+            break;
          default: stat = rtXmlpDecAnyElem(p, &text); break;
       }
       if (text != nullptr) log += text;
@@ -120,7 +131,10 @@ std::string decodeAll(const uint8_t* text, size_t size, bool buffered, bool refu
       int stat = rtXmlpCreateReader(&ctx);
       if (stat == 0) stat = rtXmlpMatchStartTag(&ctx, "r", 0);
       size_t budget = 3 * size + 10;
-      if (stat == 0) log = walk(&ctx, refuse, 0, &budget) + "/" + std::to_string(rtXmlpMatchEndTag(&ctx, -1));
+      // After a failure of the reader the decoder stops, as the codecs do.
+      if (stat == 0) log = walk(&ctx, refuse, 0, &budget);
+      if (stat == 0 && endedClean(log))
+         log += "/" + std::to_string(rtXmlpMatchEndTag(&ctx, -1));
       log += "=" + std::to_string(rtxErrGetStatus(&ctx));
    }
    rtxMemBufFree(&capture);
