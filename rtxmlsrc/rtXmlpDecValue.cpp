@@ -61,8 +61,10 @@ int decNumber(VXCTXT* pctxt, uint64_t max, uint64_t limit, bool isSigned, uint64
          unsigned digit = (unsigned)p[i] - '0';
          if (digit > 9 || (neg && !isSigned && digit != 0))
             return DATA_FAIL(r, &d, n - i, RTERR_INVCHAR);
-         if (value > limit || value * 10 > max - digit)
+         if (value > limit || value * 10 > max - digit) {
+            rtxErrAddElemNameParm(pctxt);
             return DATA_FAIL(r, &d, n - i, RTERR_TOOBIG);
+         }
          value = value * 10 + digit;
          digits = true;
       }
@@ -77,25 +79,14 @@ int decNumber(VXCTXT* pctxt, uint64_t max, uint64_t limit, bool isSigned, uint64
 }
 
 template <typename T>
-int decSigned(VXCTXT* pctxt, T* pvalue, uint64_t max, uint64_t limit)
-{
+int decInteger(VXCTXT* pctxt, T* pvalue, uint64_t max, uint64_t limit, bool isSigned) {
    uint64_t mag;
    bool neg;
-   int stat = decNumber(pctxt, max, limit, true, &mag, &neg);
+   int stat = decNumber(pctxt, max, limit, isSigned, &mag, &neg);
    if (stat != 0) return stat;
    // The magnitude may be one above the type's maximum: negate unsigned.
-   *pvalue = (T)(int64_t)(neg ? 0 - mag : mag);
+   *pvalue = (T)(neg ? 0 - mag : mag);
    return 0;
-}
-
-template <typename T>
-int decUnsigned(VXCTXT* pctxt, T* pvalue, uint64_t max, uint64_t limit)
-{
-   uint64_t mag;
-   bool neg;
-   int stat = decNumber(pctxt, max, limit, false, &mag, &neg);
-   if (stat == 0) *pvalue = (T)mag;
-   return stat;
 }
 
 // Hexadecimal digits into `fixed` (capacity `bufsize`) or, with `fixed`
@@ -174,36 +165,29 @@ struct TextGather {
 
 }  // namespace
 
-int rtXmlpDecInt(VXCTXT* pctxt, int32_t* pvalue)
-{
-   return decSigned(pctxt, pvalue, 0x7FFFFFFF, 0xCCCCCCC);
+int rtXmlpDecInt(VXCTXT* pctxt, int32_t* pvalue) {
+   return decInteger(pctxt, pvalue, 0x7FFFFFFF, 0xCCCCCCC, true);
 }
 // An unsigned byte's bounds with a limit of 12: up to 129 is taken and
 // cut to 8 bits; the type's range is judged by the encoder.
-int rtXmlpDecInt8(VXCTXT* pctxt, int8_t* pvalue) { return decSigned(pctxt, pvalue, 0xFF, 0xC); }
-int rtXmlpDecInt16(VXCTXT* pctxt, int16_t* pvalue)
-{
-   return decSigned(pctxt, pvalue, 0x7FFF, 0xCCC);
+int rtXmlpDecInt8(VXCTXT* pctxt, int8_t* pvalue) { return decInteger(pctxt, pvalue, 0xFF, 0xC, true); }
+int rtXmlpDecInt16(VXCTXT* pctxt, int16_t* pvalue) {
+   return decInteger(pctxt, pvalue, 0x7FFF, 0xCCC, true);
 }
-int rtXmlpDecInt64(VXCTXT* pctxt, int64_t* pvalue)
-{
-   return decSigned(pctxt, pvalue, 0x7FFFFFFFFFFFFFFFull, 0xCCCCCCCCCCCCCCCull);
+int rtXmlpDecInt64(VXCTXT* pctxt, int64_t* pvalue) {
+   return decInteger(pctxt, pvalue, 0x7FFFFFFFFFFFFFFFull, 0xCCCCCCCCCCCCCCCull, true);
 }
-int rtXmlpDecUInt(VXCTXT* pctxt, uint32_t* pvalue)
-{
-   return decUnsigned(pctxt, pvalue, 0xFFFFFFFFu, 0x19999999u);
+int rtXmlpDecUInt(VXCTXT* pctxt, uint32_t* pvalue) {
+   return decInteger(pctxt, pvalue, 0xFFFFFFFFu, 0x19999999u, false);
 }
-int rtXmlpDecUInt8(VXCTXT* pctxt, uint8_t* pvalue)
-{
-   return decUnsigned(pctxt, pvalue, 0xFF, 0x19);
+int rtXmlpDecUInt8(VXCTXT* pctxt, uint8_t* pvalue) {
+   return decInteger(pctxt, pvalue, 0xFF, 0x19, false);
 }
-int rtXmlpDecUInt16(VXCTXT* pctxt, uint16_t* pvalue)
-{
-   return decUnsigned(pctxt, pvalue, 0xFFFF, 0x1999);
+int rtXmlpDecUInt16(VXCTXT* pctxt, uint16_t* pvalue) {
+   return decInteger(pctxt, pvalue, 0xFFFF, 0x1999, false);
 }
-int rtXmlpDecUInt64(VXCTXT* pctxt, uint64_t* pvalue)
-{
-   return decUnsigned(pctxt, pvalue, ~0ull, 0x1999999999999999ull);
+int rtXmlpDecUInt64(VXCTXT* pctxt, uint64_t* pvalue) {
+   return decInteger(pctxt, pvalue, ~0ull, 0x1999999999999999ull, false);
 }
 
 int rtXmlpDecBool(VXCTXT* pctxt, bool* pvalue)
@@ -383,10 +367,10 @@ int rtXmlpDecXmlStr(VXCTXT* pctxt, VXXMLSTRING* pvalue)
    // Text of a document without encoding in its declaration is taken as it is.
    const XmlCtxtInfo* info = rtXmlGetCtxtInfo(pctxt);
    if (info->encodingName != nullptr && strcmp(info->encodingName, "UTF-8") == 0) {
-      stat = rtxValidateUTF8(pctxt, g.text);
-      if (stat != 0) {
+      if (rtxValidateUTF8(nullptr, g.text) != 0) {
          rtxMemFreePtr(pctxt, g.text);
-         return VX_LOG_ERR(pctxt, stat);
+         rtXmlRdErrAddDataSrcPos(r, &d, 0);
+         return VX_LOG_ERRNEW(pctxt, RTERR_INVUTF8);
       }
    }
    r->nextWsMode = 0;

@@ -132,6 +132,27 @@ inline std::string readWith(VXCTXT* pctxt, const EventLogOptions& o, XmlReader**
    return log;
 }
 
+// Runs `fn` over the text in place, through the reader's buffer and byte
+// by byte, expects the three results to agree and returns the first.
+template <typename Fn>
+std::string threeWays(const std::string& text, Fn fn) {
+   std::string logs[3];
+   {
+      InPlacePair pair(text, 0);
+      logs[0] = fn(&pair.fast);
+      logs[1] = fn(&pair.bytewise);
+   }
+   {
+      InPlacePair pair(text, 0);
+      memoryRead() = pair.bytewise.pStream->read;
+      pair.bytewise.pStream->read = readOneByte;
+      logs[2] = fn(&pair.bytewise);
+   }
+   EXPECT_EQ(logs[0], logs[1]) << "through the buffer: " << printable((const uint8_t*)text.data(), text.size());
+   EXPECT_EQ(logs[0], logs[2]) << "byte by byte: " << printable((const uint8_t*)text.data(), text.size());
+   return logs[0];
+}
+
 // The log of the in-place reading, after checking that the two buffered
 // readings give the same, positions and messages included.
 inline std::string readXml(const std::string& text, uint32_t wsMode = 0)
@@ -139,22 +160,7 @@ inline std::string readXml(const std::string& text, uint32_t wsMode = 0)
    EventLogOptions o;
    o.wsMode = wsMode;
    o.positions = true;
-   std::string logs[3];
-   {
-      InPlacePair pair(text, 0);
-      logs[0] = readWith(&pair.fast, o);
-      logs[1] = readWith(&pair.bytewise, o);
-   }
-   {
-      InPlacePair pair(text, 0);
-      memoryRead() = pair.bytewise.pStream->read;
-      pair.bytewise.pStream->read = readOneByte;
-      logs[2] = readWith(&pair.bytewise, o);
-   }
-   EXPECT_EQ(logs[0], logs[1]) << "through the buffer: "
-                               << printable((const uint8_t*)text.data(), text.size());
-   EXPECT_EQ(logs[0], logs[2]) << "byte by byte: "
-                               << printable((const uint8_t*)text.data(), text.size());
+   threeWays(text, [&](VXCTXT* p) { return readWith(p, o); });
    o.positions = false;
    InPlacePair pair(text, 0);
    return readWith(&pair.fast, o);
