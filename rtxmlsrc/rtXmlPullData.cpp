@@ -441,9 +441,9 @@ int rtXmlRdGetXSITypeAttr(XmlReader* r)
    VXCTXT* pctxt = r->mpCtxt;
    bool info = rtXmlGetCtxtInfo(pctxt) != nullptr;
    for (int i = 0; i < count; i++) {
-      const uint8_t *name, *value;
-      size_t nameLen, valueLen;
-      int16_t ns;
+      const uint8_t *name = nullptr, *value = nullptr;
+      size_t nameLen = 0, valueLen = 0;
+      int16_t ns = 0;
       int stat = rtXmlRdGetAttributeName(r, (size_t)i, &name, &nameLen, &ns);
       if (stat == 0) stat = rtXmlRdGetAttribute(r, (size_t)i, &value, &valueLen);
       if (stat != 0) return stat;

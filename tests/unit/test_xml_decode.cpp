@@ -14,7 +14,8 @@ namespace {
 
 using xmltest::decodeXml;
 
-std::string hex(const uint8_t* p, uint64_t n) {
+std::string hex(const uint8_t* p, uint64_t n)
+{
    std::string s;
    char b[3];
    for (uint64_t i = 0; i < n; i++) {
@@ -27,7 +28,8 @@ std::string hex(const uint8_t* p, uint64_t n) {
 // Decodes <v>...</v> with one value reader; the reader's log or status.
 using ValueReader = std::function<std::string(VXCTXT*)>;
 
-std::string value(const std::string& content, const ValueReader& rd) {
+std::string value(const std::string& content, const ValueReader& rd)
+{
    return decodeXml("<v>" + content + "</v>", [&](VXCTXT* p) {
       if (rtXmlpMatchStartTag(p, "v", 0) != 0) return std::string("nomatch");
       std::string log = rd(p);
@@ -37,7 +39,8 @@ std::string value(const std::string& content, const ValueReader& rd) {
 }
 
 template <typename T, typename Fn>
-ValueReader number(Fn fn) {
+ValueReader number(Fn fn)
+{
    return [fn](VXCTXT* p) {
       T v{};
       int stat = fn(p, &v);
@@ -51,54 +54,84 @@ struct ValueCase {
    const char* expected;
 };
 
-void expectValues(const std::vector<ValueCase>& cases) {
+void expectValues(const std::vector<ValueCase>& cases)
+{
    for (const auto& c : cases) EXPECT_EQ(c.expected, value(c.content, c.reader)) << c.content;
 }
 
-TEST(XmlDecode, Numbers) {
+TEST(XmlDecode, Numbers)
+{
    auto i32 = number<int32_t>(rtXmlpDecInt);
    auto u32 = number<uint32_t>(rtXmlpDecUInt);
    auto i64 = number<int64_t>(rtXmlpDecInt64);
    auto u64 = number<uint64_t>(rtXmlpDecUInt64);
-   auto i8 = number<int>([](VXCTXT* p, int* v) { int8_t x = 0; int s = rtXmlpDecInt8(p, &x); *v = x; return s; });
-   auto u8 = number<unsigned>([](VXCTXT* p, unsigned* v) { uint8_t x = 0; int s = rtXmlpDecUInt8(p, &x); *v = x; return s; });
-   auto i16 = number<int>([](VXCTXT* p, int* v) { int16_t x = 0; int s = rtXmlpDecInt16(p, &x); *v = x; return s; });
-   auto u16 = number<unsigned>([](VXCTXT* p, unsigned* v) { uint16_t x = 0; int s = rtXmlpDecUInt16(p, &x); *v = x; return s; });
+   auto i8 = number<int>([](VXCTXT* p, int* v) {
+      int8_t x = 0;
+      int s = rtXmlpDecInt8(p, &x);
+      *v = x;
+      return s;
+   });
+   auto u8 = number<unsigned>([](VXCTXT* p, unsigned* v) {
+      uint8_t x = 0;
+      int s = rtXmlpDecUInt8(p, &x);
+      *v = x;
+      return s;
+   });
+   auto i16 = number<int>([](VXCTXT* p, int* v) {
+      int16_t x = 0;
+      int s = rtXmlpDecInt16(p, &x);
+      *v = x;
+      return s;
+   });
+   auto u16 = number<unsigned>([](VXCTXT* p, unsigned* v) {
+      uint16_t x = 0;
+      int s = rtXmlpDecUInt16(p, &x);
+      *v = x;
+      return s;
+   });
    expectValues({
-       {"+5", i32, "5 => 0"},
-       {" \n 12 \t", i32, "12 => 0"},
-       {"1 2", i32, "E-24 => -24 Character is not within the defined character set at position 1:5"},
-       {"", i32, "E-21 => -21 Invalid value format at position 1:3"},
-       {"-", i32, "E-24 => -24 Character is not within the defined character set at position 1:4"},
-       {"2147483647", i32, "2147483647 => 0"},
-       {"-2147483648", i32, "-2147483648 => 0"},
-       {"2147483648", i32, "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:12 v"},
-       {"00000000002147483647", i32, "2147483647 => 0"},
-       {"12a", i32, "E-24 => -24 Character is not within the defined character set at position 1:5"},
-       {"-0", u32, "0 => 0"},
-       {"-000", u32, "0 => 0"},
-       {"-1", u32, "E-24 => -24 Character is not within the defined character set at position 1:4"},
-       {"4294967295", u32, "4294967295 => 0"},
-       {"4294967296", u32, "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:12 v"},
-       {"9223372036854775807", i64, "9223372036854775807 => 0"},
-       {"-9223372036854775808", i64, "-9223372036854775808 => 0"},
-       {"-9223372036854775809", i64, "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:22 v"},
-       {"18446744073709551615", u64, "18446744073709551615 => 0"},
-       {"18446744073709551616", u64, "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:22 v"},
-       {"129", i8, "-127 => 0"},
-       {"130", i8, "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:5 v"},
-       {"-128", i8, "-128 => 0"},
-       {"255", u8, "255 => 0"},
-       {"256", u8, "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:5 v"},
-       {"-32768", i16, "-32768 => 0"},
-       {"32768", i16, "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:7 v"},
-       {"65535", u16, "65535 => 0"},
-       {"1&#50;", i32, "12 => 0"},
-       {"<!--c-->7", i32, "7 => 0"},
+      {"+5", i32, "5 => 0"},
+      {" \n 12 \t", i32, "12 => 0"},
+      {"1 2", i32, "E-24 => -24 Character is not within the defined character set at position 1:5"},
+      {"", i32, "E-21 => -21 Invalid value format at position 1:3"},
+      {"-", i32, "E-24 => -24 Character is not within the defined character set at position 1:4"},
+      {"2147483647", i32, "2147483647 => 0"},
+      {"-2147483648", i32, "-2147483648 => 0"},
+      {"2147483648", i32,
+       "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:12 v"},
+      {"00000000002147483647", i32, "2147483647 => 0"},
+      {"12a", i32, "E-24 => -24 Character is not within the defined character set at position 1:5"},
+      {"-0", u32, "0 => 0"},
+      {"-000", u32, "0 => 0"},
+      {"-1", u32, "E-24 => -24 Character is not within the defined character set at position 1:4"},
+      {"4294967295", u32, "4294967295 => 0"},
+      {"4294967296", u32,
+       "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:12 v"},
+      {"9223372036854775807", i64, "9223372036854775807 => 0"},
+      {"-9223372036854775808", i64, "-9223372036854775808 => 0"},
+      {"-9223372036854775809", i64,
+       "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:22 v"},
+      {"18446744073709551615", u64, "18446744073709551615 => 0"},
+      {"18446744073709551616", u64,
+       "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:22 v"},
+      {"129", i8, "-127 => 0"},
+      {"130", i8,
+       "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:5 v"},
+      {"-128", i8, "-128 => 0"},
+      {"255", u8, "255 => 0"},
+      {"256", u8,
+       "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:5 v"},
+      {"-32768", i16, "-32768 => 0"},
+      {"32768", i16,
+       "E-23 => -23 Value will not fit in target variable: element 'v' at position 1:7 v"},
+      {"65535", u16, "65535 => 0"},
+      {"1&#50;", i32, "12 => 0"},
+      {"<!--c-->7", i32, "7 => 0"},
    });
 }
 
-TEST(XmlDecode, BooleansAndEmpty) {
+TEST(XmlDecode, BooleansAndEmpty)
+{
    auto b = [](VXCTXT* p) {
       bool v = false;
       int s = rtXmlpDecBool(p, &v);
@@ -106,18 +139,18 @@ TEST(XmlDecode, BooleansAndEmpty) {
    };
    auto empty = [](VXCTXT* p) { return "E" + std::to_string(rtXmlDecEmptyElement(p)); };
    expectValues({
-       {"true", b, "T => 0"},
-       {" false ", b, "F => 0"},
-       {"1", b, "T => 0"},
-       {"0", b, "F => 0"},
-       {"tru", b, "E-14 => -14 Invalid value specification at position 1:6"},
-       {"falsey", b, "E-14 => -14 Invalid value specification at position 1:3"},
-       {"01", b, "E-14 => -14 Invalid value specification at position 1:5"},
-       {"", b, "E-21 => -21 Invalid value format at position 1:3"},
-       {"", empty, "E0 => 0"},
-       {"<!-- c -->", empty, "E0 => 0"},
-       {" ", empty, "E-220 => -220 Element is not empty, as is required. at position 1:4"},
-       {"<x/>", empty, "E-220 => -50 Element is not empty, as is required. at position 1:7"},
+      {"true", b, "T => 0"},
+      {" false ", b, "F => 0"},
+      {"1", b, "T => 0"},
+      {"0", b, "F => 0"},
+      {"tru", b, "E-14 => -14 Invalid value specification at position 1:6"},
+      {"falsey", b, "E-14 => -14 Invalid value specification at position 1:3"},
+      {"01", b, "E-14 => -14 Invalid value specification at position 1:5"},
+      {"", b, "E-21 => -21 Invalid value format at position 1:3"},
+      {"", empty, "E0 => 0"},
+      {"<!-- c -->", empty, "E0 => 0"},
+      {" ", empty, "E-220 => -220 Element is not empty, as is required. at position 1:4"},
+      {"<x/>", empty, "E-220 => -50 Element is not empty, as is required. at position 1:7"},
    });
    EXPECT_EQ("E0 => 0", decodeXml("<v/>", [&](VXCTXT* p) {
                 rtXmlpMatchStartTag(p, "v", 0);
@@ -125,14 +158,16 @@ TEST(XmlDecode, BooleansAndEmpty) {
              }));
 }
 
-TEST(XmlDecode, BitsAndOctets) {
+TEST(XmlDecode, BitsAndOctets)
+{
    auto bits = [](VXCTXT* p) {
       uint8_t d[2] = {0xFF, 0xFF};
       uint32_t n = 0;
       int s = rtXmlpDecBitString(p, d, &n, 2);
       return s != 0 ? "E" + std::to_string(s) : std::to_string(n) + ":" + hex(d, 2);
    };
-   static const XmlNamedBitsDict kNames[] = {{"left", 0, 4}, {"right", 1, 5}, {"rear", 9, 4}, {nullptr, 0, 0}};
+   static const XmlNamedBitsDict kNames[] = {
+      {"left", 0, 4}, {"right", 1, 5}, {"rear", 9, 4}, {nullptr, 0, 0}};
    auto named = [](VXCTXT* p) {
       uint8_t d[2] = {0xFF, 0xFF};
       uint32_t n = 0;
@@ -148,45 +183,51 @@ TEST(XmlDecode, BitsAndOctets) {
    auto dynHex = [](VXCTXT* p) {
       ASN1TDynOctStr64 v{0, nullptr};
       int s = rtXmlpDecDynHexStr(p, &v);
-      return s != 0 ? "E" + std::to_string(s) : std::to_string(v.numocts) + ":" + hex(v.data, v.numocts);
+      return s != 0 ? "E" + std::to_string(s)
+                    : std::to_string(v.numocts) + ":" + hex(v.data, v.numocts);
    };
    expectValues({
-       {"101", bits, "3:A0FF => 0"},
-       {"", bits, "0:FFFF => 0"},
-       {"111100001", bits, "9:F080 => 0"},
-       {"1111000011110000", bits, "16:F0F0 => 0"},
-       {"11110000111100001", bits, "E-13 => -13 Max items in sized character or binary string field exceeded at position 1:19"},
-       {"102", bits, "E-24 => -24 Character is not within the defined character set at position 1:5"},
-       {"right left", named, "2:C000 => 0"},
-       {"  rear  unknown ", named, "10:0040 => 0"},
-       {"", named, "1:0000 => 0"},
-       {"abc", fixedHex, "0ABC => 0"},
-       {"0a1B2c", fixedHex, "0A1B2C => 0"},
-       {"0a1B2c3", fixedHex, "E-13 => -13 Max items in sized character or binary string field exceeded at position 1:9"},
-       {"0g", fixedHex, "E-11 => -11 Invalid hex string at position 1:4"},
-       {"", dynHex, "0: => 0"},
-       {"ABC", dynHex, "2:0ABC => 0"},
-       {" 00 FF ", dynHex, "E-11 => -11 Invalid hex string at position 1:7"},
-       {std::string(100, 'f').c_str(), dynHex, ("50:" + std::string(100, 'F') + " => 0").c_str()},
+      {"101", bits, "3:A0FF => 0"},
+      {"", bits, "0:FFFF => 0"},
+      {"111100001", bits, "9:F080 => 0"},
+      {"1111000011110000", bits, "16:F0F0 => 0"},
+      {"11110000111100001", bits,
+       "E-13 => -13 Max items in sized character or binary string field exceeded at position 1:19"},
+      {"102", bits,
+       "E-24 => -24 Character is not within the defined character set at position 1:5"},
+      {"right left", named, "2:C000 => 0"},
+      {"  rear  unknown ", named, "10:0040 => 0"},
+      {"", named, "1:0000 => 0"},
+      {"abc", fixedHex, "0ABC => 0"},
+      {"0a1B2c", fixedHex, "0A1B2C => 0"},
+      {"0a1B2c3", fixedHex,
+       "E-13 => -13 Max items in sized character or binary string field exceeded at position 1:9"},
+      {"0g", fixedHex, "E-11 => -11 Invalid hex string at position 1:4"},
+      {"", dynHex, "0: => 0"},
+      {"ABC", dynHex, "2:0ABC => 0"},
+      {" 00 FF ", dynHex, "E-11 => -11 Invalid hex string at position 1:7"},
+      {std::string(100, 'f').c_str(), dynHex, ("50:" + std::string(100, 'F') + " => 0").c_str()},
    });
 }
 
-TEST(XmlDecode, Strings) {
+TEST(XmlDecode, Strings)
+{
    auto str = [](VXCTXT* p) {
       VXXMLSTRING s{false, nullptr};
       int stat = rtXmlpDecXmlStr(p, &s);
-      return stat != 0 ? "E" + std::to_string(stat) : std::string(s.cdata ? "C:" : "") + "[" + s.value + "]";
+      return stat != 0 ? "E" + std::to_string(stat)
+                       : std::string(s.cdata ? "C:" : "") + "[" + s.value + "]";
    };
    auto collapsed = [str](VXCTXT* p) {
       rtXmlpSetWhiteSpaceMode(p, 1);
       return str(p);
    };
    expectValues({
-       {"", str, "[] => 0"},
-       {" a &amp; b\r\n", str, "[ a & b\n] => 0"},
-       {"a\tb\nc", collapsed, "[a b c] => 0"},
-       {"<![CDATA[<x>]]>", str, "C:[<x>] => 0"},
-       {"caf\xC3\xA9", str, "[caf\xC3\xA9] => 0"},
+      {"", str, "[] => 0"},
+      {" a &amp; b\r\n", str, "[ a & b\n] => 0"},
+      {"a\tb\nc", collapsed, "[a b c] => 0"},
+      {"<![CDATA[<x>]]>", str, "C:[<x>] => 0"},
+      {"caf\xC3\xA9", str, "[caf\xC3\xA9] => 0"},
    });
    // Declared UTF-8 is checked; undeclared is taken as it is.
    auto bad = [&](const std::string& decl) {
@@ -196,7 +237,8 @@ TEST(XmlDecode, Strings) {
       });
    };
    EXPECT_EQ("[\xC3(] => 0", bad(""));
-   EXPECT_EQ("E-18 => -18 Invalid UTF-8 character at index at position 1:43", bad("<?xml version=\"1.0\" encoding=\"UTF-8\"?>"));
+   EXPECT_EQ("E-18 => -18 Invalid UTF-8 character at index at position 1:43",
+             bad("<?xml version=\"1.0\" encoding=\"UTF-8\"?>"));
 }
 
 // A SEQUENCE { a INTEGER, b INTEGER OPTIONAL, c INTEGER, ... }: positions
@@ -204,7 +246,8 @@ TEST(XmlDecode, Strings) {
 const XmlElemDescr kRows[] = {{"a", 1, 0, 1}, {"b", 1, 0, 2}, {"c", 1, 0, 3}, {nullptr, 0, 0, 0}};
 const XmlGroupDescr kGroups[] = {{0, 1, -1}, {1, 2, -1}, {2, 1, -1}, {3, 0, 99}};
 
-std::string decodeSeq(VXCTXT* p) {
+std::string decodeSeq(VXCTXT* p)
+{
    std::string log;
    int stat = rtXmlpMatchStartTag(p, "Seq", 0);
    if (stat != 0) return "root " + std::to_string(stat);
@@ -215,7 +258,8 @@ std::string decodeSeq(VXCTXT* p) {
       if (id == 99) {
          do {
             const char* text = nullptr;
-            if ((stat = rtXmlpDecAnyElem(p, &text)) != 0) return log + " any " + std::to_string(stat);
+            if ((stat = rtXmlpDecAnyElem(p, &text)) != 0)
+               return log + " any " + std::to_string(stat);
             log += " ext[" + std::string(text) + "]";
             rtXmlpMatchEndTag(p, -1);
             id = rtXmlpGetNextElemID(p, kRows + 3, 0, -1, false);
@@ -226,7 +270,8 @@ std::string decodeSeq(VXCTXT* p) {
       }
       int32_t v = 0;
       stat = rtXmlpDecInt(p, &v);
-      log += " " + std::string(kRows[id - 1].name) + "=" + (stat == 0 ? std::to_string(v) : "E" + std::to_string(stat));
+      log += " " + std::string(kRows[id - 1].name) + "=" +
+             (stat == 0 ? std::to_string(v) : "E" + std::to_string(stat));
       rtXmlpMatchEndTag(p, -1);
       pos = id;
    }
@@ -234,43 +279,56 @@ std::string decodeSeq(VXCTXT* p) {
    return stat == 0 ? log : log + " end " + std::to_string(stat);
 }
 
-TEST(XmlDecode, SequencePositions) {
-   struct Case { const char* text; const char* log; };
+TEST(XmlDecode, SequencePositions)
+{
+   struct Case {
+      const char* text;
+      const char* log;
+   };
    const Case cases[] = {
-       {"<Seq><a>1</a><b>2</b><c>3</c></Seq>", " a=1 b=2 c=3 => 0"},
-       {"<Seq>\n <a>1</a>\n <c>3</c>\n</Seq>", " a=1 c=3 => 0"},
-       {"<Seq><a>1</a><b>2</b></Seq>", " a=1 b=2 E-209 => -209 One or more required element missed"},
-       // An unknown element at a required position is noted and passed
-       // over; the document is read to its end and the status comes last.
-       {"<Seq><x>9</x><a>1</a><c>3</c></Seq>",
-        " a=1 c=3 => -41 Unexpected element \"x\" found at position 1:8"},
-       {"<Seq><a>1</a><c>3</c><x><!--k--> y </x><z/></Seq>", " a=1 c=3 ext[<x><!--k--> y </x>] ext[<z/>] => 0"},
-       // Known but out of order: the extension position takes it as kept.
-       {"<Seq><a>1</a><c>3</c><b>2</b></Seq>", " a=1 c=3 ext[<b>2</b>] => 0"},
-       {"<Seq><a>1</a><b>2</b><b>2</b><c>3</c></Seq>",
-        " a=1 b=2 c=3 => -41 Unexpected element \"b\" found at position 1:24"},
-       {"<Seq><a>1</a><c>3<q/></c></Seq>", " a=1 c=3 => -41 Unexpected element \"q\" found at position 1:21"},
-       {"<Seq><a>1</a><c>3</c></Seq", " a=1 c=3 E-206 => -206 Unexpected end-of-file (document) found"},
-       {"<Seq><a><a>1</a></a></Seq>", " a=E-21 E-50 => -50 Invalid value format at position 1:11"},
+      {"<Seq><a>1</a><b>2</b><c>3</c></Seq>", " a=1 b=2 c=3 => 0"},
+      {"<Seq>\n <a>1</a>\n <c>3</c>\n</Seq>", " a=1 c=3 => 0"},
+      {"<Seq><a>1</a><b>2</b></Seq>", " a=1 b=2 E-209 => -209 One or more required element missed"},
+      // An unknown element at a required position is noted and passed
+      // over; the document is read to its end and the status comes last.
+      {"<Seq><x>9</x><a>1</a><c>3</c></Seq>",
+       " a=1 c=3 => -41 Unexpected element \"x\" found at position 1:8"},
+      {"<Seq><a>1</a><c>3</c><x><!--k--> y </x><z/></Seq>",
+       " a=1 c=3 ext[<x><!--k--> y </x>] ext[<z/>] => 0"},
+      // Known but out of order: the extension position takes it as kept.
+      {"<Seq><a>1</a><c>3</c><b>2</b></Seq>", " a=1 c=3 ext[<b>2</b>] => 0"},
+      {"<Seq><a>1</a><b>2</b><b>2</b><c>3</c></Seq>",
+       " a=1 b=2 c=3 => -41 Unexpected element \"b\" found at position 1:24"},
+      {"<Seq><a>1</a><c>3<q/></c></Seq>",
+       " a=1 c=3 => -41 Unexpected element \"q\" found at position 1:21"},
+      {"<Seq><a>1</a><c>3</c></Seq",
+       " a=1 c=3 E-206 => -206 Unexpected end-of-file (document) found"},
+      {"<Seq><a><a>1</a></a></Seq>", " a=E-21 E-50 => -50 Invalid value format at position 1:11"},
    };
    for (const auto& c : cases) EXPECT_EQ(c.log, decodeXml(c.text, decodeSeq)) << c.text;
 }
 
-TEST(XmlDecode, Root) {
-   struct Case { const char* text; const char* log; };
+TEST(XmlDecode, Root)
+{
+   struct Case {
+      const char* text;
+      const char* log;
+   };
    const Case cases[] = {
-       // The root alone is matched over the length of the parsed name.
-       {"<S><a>1</a><c>2</c></S>", " a=1 c=2 => 0"},
-       {"<Seqx/>", "root -213 => -213 Unexpected identifier encountered:"},
-       {"<ns:Seq xmlns:ns=\"urn:x\"><ns:a>1</ns:a><c>2</c></ns:Seq>", " a=1 c=2 => 0"},
-       {"<?xml version=\"1.0\"?>\n<!-- c --><Seq><a>1</a><c>2</c></Seq>", " a=1 c=2 => 0"},
-       // An undeclared prefix is noted and the decode runs on.
-       {"<Seq><p:a>1</p:a><c>2</c></Seq>", " a=1 c=2 => -215 Namespace URI for prefix 'p' not found at position 1:10"},
+      // The root alone is matched over the length of the parsed name.
+      {"<S><a>1</a><c>2</c></S>", " a=1 c=2 => 0"},
+      {"<Seqx/>", "root -213 => -213 Unexpected identifier encountered:"},
+      {"<ns:Seq xmlns:ns=\"urn:x\"><ns:a>1</ns:a><c>2</c></ns:Seq>", " a=1 c=2 => 0"},
+      {"<?xml version=\"1.0\"?>\n<!-- c --><Seq><a>1</a><c>2</c></Seq>", " a=1 c=2 => 0"},
+      // An undeclared prefix is noted and the decode runs on.
+      {"<Seq><p:a>1</p:a><c>2</c></Seq>",
+       " a=1 c=2 => -215 Namespace URI for prefix 'p' not found at position 1:10"},
    };
    for (const auto& c : cases) EXPECT_EQ(c.log, decodeXml(c.text, decodeSeq)) << c.text;
 }
 
-TEST(XmlDecode, ElementNamesInReports) {
+TEST(XmlDecode, ElementNamesInReports)
+{
    std::string text = "<Seq><a>1</a><c>x</c></Seq>";
    InPlacePair pair(text, 0);
    ASSERT_EQ(0, rtXmlInitCtxtAppInfo(&pair.fast));
@@ -281,7 +339,8 @@ TEST(XmlDecode, ElementNamesInReports) {
    EXPECT_NE(std::string::npos, report.find("Element name: Seq.c")) << report;
 }
 
-TEST(XmlDecode, KeptElements) {
+TEST(XmlDecode, KeptElements)
+{
    auto kept = [](const std::string& inner) {
       return decodeXml("<r>" + inner + "</r>", [](VXCTXT* p) {
          rtXmlpMatchStartTag(p, "r", 0);
@@ -301,7 +360,8 @@ TEST(XmlDecode, KeptElements) {
              kept("<k><j>"));
 }
 
-TEST(XmlDecode, OpenTypes) {
+TEST(XmlDecode, OpenTypes)
+{
    auto open = [](const std::string& inner) {
       return value(inner, [](VXCTXT* p) {
          ASN1OpenType ot{0, nullptr};
@@ -319,13 +379,15 @@ TEST(XmlDecode, OpenTypes) {
 class XmlOpenTypeWriter : public ::testing::Test {
  protected:
    VXCTXT ctx;
-   void SetUp() override {
+   void SetUp() override
+   {
       ASSERT_EQ(0, rtInitContext(&ctx));
       ASSERT_EQ(0, rtXmlInitCtxtAppInfo(&ctx));
       ASSERT_EQ(0, rtXmlSetEncBufPtr(&ctx, nullptr, 0));
    }
    void TearDown() override { rtFreeContext(&ctx); }
-   std::string ext(const std::vector<std::string>& items) {
+   std::string ext(const std::vector<std::string>& items)
+   {
       EXPECT_EQ(0, rtXmlEncStartElement(&ctx, "p", nullptr, nullptr, false));
       VXRTDList list;
       rtxDListInit(&list);
@@ -343,10 +405,13 @@ class XmlOpenTypeWriter : public ::testing::Test {
    }
 };
 
-TEST_F(XmlOpenTypeWriter, KeptTextOnlyWhenOneUnknownElement) {
+TEST_F(XmlOpenTypeWriter, KeptTextOnlyWhenOneUnknownElement)
+{
    EXPECT_EQ("<p>\n   <x>1</x>\n   <y/>\n</p>", ext({"<x>1</x>", "<y/>"}));
-   EXPECT_EQ("<p>\n   <q:x xmlns:q='u'><![CDATA[a]]></q:x>\n</p>", ext({"<q:x xmlns:q='u'><![CDATA[a]]></q:x>"}));
-   EXPECT_EQ("<p>\n   <binext>3c73706565643e393c2f73706565643e</binext>\n</p>", ext({"<speed>9</speed>"}));
+   EXPECT_EQ("<p>\n   <q:x xmlns:q='u'><![CDATA[a]]></q:x>\n</p>",
+             ext({"<q:x xmlns:q='u'><![CDATA[a]]></q:x>"}));
+   EXPECT_EQ("<p>\n   <binext>3c73706565643e393c2f73706565643e</binext>\n</p>",
+             ext({"<speed>9</speed>"}));
    EXPECT_EQ("<p>\n   <binext>3c782f3e3c792f3e</binext>\n</p>", ext({"<x/><y/>"}));
    EXPECT_EQ("<p>\n   <binext>3c782f3e20</binext>\n</p>", ext({"<x/> "}));
    EXPECT_EQ("<p>\n   <binext>3c613e3c2f623e</binext>\n</p>", ext({"<a></b>"}));
@@ -354,7 +419,8 @@ TEST_F(XmlOpenTypeWriter, KeptTextOnlyWhenOneUnknownElement) {
    EXPECT_EQ("<p>\n   <binext>0102</binext>\n</p>", ext({std::string("\x01\x02", 2)}));
 }
 
-TEST_F(XmlOpenTypeWriter, NamedAndEmpty) {
+TEST_F(XmlOpenTypeWriter, NamedAndEmpty)
+{
    const uint8_t bin[] = {0xAB, 0x01};
    const char text[] = "<t>v</t>";
    ASSERT_EQ(0, rtXmlEncStartElement(&ctx, "p", nullptr, nullptr, false));
@@ -363,7 +429,8 @@ TEST_F(XmlOpenTypeWriter, NamedAndEmpty) {
    EXPECT_EQ(0, rtAsn1XmlEncOpenType(&ctx, (const uint8_t*)text, 8, "o", "n"));
    EXPECT_EQ(0, rtXmlEncEndElement(&ctx, "p", nullptr));
    std::string s((const char*)ctx.buffer.data, ctx.buffer.byteIndex);
-   EXPECT_EQ("<p>\n   <o>ab01</o>\n   <binext/>\n   <n:o><t>v</t></n:o>\n</p>", s.substr(s.find("<p>")));
+   EXPECT_EQ("<p>\n   <o>ab01</o>\n   <binext/>\n   <n:o><t>v</t></n:o>\n</p>",
+             s.substr(s.find("<p>")));
 }
 
 }  // namespace

@@ -15,7 +15,8 @@ namespace xmltest {
 
 using DecodeBody = std::function<std::string(VXCTXT*)>;
 
-inline std::string decodeWith(VXCTXT* pctxt, const DecodeBody& body) {
+inline std::string decodeWith(VXCTXT* pctxt, const DecodeBody& body)
+{
    if (rtXmlInitCtxtAppInfo(pctxt) != 0) return "NOINFO";
    std::string log;
    int stat = rtXmlpCreateReader(pctxt);
@@ -26,7 +27,8 @@ inline std::string decodeWith(VXCTXT* pctxt, const DecodeBody& body) {
    return log;
 }
 
-inline std::string decodeXml(const std::string& text, const DecodeBody& body) {
+inline std::string decodeXml(const std::string& text, const DecodeBody& body)
+{
    return threeWays(text, [&](VXCTXT* p) { return decodeWith(p, body); });
 }
 
