@@ -7,9 +7,6 @@
 #include <cstring>
 #include <new>
 #include <type_traits>
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 #include "asn1ErrorHandler.h"
 #include "asn1EventHandler.h"
@@ -24,6 +21,7 @@
 #include "rtxIndent.h"
 #include "rtxMemory.h"
 #include "rtxReadBytes.h"
+#include "rtxTextOut.h"
 #include "rtxTxtRead.h"
 #include "rtxUTF8.h"
 
@@ -96,71 +94,19 @@ VX_INLINE uint8_t* jsonGenBreakRoom(VXCTXT* pctxt, const JsonGenOut& out, size_t
 VX_INLINE uint8_t* jsonGenBreak(const JsonGenOut& out, uint8_t* p, size_t indent)
 {
    *p++ = '\n';
-#if defined(__SSE2__)
-   if (out.pad != 0) {
-      const __m128i blanks = _mm_set1_epi8(' ');
-      // The empty asm hides the loop's pattern from the optimiser, which
-      // would otherwise call memset (and save registers around the call)
-      // for what is mostly one or two stores.
-      for (size_t k = 0; k < indent; k += 16) {
-         _mm_storeu_si128(reinterpret_cast<__m128i*>(p + k), blanks);
-         __asm__("" : "+r"(k));
-      }
-      return p + indent;
-   }
-#endif
-   for (; indent > 0; indent--) *p++ = ' ';
-   return p;
-}
-
-// "00" to "99": the number writer below makes two digits per division.
-inline constexpr char kJsonGenDigitPairs[] =
-   "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-   "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-   "8081828384858687888990919293949596979899";
-
-VX_INLINE size_t jsonGenDigitCount(uint64_t v)
-{
-   size_t n = 1;
-   for (;;) {
-      if (v < 10) return n;
-      if (v < 100) return n + 1;
-      if (v < 1000) return n + 2;
-      if (v < 10000) return n + 3;
-      v /= 10000;
-      n += 4;
-   }
-}
-
-// The n digits of a number at p, written from the last back, two at a time.
-VX_INLINE void jsonGenDigits(uint8_t* p, size_t n, uint64_t magnitude)
-{
-   uint8_t* q = p + n;
-   while (magnitude >= 100) {
-      size_t pair = (size_t)(magnitude % 100) * 2;
-      magnitude /= 100;
-      q -= 2;
-      q[0] = (uint8_t)kJsonGenDigitPairs[pair];
-      q[1] = (uint8_t)kJsonGenDigitPairs[pair + 1];
-   }
-   if (magnitude >= 10) {
-      q[-2] = (uint8_t)kJsonGenDigitPairs[magnitude * 2];
-      q[-1] = (uint8_t)kJsonGenDigitPairs[magnitude * 2 + 1];
-   } else {
-      q[-1] = (uint8_t)('0' + magnitude);
-   }
+   return rtxTextPutRun(p, indent, ' ', out.pad != 0);
 }
 
 // A decimal number and the NUL behind it, as the number writers and
 // jsonGenTerminate write them, straight into the buffer.
 VX_INLINE bool jsonGenPutDecimal(VXCTXT* pctxt, uint64_t magnitude, bool minus)
 {
-   size_t n = jsonGenDigitCount(magnitude);
+   size_t n = rtxTextDigitCount(magnitude);
    size_t len = n + (minus ? 1 : 0);
    uint8_t* p = jsonGenRoom(pctxt, len + 1);
    if (p == 0) return false;
    if (minus) *p++ = '-';
-   jsonGenDigits(p, n, magnitude);
+   rtxTextPutDigits(p, n, magnitude);
    p[n] = 0;
    pctxt->buffer.byteIndex += len;
    pctxt->lastChar = p[n - 1];
@@ -313,7 +259,7 @@ VX_INLINE bool jsonGenKeyNumber(VXCTXT* pctxt, const JsonGenOut& out, char lead,
 {
    bool minus = std::is_signed<T>::value && value < 0;
    uint64_t magnitude = minus ? 0u - (uint64_t)(int64_t)value : (uint64_t)value;
-   size_t digits = jsonGenDigitCount(magnitude);
+   size_t digits = rtxTextDigitCount(magnitude);
    size_t len = digits + (minus ? 1 : 0);
    uint8_t* p = jsonGenBreakRoom(pctxt, out, indent, 3 + n + len);
    if (p == 0) return false;
@@ -322,7 +268,7 @@ VX_INLINE bool jsonGenKeyNumber(VXCTXT* pctxt, const JsonGenOut& out, char lead,
    memcpy(p, key, n);
    p += n;
    if (minus) *p++ = '-';
-   jsonGenDigits(p, digits, magnitude);
+   rtxTextPutDigits(p, digits, magnitude);
    p[digits] = 0;
    pctxt->buffer.byteIndex += indent + 2 + n + len;
    pctxt->lastChar = p[digits - 1];

@@ -103,32 +103,13 @@ int encValueElement(VXCTXT* pctxt, const char* elemName, VXXMLNamespace* pNS, Wr
    return stat;
 }
 
-constexpr char kDigitPairs[] =
-   "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-   "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-   "8081828384858687888990919293949596979899";
-
-// Writes the decimal digits of a magnitude (with "-" if asked) at p; the
-// number of bytes written. p must have room for 21.
+// The decimal text of a number at p, a minus sign first when asked;
+// returns its length.
 size_t formatDecimal(uint8_t* p, uint64_t magnitude, bool minus)
 {
-   uint8_t digits[20];
-   size_t i = sizeof digits;
-   while (magnitude >= 100) {
-      size_t pair = (size_t)(magnitude % 100) * 2;
-      magnitude /= 100;
-      digits[--i] = (uint8_t)kDigitPairs[pair + 1];
-      digits[--i] = (uint8_t)kDigitPairs[pair];
-   }
-   if (magnitude >= 10) {
-      digits[--i] = (uint8_t)kDigitPairs[magnitude * 2 + 1];
-      digits[--i] = (uint8_t)kDigitPairs[magnitude * 2];
-   } else {
-      digits[--i] = (uint8_t)('0' + magnitude);
-   }
-   size_t n = sizeof digits - i;
    if (minus) *p++ = '-';
-   for (size_t k = 0; k < n; k++) p[k] = digits[i + k];
+   size_t n = rtxTextDigitCount(magnitude);
+   rtxTextPutDigits(p, n, magnitude);
    return n + (minus ? 1 : 0);
 }
 

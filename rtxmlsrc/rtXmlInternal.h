@@ -6,6 +6,7 @@
 #include "rtXml.h"
 #include "rtxBuffer.h"
 #include "rtxError.h"
+#include "rtxTextOut.h"
 
 // Bytes per character in the output encoding: two for the UTF-16 forms.
 VX_INLINE size_t xmlUnitSize(const VXCTXT* pctxt)
@@ -76,8 +77,11 @@ VX_INLINE uint8_t* xmlPutBreak(const VXCTXT* pctxt, const XmlCtxtInfo* info, uin
 {
    if (info->indent == 0) return p;
    if (pctxt->state != XMLSTATE_INITIAL) *p++ = '\n';
-   memset(p, (uint8_t)info->indentChar, width);
-   return p + width;
+   // A growing buffer with 16 bytes to spare behind the run takes it 16 at a
+   // time; the bytes past it are written over next.
+   const VXRTBuffer& buf = pctxt->buffer;
+   bool padded = buf.dynamic && (size_t)(p - buf.data) + width + 16 <= buf.size;
+   return rtxTextPutRun(p, width, (uint8_t)info->indentChar, padded);
 }
 
 // Copies a name; names are short, so without a library call for most.
