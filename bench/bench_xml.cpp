@@ -2,21 +2,26 @@
 // same content: a document of about 100 KB of nested records with numbers.
 // The writers build it into a growing buffer; the XML reader pulls every
 // event (in place over a memory stream, and through its own buffer), the
-// JSON reader validates the whole text in one pass.
+// JSON reader validates the whole text in one pass. XmlReadElems/doc reads
+// the XML document as a generated decoder would: element tables, sequence
+// positions and number readers, every value checked against the writer's.
 //
 // Per-byte instruction counts: tools/costsplit.py build XmlWrite/doc ...
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "jsonGen.h"
 #include "rtJson.h"
 #include "rtXml.h"
+#include "rtXmlDec.h"
 #include "rtXmlPull.h"
 #include "rtxBuffer.h"
 #include "rtxError.h"
 #include "rtxMemBuf.h"
+#include "rtxMemory.h"
 #include "rtxStream.h"
 
 namespace {
@@ -154,6 +159,99 @@ __attribute__((noinline)) long xmlReadOnce(const std::string& text, bool buffere
    return sum;
 }
 
+// ---- the document through the decoding layer ------------------------------
+
+// Element tables as the generator lays them out: one row per component, and
+// for a SEQUENCE one group per position.
+const XmlElemDescr kDocElems[] = {{"item", 4, 0, 1}};
+const XmlElemDescr kItemElems[] = {{"id", 2, 0, 1}, {"pos", 3, 0, 2}, {"speed", 5, 0, 3}};
+const XmlGroupDescr kItemGroups[] = {{0, 1, -1}, {1, 1, -1}, {2, 1, -1}};
+const XmlElemDescr kPosElems[] = {{"lat", 3, 0, 1}, {"lon", 3, 0, 2}};
+const XmlGroupDescr kPosGroups[] = {{0, 1, -1}, {1, 1, -1}};
+
+// The element `id` expected at each position of a SEQUENCE of `n` required
+// components; `value` reads the one found and closes it.
+template <typename Value>
+int decSeq(VXCTXT* pctxt, const XmlElemDescr* elems, const XmlGroupDescr* groups, int n,
+           Value value)
+{
+   for (int pos = 0; pos < n; pos++) {
+      int id = rtXmlpGetNextSeqElemID(pctxt, elems, groups, pos, n - 1, false);
+      if (id < 0) return id;
+      if (id != pos + 1) return -1;
+      int stat = value(id);
+      if (stat == 0) stat = rtXmlpMatchEndTag(pctxt, -1);
+      if (stat != 0) return stat;
+   }
+   return 0;
+}
+
+int decPos(VXCTXT* pctxt, Item* it)
+{
+   return decSeq(pctxt, kPosElems, kPosGroups, 2,
+                 [&](int id) { return rtXmlpDecInt(pctxt, id == 1 ? &it->lat : &it->lon); });
+}
+
+int decItem(VXCTXT* pctxt, Item* it)
+{
+   return decSeq(pctxt, kItemElems, kItemGroups, 3, [&](int id) {
+      if (id == 1) return rtXmlpDecInt(pctxt, &it->id);
+      if (id == 2) return decPos(pctxt, it);
+      uint16_t speed = 0;
+      int stat = rtXmlpDecUInt16(pctxt, &speed);
+      it->speed = speed;
+      return stat;
+   });
+}
+
+// The number of items read, each compared with what was written, or a
+// failure.
+__attribute__((noinline)) int xmlReadElemsOnce(const std::string& text)
+{
+   VXCTXT ctx;
+   rtInitContext(&ctx);
+   rtXmlInitCtxtAppInfo(&ctx);
+   rtxStreamMemoryAttach(&ctx, (const uint8_t*)text.data(), text.size(), VXRT_STREAM_INPUT);
+   int stat = rtXmlpCreateReader(&ctx);
+   if (stat == 0) stat = rtXmlpMatchStartTag(&ctx, "doc", 0);
+   int n = 0;
+   while (stat == 0) {
+      int id = rtXmlpGetNextElemID(&ctx, kDocElems, 1, -1, true);
+      if (id == XML_OK_EOB) break;
+      if (id != 1) {
+         stat = id < 0 ? id : -1;
+         break;
+      }
+      Item got{}, want = itemAt(n);
+      stat = decItem(&ctx, &got);
+      if (stat == 0) stat = rtXmlpMatchEndTag(&ctx, -1);
+      if (stat == 0 && (got.id != want.id || got.lat != want.lat || got.lon != want.lon ||
+                        got.speed != want.speed))
+         stat = -1;
+      n++;
+   }
+   if (stat == 0) stat = rtXmlpMatchEndTag(&ctx, -1);
+   if (stat == 0) stat = rtxErrGetStatus(&ctx);
+   rtFreeContext(&ctx);
+   return stat != 0 ? stat : n;
+}
+
+// Calls of the system allocator made by one call of `fn`.
+size_t g_allocs = 0;
+void* countMalloc(size_t n) { return g_allocs++, std::malloc(n); }
+void* countRealloc(void* p, size_t n) { return g_allocs++, std::realloc(p, n); }
+
+template <typename Fn>
+double allocsOf(Fn fn)
+{
+   rtxMemSetAllocFuncs(countMalloc, countRealloc, std::free);
+   g_allocs = 0;
+   fn();
+   size_t n = g_allocs;
+   rtxMemSetAllocFuncs(std::malloc, std::realloc, std::free);
+   return (double)n;
+}
+
 __attribute__((noinline)) int jsonReadOnce(const std::string& text)
 {
    VXCTXT ctx;
@@ -185,6 +283,19 @@ void BM_XmlRead(benchmark::State& state, bool buffered)
    state.counters["bytes"] = (double)text.size();
 }
 
+// The system allocator is asked the same few times whatever the number of
+// items: "allocs" counts its calls in one reading of the document.
+void BM_XmlReadElems(benchmark::State& state)
+{
+   const std::string& text = xmlText();
+   for (auto _ : state) {
+      if (xmlReadElemsOnce(text) != kItems) return state.SkipWithError("XML decoding failed");
+   }
+   state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)text.size());
+   state.counters["bytes"] = (double)text.size();
+   state.counters["allocs"] = allocsOf([&] { xmlReadElemsOnce(text); });
+}
+
 void BM_JsonRead(benchmark::State& state)
 {
    const std::string& text = jsonText();
@@ -201,6 +312,7 @@ BENCHMARK_CAPTURE(BM_Write, xml, true)->Name("XmlWrite/doc");
 BENCHMARK_CAPTURE(BM_Write, json, false)->Name("JsonWrite/doc");
 BENCHMARK_CAPTURE(BM_XmlRead, inplace, false)->Name("XmlRead/doc");
 BENCHMARK_CAPTURE(BM_XmlRead, buffered, true)->Name("XmlReadBuffered/doc");
+BENCHMARK(BM_XmlReadElems)->Name("XmlReadElems/doc");
 BENCHMARK(BM_JsonRead)->Name("JsonRead/doc");
 
 BENCHMARK_MAIN();

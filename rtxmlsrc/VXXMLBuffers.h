@@ -88,6 +88,11 @@ class VXXMLDecodeBuffer : public VXXMLMessageBuffer {
    bool isA(Type bufferType) override { return bufferType == XMLDecode; }
    // The most errors an event-driven reading would collect.
    virtual void setMaxErrors(uint32_t maxErrors);
+   // Whether the input holds a well-formed root element (what follows its
+   // end tag is not read). The input is read between a stream mark and its
+   // reset, so a decode can follow; why a document was refused stays in
+   // the context's error list.
+   virtual bool isWellFormed();
 };
 
 #endif

@@ -2,6 +2,7 @@
 #ifndef RTXMLPULLINTERNAL_H
 #define RTXMLPULLINTERNAL_H
 
+#include "rtXmlDec.h"
 #include "rtXmlPull.h"
 #include "rtxError.h"
 
@@ -64,6 +65,15 @@ int rtXmlRdDecodeReference(XmlReader* pReader, const uint8_t* ref, size_t len, u
 VX_INLINE uint32_t rtXmlRdEvent(const XmlReader* pReader)
 {
    return pReader->lastEvent & ~XMLRD_DONE_MARK;
+}
+
+// The reader of a decode, taken straight from pXMLInfo once it exists;
+// rtXmlpGetReader creates it, or records why it cannot be had.
+inline XmlReader* rtXmlpReader(VXCTXT* pctxt)
+{
+   const XmlCtxtInfo* info = rtXmlGetCtxtInfo(pctxt);
+   if (info != nullptr && info->pXmlReader != nullptr) return info->pXmlReader;
+   return rtXmlpGetReader(pctxt);
 }
 
 #endif

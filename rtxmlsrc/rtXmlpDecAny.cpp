@@ -108,7 +108,7 @@ void normaliseLineEnds(char* text)
 // end tag stays the current event.
 int keepContent(VXCTXT* pctxt, const char** ppvalue, bool whole)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    uint32_t level = r->depth;
    r->wsMode = 0;

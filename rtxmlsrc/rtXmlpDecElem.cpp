@@ -87,7 +87,7 @@ int rtXmlpCreateReader(VXCTXT* pctxt)
       int stat = rtXmlRdResetXmlReader(info->pXmlReader);
       return stat < 0 ? VX_LOG_ERR(pctxt, stat) : 0;
    }
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NULLPTR;
    // A failure at the first event is already in the list.
    if (r->lastEvent == XMLRD_NONE && rtxErrGetErrorCnt(pctxt) > errors)
@@ -97,7 +97,7 @@ int rtXmlpCreateReader(VXCTXT* pctxt)
 
 int rtXmlpMatchStartTag(VXCTXT* pctxt, const char* name, uint16_t nsIndex)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    if (r->lastEvent != XMLRD_STARTTAG) {
       int stat = rtXmlRdNextEvent(r, XMLRD_STARTTAG, (int)r->lastEventLevel + 1, nullptr);
@@ -125,7 +125,7 @@ int rtXmlpMatchStartTag(VXCTXT* pctxt, const char* name, uint16_t nsIndex)
 
 int rtXmlpMatchEndTag(VXCTXT* pctxt, int32_t level)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    uint32_t lvl = levelOf(r, level);
    uint32_t mask = kEndOrStart | (rtXmlRdEvent(r) == XMLRD_DATA ? XMLRD_DATA : 0);
@@ -149,7 +149,7 @@ int rtXmlpMatchEndTag(VXCTXT* pctxt, int32_t level)
 
 int rtXmlpGetNextElem(VXCTXT* pctxt, const uint8_t** pName, size_t* pNameLen, int32_t level)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    int stat = nextStartTag(r, levelOf(r, level));
    if (stat != 0) return stat;
@@ -168,7 +168,7 @@ int rtXmlpGetNextElem(VXCTXT* pctxt, const uint8_t** pName, size_t* pNameLen, in
 int rtXmlpGetNextElemID(VXCTXT* pctxt, const XmlElemDescr* table, size_t count, int32_t level,
                         bool errorOnUnknown)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    uint32_t lvl = levelOf(r, level);
    for (;;) {
@@ -228,7 +228,7 @@ int rtXmlpGetNextSeqElemID2(VXCTXT* pctxt, const XmlElemDescr* table, const XmlG
    if (id == RTERR_UNEXPELEM) {
       if (any) return g.anyCase;
       if (pos <= lastRequired && !atLastJoined) {
-         XmlReader* r = rtXmlpGetReader(pctxt);
+         XmlReader* r = rtXmlpReader(pctxt);
          addTagParms(r);
          return VX_LOG_ERR(pctxt, id);
       }
@@ -249,7 +249,7 @@ int rtXmlpGetNextSeqElemID(VXCTXT* pctxt, const XmlElemDescr* table, const XmlGr
 
 void rtXmlpMarkLastEventActive(VXCTXT* pctxt)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return;
    rtXmlRdMarkLastEventActive(r);
    popElemName(pctxt);
@@ -257,31 +257,31 @@ void rtXmlpMarkLastEventActive(VXCTXT* pctxt)
 
 bool rtXmlpIsLastEventDone(VXCTXT* pctxt)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    return r != nullptr && (r->lastEvent & XMLRD_DONE_MARK) != 0;
 }
 
 int32_t rtXmlpGetCurrentLevel(VXCTXT* pctxt)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    return r != nullptr ? (int32_t)rtXmlRdGetCurrentLevel(r) : RTERR_NOTINIT;
 }
 
 bool rtXmlpIsEmptyElement(VXCTXT* pctxt)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    return r != nullptr && rtXmlRdIsEmpty(r);
 }
 
 void rtXmlpSetWhiteSpaceMode(VXCTXT* pctxt, uint32_t mode)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r != nullptr) r->nextWsMode = mode;
 }
 
 int rtXmlDecEmptyElement(VXCTXT* pctxt)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    if (rtXmlRdEvent(r) != XMLRD_STARTTAG) return VX_LOG_ERRNEW(pctxt, XML_E_INVMODE);
    if (r->emptyElement || rtXmlRdIsEmpty(r)) return 0;

@@ -41,7 +41,7 @@ int dataError(XmlReader* r, const XmlDataCtxt* d, size_t back, int status, int l
 int decNumber(VXCTXT* pctxt, uint64_t max, uint64_t limit, bool isSigned, uint64_t* pmag,
               bool* pneg)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    XmlDataCtxt d;
    uint64_t value = 0;
@@ -79,7 +79,8 @@ int decNumber(VXCTXT* pctxt, uint64_t max, uint64_t limit, bool isSigned, uint64
 }
 
 template <typename T>
-int decInteger(VXCTXT* pctxt, T* pvalue, uint64_t max, uint64_t limit, bool isSigned) {
+int decInteger(VXCTXT* pctxt, T* pvalue, uint64_t max, uint64_t limit, bool isSigned)
+{
    uint64_t mag;
    bool neg;
    int stat = decNumber(pctxt, max, limit, isSigned, &mag, &neg);
@@ -93,7 +94,7 @@ int decInteger(VXCTXT* pctxt, T* pvalue, uint64_t max, uint64_t limit, bool isSi
 // null, into a growing heap block. The count of octets in *pnocts.
 int decHex(VXCTXT* pctxt, uint8_t* fixed, uint64_t bufsize, uint8_t** pdyn, uint64_t* pnocts)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    XmlDataCtxt d;
    uint8_t* out = fixed;
@@ -165,34 +166,44 @@ struct TextGather {
 
 }  // namespace
 
-int rtXmlpDecInt(VXCTXT* pctxt, int32_t* pvalue) {
+int rtXmlpDecInt(VXCTXT* pctxt, int32_t* pvalue)
+{
    return decInteger(pctxt, pvalue, 0x7FFFFFFF, 0xCCCCCCC, true);
 }
 // An unsigned byte's bounds with a limit of 12: up to 129 is taken and
 // cut to 8 bits; the type's range is judged by the encoder.
-int rtXmlpDecInt8(VXCTXT* pctxt, int8_t* pvalue) { return decInteger(pctxt, pvalue, 0xFF, 0xC, true); }
-int rtXmlpDecInt16(VXCTXT* pctxt, int16_t* pvalue) {
+int rtXmlpDecInt8(VXCTXT* pctxt, int8_t* pvalue)
+{
+   return decInteger(pctxt, pvalue, 0xFF, 0xC, true);
+}
+int rtXmlpDecInt16(VXCTXT* pctxt, int16_t* pvalue)
+{
    return decInteger(pctxt, pvalue, 0x7FFF, 0xCCC, true);
 }
-int rtXmlpDecInt64(VXCTXT* pctxt, int64_t* pvalue) {
+int rtXmlpDecInt64(VXCTXT* pctxt, int64_t* pvalue)
+{
    return decInteger(pctxt, pvalue, 0x7FFFFFFFFFFFFFFFull, 0xCCCCCCCCCCCCCCCull, true);
 }
-int rtXmlpDecUInt(VXCTXT* pctxt, uint32_t* pvalue) {
+int rtXmlpDecUInt(VXCTXT* pctxt, uint32_t* pvalue)
+{
    return decInteger(pctxt, pvalue, 0xFFFFFFFFu, 0x19999999u, false);
 }
-int rtXmlpDecUInt8(VXCTXT* pctxt, uint8_t* pvalue) {
+int rtXmlpDecUInt8(VXCTXT* pctxt, uint8_t* pvalue)
+{
    return decInteger(pctxt, pvalue, 0xFF, 0x19, false);
 }
-int rtXmlpDecUInt16(VXCTXT* pctxt, uint16_t* pvalue) {
+int rtXmlpDecUInt16(VXCTXT* pctxt, uint16_t* pvalue)
+{
    return decInteger(pctxt, pvalue, 0xFFFF, 0x1999, false);
 }
-int rtXmlpDecUInt64(VXCTXT* pctxt, uint64_t* pvalue) {
+int rtXmlpDecUInt64(VXCTXT* pctxt, uint64_t* pvalue)
+{
    return decInteger(pctxt, pvalue, ~0ull, 0x1999999999999999ull, false);
 }
 
 int rtXmlpDecBool(VXCTXT* pctxt, bool* pvalue)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    XmlDataCtxt d;
    char word[6];
@@ -217,7 +228,7 @@ int rtXmlpDecBool(VXCTXT* pctxt, bool* pvalue)
 
 int rtXmlpDecBitString64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnbits, uint64_t bufsize)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    XmlDataCtxt d;
    uint64_t nbits = 0;
@@ -252,7 +263,7 @@ int rtXmlpDecNamedBits64(VXCTXT* pctxt, const XmlNamedBitsDict* table, uint8_t* 
                          uint64_t* pnbits, uint64_t bufsize)
 {
    if (table == nullptr) return VX_LOG_ERRNEW(pctxt, RTERR_INVPARAM);
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    if (data != nullptr) memset(data, 0, bufsize);
    XmlDataCtxt d;
@@ -344,7 +355,7 @@ int rtXmlpDecDynHexStr(VXCTXT* pctxt, ASN1TDynOctStr64* pvalue)
 
 int rtXmlpDecXmlStr(VXCTXT* pctxt, VXXMLSTRING* pvalue)
 {
-   XmlReader* r = rtXmlpGetReader(pctxt);
+   XmlReader* r = rtXmlpReader(pctxt);
    if (r == nullptr) return RTERR_NOTINIT;
    uint32_t wsMode = r->nextWsMode;
    XmlDataCtxt d;

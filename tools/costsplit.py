@@ -4,11 +4,12 @@
     tools/costsplit.py BUILD_DIR BENCH [BENCH ...]
 
 BENCH is a benchmark of bench_messages, e.g. UperDecode/MAPEM or
-UperToJson/CAM, or of bench_xml, e.g. XmlWrite/doc or JsonRead/doc (these
-also give the instructions per byte of text). The benchmark runs under callgrind, counting only inside
-the function that makes one call (decodeOnce/encodeOnce for the UPER
-benchmarks, the export for the JSON ones). The exclusive counts of every
-function are then summed by group and divided by the number of calls.
+UperToJson/CAM, or of bench_xml, e.g. XmlWrite/doc, XmlReadElems/doc or
+JsonRead/doc (these also give the instructions per byte of text). The
+benchmark runs under callgrind, counting only inside the function that
+makes one call (decodeOnce/encodeOnce for the UPER benchmarks, the export
+for the JSON ones). The exclusive counts of every function are then summed
+by group and divided by the number of calls.
 Instruction counts do not depend on machine load, so this can run while
 the machine is busy. Needs valgrind (callgrind_annotate comes with it).
 COSTSPLIT_OTHER=1 also lists the largest functions of no group.
@@ -47,12 +48,14 @@ TOGGLE = {
     "JsonWrite": "*jsonWriteOnce*",
     "XmlRead": "*xmlReadOnce*",
     "XmlReadBuffered": "*xmlReadOnce*",
+    "XmlReadElems": "*xmlReadElemsOnce*",
     "JsonRead": "*jsonReadOnce*",
 }
 
 # Benchmarks of their own executable; the others are bench_messages'.
 EXECUTABLE = {kind: "bench_xml" for kind in
-              ("XmlWrite", "JsonWrite", "XmlRead", "XmlReadBuffered", "JsonRead")}
+              ("XmlWrite", "JsonWrite", "XmlRead", "XmlReadBuffered", "XmlReadElems",
+               "JsonRead")}
 
 
 def calls_of(out_file, pattern):

@@ -1,0 +1,110 @@
+// VXXMLDecodeBuffer: its two ways of reading (a memory range through a
+// stream of its own, a caller's stream whose context it shares), its kind,
+// and the well-formedness check, which must leave the stream where it was.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "VXRTStream.h"
+#include "VXXMLBuffers.h"
+#include "rtXmlDec.h"
+#include "rtxError.h"
+
+namespace {
+
+// Reads <a><b>N</b></a> through the buffer's context: N, or the status.
+int decodeB(VXXMLDecodeBuffer& buf)
+{
+   VXCTXT* p = buf.getCtxtPtr();
+   int32_t v = 0;
+   int stat = rtXmlpCreateReader(p);
+   if (stat == 0) stat = rtXmlpMatchStartTag(p, "a", 0);
+   static const XmlElemDescr kB[] = {{"b", 1, 0, 1}};
+   if (stat == 0) stat = rtXmlpGetNextElemID(p, kB, 1, -1, true) == 1 ? 0 : -1;
+   if (stat == 0) stat = rtXmlpDecInt(p, &v);
+   if (stat == 0) stat = rtXmlpMatchEndTag(p, -1);
+   if (stat == 0) stat = rtXmlpMatchEndTag(p, -1);
+   if (stat == 0) stat = rtxErrGetStatus(p);
+   return stat != 0 ? stat : v;
+}
+
+size_t posOf(VXRTInputStream& s)
+{
+   size_t pos = 12345;
+   EXPECT_EQ(0, s.getPosition(&pos));
+   return pos;
+}
+
+TEST(XmlDecodeBuffer, OwnsItsStreamOrSharesTheCallers)
+{
+   const std::string text = "<a><b>42</b></a>";
+   VXRTMemoryInputStream stream((const uint8_t*)text.data(), text.size());
+   VXXMLDecodeBuffer shared(stream);
+   EXPECT_EQ(stream.getCtxtPtr(), shared.getCtxtPtr());
+   EXPECT_EQ(42, decodeB(shared));
+   EXPECT_EQ(text.size(), posOf(stream));
+
+   VXXMLDecodeBuffer owned((const uint8_t*)text.data(), text.size());
+   EXPECT_NE(stream.getCtxtPtr(), owned.getCtxtPtr());
+   EXPECT_EQ(42, decodeB(owned));
+}
+
+TEST(XmlDecodeBuffer, KindInitAndMaxErrors)
+{
+   const char text[] = "<a/>";
+   VXXMLDecodeBuffer buf((const uint8_t*)text, strlen(text));
+   EXPECT_EQ(5, (int)VXRTMessageBufferIF::XMLDecode);
+   EXPECT_TRUE(buf.isA(VXRTMessageBufferIF::XMLDecode));
+   EXPECT_FALSE(buf.isA(VXRTMessageBufferIF::XMLEncode));
+   EXPECT_FALSE(buf.isA(VXRTMessageBufferIF::JSONDecode));
+   EXPECT_EQ(0, buf.init());
+   XmlCtxtInfo* info = rtXmlGetCtxtInfo(buf.getCtxtPtr());
+   ASSERT_NE(nullptr, info);
+   buf.setMaxErrors(7);
+   EXPECT_EQ(7u, info->maxSaxErrors);
+}
+
+// Each text is checked through a caller's stream after some bytes were
+// already taken from it, and through an owned buffer: the answer is the
+// same, the stream stands where it stood, and a good text then decodes.
+TEST(XmlDecodeBuffer, IsWellFormedBetweenMarkAndReset)
+{
+   struct Case {
+      const char* text;
+      bool good;
+   };
+   const Case cases[] = {
+      {"<a><b>7</b></a>", true},
+      {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!-- c --><a>\n <b>7</b><!-- x --></a>\n",
+       true},
+      {"<a><b>7</b><![CDATA[<]]><?pi?></a><?pi?>", true},
+      {"<a><b>7</a></b>", false},
+      {"<a><b>7</b>", false},
+      {"<a>&bad;</a>", false},
+      {"", false},
+      {"   ", false},
+   };
+   const std::string skipped = "12345";
+   for (const Case& c : cases) {
+      std::string input = skipped + c.text;
+      VXRTMemoryInputStream stream((const uint8_t*)input.data(), input.size());
+      ASSERT_EQ(0, stream.skip(skipped.size()));
+      VXXMLDecodeBuffer shared(stream);
+      EXPECT_EQ(c.good, shared.isWellFormed()) << c.text;
+      EXPECT_EQ(skipped.size(), posOf(stream)) << c.text;
+      EXPECT_EQ(c.good, rtxErrGetErrorCnt(shared.getCtxtPtr()) == 0) << c.text;
+      if (c.good) {
+         EXPECT_EQ(7, decodeB(shared)) << c.text;
+      }
+
+      VXXMLDecodeBuffer owned((const uint8_t*)c.text, strlen(c.text));
+      EXPECT_EQ(c.good, owned.isWellFormed()) << c.text;
+      if (c.good) {
+         EXPECT_TRUE(owned.isWellFormed()) << "twice: " << c.text;
+         EXPECT_EQ(7, decodeB(owned)) << c.text;
+      }
+   }
+}
+
+}  // namespace
