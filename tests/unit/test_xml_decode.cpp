@@ -9,6 +9,7 @@
 
 #include "rtxDList.h"
 #include "xml_decode_fixture.h"
+#include "xml_writer_fixture.h"
 
 namespace {
 
@@ -376,16 +377,8 @@ TEST(XmlDecode, OpenTypes)
    EXPECT_EQ("4:3C782F3E => 0", open("<x/>"));
 }
 
-class XmlOpenTypeWriter : public ::testing::Test {
+class XmlOpenTypeWriter : public XmlWriterContext {
  protected:
-   VXCTXT ctx;
-   void SetUp() override
-   {
-      ASSERT_EQ(0, rtInitContext(&ctx));
-      ASSERT_EQ(0, rtXmlInitCtxtAppInfo(&ctx));
-      ASSERT_EQ(0, rtXmlSetEncBufPtr(&ctx, nullptr, 0));
-   }
-   void TearDown() override { rtFreeContext(&ctx); }
    std::string ext(const std::vector<std::string>& items)
    {
       EXPECT_EQ(0, rtXmlEncStartElement(&ctx, "p", nullptr, nullptr, false));
@@ -400,7 +393,7 @@ class XmlOpenTypeWriter : public ::testing::Test {
       EXPECT_EQ(0, rtAsn1XmlEncOpenTypeExt(&ctx, &list, kNames, 2));
       EXPECT_EQ(0, rtXmlEncEndElement(&ctx, "p", nullptr));
       EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
-      std::string s((const char*)ctx.buffer.data, ctx.buffer.byteIndex);
+      std::string s = text();
       return s.substr(s.rfind("<p>"));
    }
 };

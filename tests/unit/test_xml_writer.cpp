@@ -10,24 +10,13 @@
 #include "rtXml.h"
 #include "rtxDList.h"
 #include "rtxError.h"
+#include "xml_writer_fixture.h"
 
 namespace {
 
-class XmlWriter : public ::testing::Test {
+class XmlWriter : public XmlWriterContext {
  protected:
-   VXCTXT ctx;
-   void SetUp() override
-   {
-      ASSERT_EQ(0, rtInitContext(&ctx));
-      ASSERT_EQ(0, rtXmlInitCtxtAppInfo(&ctx));
-      ASSERT_EQ(0, rtXmlSetEncBufPtr(&ctx, nullptr, 0));
-   }
-   void TearDown() override { rtFreeContext(&ctx); }
    XmlCtxtInfo* info() { return rtXmlGetCtxtInfo(&ctx); }
-   std::string text() const
-   {
-      return std::string((const char*)ctx.buffer.data, ctx.buffer.byteIndex);
-   }
    void start(const char* name)
    {
       ASSERT_EQ(0, rtXmlEncStartElement(&ctx, name, nullptr, nullptr, false));
