@@ -7,10 +7,11 @@ import argparse
 import os
 import sys
 
-from . import emit_catalog, emit_json, emit_testsupport, emit_types, emit_uper, model
+from . import (emit_catalog, emit_json, emit_testsupport, emit_types, emit_uper, emit_xml,
+               model)
 from .errors import SchemaError
 
-EMITTERS = [emit_types, emit_uper, emit_json, emit_catalog, emit_testsupport]
+EMITTERS = [emit_types, emit_uper, emit_json, emit_xml, emit_catalog, emit_testsupport]
 
 
 def generate(paths, display=None):

@@ -1,0 +1,10 @@
+// xmlGen.h: the steps the generated XML codecs (XmlEnc_<Type>, XmlDec_<Type>)
+// share, so that the schema compiler writes only what differs from type to
+// type: the writing steps in xmlGenWrite.h, the reading steps in xmlGenRead.h.
+#ifndef XMLGEN_H
+#define XMLGEN_H
+
+#include "xmlGenRead.h"
+#include "xmlGenWrite.h"
+
+#endif
