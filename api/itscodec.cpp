@@ -3,6 +3,7 @@
 #include "itscodec.h"
 
 #include "VXJSONBuffers.h"
+#include "VXXMLBuffers.h"
 #include "itsgen_all.h"
 #include "transcode.h"
 
@@ -25,6 +26,18 @@
    }
 
 ITSCODEC_MESSAGES(ITSCODEC_JSON_EXPORTS)
+
+#define ITSCODEC_XML_TO_EXPORTS(MSG, ID, MEMBER)                                                  \
+   template VX_EXPORT int to_text<ASN1T_##MSG, Vexil_##MSG, VXXMLEncodeBuffer>(                   \
+      char const*, unsigned long, char**, char**, bool);                                          \
+   extern "C" int etsi_##MSG##_to_xml(const char* encoded, unsigned long encodedLen, char** text, \
+                                      char** errorText, bool verbose)                             \
+   {                                                                                              \
+      return to_text<ASN1T_##MSG, Vexil_##MSG, VXXMLEncodeBuffer>(encoded, encodedLen, text,      \
+                                                                  errorText, (uint8_t)verbose);   \
+   }
+
+ITSCODEC_MESSAGES(ITSCODEC_XML_TO_EXPORTS)
 
 // A single scalar delete, although every array handed out came from
 // operator new[]: callers release everything through this one function and

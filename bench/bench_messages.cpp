@@ -250,6 +250,20 @@ void BM_UperToJson(benchmark::State& state, ToJson toJson)
    state.counters["peak_heap_bytes"] = peakHeapOf([&] { toJsonOnce(toJson, uper); });
 }
 
+// UPER -> XML through the export, beside UPER -> JSON (the same to_text
+// procedure with the XML buffer).
+template <class Record, class Control>
+void BM_UperToXml(benchmark::State& state, ToJson toXml)
+{
+   const std::string& uper = Message<Record, Control>::input().uper;
+   for (auto _ : state) {
+      int stat = toJsonOnce(toXml, uper);
+      if (stat != 0) return fail(state, "to_xml", stat);
+   }
+   state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)uper.size());
+   state.counters["peak_heap_bytes"] = peakHeapOf([&] { toJsonOnce(toXml, uper); });
+}
+
 template <class Record, class Control>
 void BM_JsonToUper(benchmark::State& state, FromJson fromJson)
 {
@@ -263,7 +277,7 @@ void BM_JsonToUper(benchmark::State& state, FromJson fromJson)
 }
 
 template <class Record, class Control>
-void registerMessage(const char* name, ToJson toJson, FromJson fromJson)
+void registerMessage(const char* name, ToJson toJson, FromJson fromJson, ToJson toXml)
 {
    std::string n = name;
    benchmark::RegisterBenchmark(("UperDecode/" + n).c_str(), BM_UperDecode<Record, Control>);
@@ -272,6 +286,7 @@ void registerMessage(const char* name, ToJson toJson, FromJson fromJson)
                                 toJson);
    benchmark::RegisterBenchmark(("JsonToUper/" + n).c_str(), BM_JsonToUper<Record, Control>,
                                 fromJson);
+   benchmark::RegisterBenchmark(("UperToXml/" + n).c_str(), BM_UperToXml<Record, Control>, toXml);
 }
 
 // ---- process memory over many calls --------------------------------------
@@ -315,9 +330,10 @@ void BM_ExportMemoryGrowth(benchmark::State& state)
 int main(int argc, char** argv)
 {
    // Every message with a data file in the data directory.
-#define VX_REGISTER_MESSAGE(MSG, ID, MEMBER)            \
-   if (std::ifstream(dataDir() + "/" + dataFile(#MSG))) \
-      registerMessage<ASN1T_##MSG, Vexil_##MSG>(#MSG, etsi_##MSG##_to_json, etsi_##MSG##_from_json);
+#define VX_REGISTER_MESSAGE(MSG, ID, MEMBER)                                \
+   if (std::ifstream(dataDir() + "/" + dataFile(#MSG)))                     \
+      registerMessage<ASN1T_##MSG, Vexil_##MSG>(#MSG, etsi_##MSG##_to_json, \
+                                                etsi_##MSG##_from_json, etsi_##MSG##_to_xml);
    ITSCODEC_MESSAGES(VX_REGISTER_MESSAGE)
 #undef VX_REGISTER_MESSAGE
    benchmark::RegisterBenchmark("ExportMemoryGrowth/CAM", BM_ExportMemoryGrowth)

@@ -175,6 +175,8 @@ int rtXmlEncStringValue2(VXCTXT* pctxt, const char* value, size_t length);
 int rtXmlEncCDATAStringValue(VXCTXT* pctxt, const char* value, size_t length);
 int rtXmlEncString(VXCTXT* pctxt, VXXMLSTRING* pxmlstr, const char* elemName, VXXMLNamespace* pNS);
 int rtXmlEncUTF8Str(VXCTXT* pctxt, const char* value, const char* elemName, VXXMLNamespace* pNS);
+// Whether the text is UTF-8 of characters that XML 1.0 admits (a null text is).
+bool rtXmlIsCharData(const char* text);
 int rtXmlEncIntValue(VXCTXT* pctxt, int32_t value);
 int rtXmlEncUIntValue(VXCTXT* pctxt, uint32_t value);
 int rtXmlEncInt64Value(VXCTXT* pctxt, int64_t value);

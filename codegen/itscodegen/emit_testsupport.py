@@ -378,6 +378,7 @@ def emit_header(model):
         w('#include "%s.h"' % m.stem)
         w('#include "%sPer.h"' % m.stem)
         w('#include "%sJson.h"' % m.stem)
+        w('#include "%sXml.h"' % m.stem)
     w('#include "itstest.h"')
     w()
     for t in model.types:
@@ -455,6 +456,9 @@ def emit_table(model):
           % (t.cname, t.cname, jarg))
         w("int jd_%s(VXCTXT* pctxt, void* pvalue) { return asn1JsonDec_%s(pctxt, (%s*)pvalue); }"
           % (t.cname, t.cname, r))
+        xarg = "*(const %s*)pvalue" % r if codec_common.byval(t) else "(const %s*)pvalue" % r
+        w("int xe_%s(VXCTXT* pctxt, const void* pvalue, const char* elemName) "
+          "{ return XmlEnc_%s(pctxt, %s, elemName, 0); }" % (t.cname, t.cname, xarg))
         w("void fl_%s(VXCTXT* pctxt, void* pvalue, ItsTestRng& rng) { fill_%s(pctxt, (%s*)pvalue, rng); }"
           % (t.cname, t.cname, r))
         w("bool eq_%s(const void* a, const void* b) { return equal_%s((const %s*)a, (const %s*)b); }"
@@ -474,8 +478,8 @@ def emit_table(model):
             c = t.cname
             ext = "ext_" + c if t.kind == "SEQUENCE" and t.ext else "nullptr"
             alt = "alt_" + c if t.kind == "CHOICE" and t.ext else "nullptr"
-            w("{%s, make_%s, release_%s, pe_%s, pd_%s, je_%s, jd_%s, fl_%s, eq_%s, %s, %s, %s}," % (
-                c_string(c), c, c, c, c, c, c, c, c, "true" if raw_open(t) else "false", ext, alt))
+            w("{%s, make_%s, release_%s, pe_%s, pd_%s, je_%s, jd_%s, fl_%s, eq_%s, %s, %s, %s, xe_%s}," % (
+                c_string(c), c, c, c, c, c, c, c, c, "true" if raw_open(t) else "false", ext, alt, c))
     w("const size_t itsTestTypeCount = sizeof(itsTestTypes) / sizeof(itsTestTypes[0]);")
     return w.text()
 

@@ -70,6 +70,8 @@ struct ItsTestType {
    ASN1TSeqExt* (*ext)(void* pvalue);
    // Makes an extensible CHOICE the unknown alternative `ot`, or null.
    void (*unknownAlt)(void* pvalue, ASN1OpenType* ot);
+   // The XML writer, the value written as the element elemName.
+   int (*xmlEncode)(VXCTXT* pctxt, const void* pvalue, const char* elemName);
 };
 
 extern const ItsTestType itsTestTypes[];
