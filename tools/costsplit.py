@@ -45,6 +45,7 @@ TOGGLE = {
     "UperToJson": "etsi_{m}_to_json",
     "JsonToUper": "etsi_{m}_from_json",
     "XmlWrite": "*xmlWriteOnce*",
+    "XmlWriteGeneral": "*xmlWriteGeneralOnce*",
     "JsonWrite": "*jsonWriteOnce*",
     "XmlRead": "*xmlReadOnce*",
     "XmlReadBuffered": "*xmlReadOnce*",
@@ -54,7 +55,7 @@ TOGGLE = {
 
 # Benchmarks of their own executable; the others are bench_messages'.
 EXECUTABLE = {kind: "bench_xml" for kind in
-              ("XmlWrite", "JsonWrite", "XmlRead", "XmlReadBuffered", "XmlReadElems",
+              ("XmlWrite", "XmlWriteGeneral", "JsonWrite", "XmlRead", "XmlReadBuffered", "XmlReadElems",
                "JsonRead")}
 
 
