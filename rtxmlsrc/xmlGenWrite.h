@@ -342,13 +342,44 @@ VX_INLINE int xmlGenUInt(VXCTXT* pctxt, const XmlGenOut& out, uint64_t value, co
 
 // ---- further steps, over the general writer ----
 
-// "<name><id/></name>": an enumerator or a boolean as an empty child element.
-VX_INLINE int xmlGenNamed(VXCTXT* pctxt, const XmlGenOut& out, const char* id, const char* elemName)
+// "<name>", "<id/>" one level deeper, "</name>", each on its own line: an
+// enumerator or a boolean as an empty child element. In place it is one
+// room check for the three tags; the text is that of xmlGenStart,
+// xmlGenEmpty and xmlGenEnd in a row.
+VX_INLINE int xmlGenNamed(VXCTXT* pctxt, const XmlGenOut& out, const char* id, size_t idLen,
+                          const char* elemName)
 {
-   int stat = xmlGenStart(pctxt, out, elemName);
-   if (stat == 0) stat = xmlGenEmpty(pctxt, out, id);
-   if (stat == 0) stat = xmlGenEnd(pctxt, out, elemName);
-   return stat;
+   if (out.info == nullptr || elemName == nullptr || elemName[0] == 0) {
+      int stat = xmlGenStart(pctxt, out, elemName);
+      if (stat == 0) stat = xmlGenEmpty(pctxt, out, id);
+      if (stat == 0) stat = xmlGenEnd(pctxt, out, elemName);
+      return stat;
+   }
+   size_t n = xmlGenNameLength(elemName);
+   size_t width = xmlGenWidth(pctxt, out);
+   size_t inner = width + out.info->indent;
+   uint8_t* p = nullptr;
+   // Three breaks (two more line feeds than the room counts) and the tags.
+   int stat = xmlGenRoom(pctxt, out, width + inner + width + 2, (n + 2) + (idLen + 3) + (n + 3), p);
+   if (stat != 0) return stat;
+   p = xmlGenBreak(pctxt, out, p, width);
+   *p++ = '<';
+   p = xmlGenCopy(p, elemName, n);
+   *p++ = '>';
+   pctxt->state = XMLSTATE_SOE;
+   p = xmlGenBreak(pctxt, out, p, inner);
+   *p++ = '<';
+   p = xmlGenCopy(p, id, idLen);
+   *p++ = '/';
+   *p++ = '>';
+   p = xmlGenBreak(pctxt, out, p, width);
+   *p++ = '<';
+   *p++ = '/';
+   p = xmlGenCopy(p, elemName, n);
+   *p++ = '>';
+   xmlGenDone(pctxt, p);
+   pctxt->state = XMLSTATE_EOE;
+   return 0;
 }
 
 // rtXmlEncBitString: "<name>0100</name>", one digit per bit, first bit first.

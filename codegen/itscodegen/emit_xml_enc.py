@@ -152,7 +152,7 @@ def enc_integer(w, t, v):
 
 
 def boolean_stat(v, name):
-    return "xmlGenNamed(pctxt, out, %s ? \"true\" : \"false\", %s)" % (v, name)
+    return "xmlGenNamed(pctxt, out, %s ? \"true\" : \"false\", %s ? 4 : 5, %s)" % (v, v, name)
 
 
 def enc_boolean(w, t, v):
@@ -165,9 +165,10 @@ def enc_enum(w, t, v):
     # table (a list item; a component is tested by its SEQUENCE first).
     tab = t.record + "_ENUMTAB"
     w("const XmlGenOut out = xmlGenOutput(pctxt);")
-    w("const char* id = %s < %dU ? %s[%s[%s].transidx].name : \"_UNKNOWN_\";"
-      % (v, len(t.items), tab, tab, v))
-    w("return xmlGenNamed(pctxt, out, id, elemName);")
+    with w.block("if (%s < %dU)" % (v, len(t.items))):
+        w("const VXEnumItem& item = %s[%s[%s].transidx];" % (tab, tab, v))
+        w("return xmlGenNamed(pctxt, out, item.name, item.namelen, elemName);")
+    w("return xmlGenNamed(pctxt, out, \"_UNKNOWN_\", 9, elemName);")
 
 
 def enc_null(w, t, v):

@@ -22,6 +22,7 @@
 #include "rtxDList.h"
 #include "rtxError.h"
 #include "rtxMemory.h"
+#include "xmlGenWrite.h"
 
 namespace {
 
@@ -477,6 +478,76 @@ TEST(XmlWriteRange, EnumerationComponentAboveItsTableGoesToTheErrorHandler)
                 "      <_UNKNOWN_/>", "   </altitudeConfidence>", "</altitude>"}),
          w.text());
       Asn1ErrorHandler::setErrorHandler(w.ctxt(), nullptr);
+   }
+}
+
+// ---- the enumerator step against the general writer ----
+
+// "<name><id/></name>" in one piece gives the text, state and level of the
+// three general calls, at the top of a fragment, under an open root tag and
+// nested, in the indentation settings a caller can choose, and fails like
+// them when a fixed buffer is too small.
+TEST(XmlWriteStep, NamedElementAsTheGeneralWriterWritesIt)
+{
+   struct Setting {
+      const char* what;
+      void (*prepare)(VXCTXT*);
+   } settings[] = {
+      {"default", [](VXCTXT*) {}},
+      {"no indentation", [](VXCTXT* c) { rtXmlSetFormatting(c, false); }},
+      {"four blanks", [](VXCTXT* c) { rtXmlSetIndent(c, 4); }},
+      {"tabs",
+       [](VXCTXT* c) {
+          rtXmlSetIndent(c, 1);
+          rtXmlSetIndentChar(c, '\t');
+       }},
+      {"UTF-16", [](VXCTXT* c) { rtXmlSetEncoding(c, VXXMLUTF16); }},
+   };
+   const std::string longName(60, 'q');
+   for (const Setting& s : settings) {
+      for (int where = 0; where < 3; where++) {          // top, under the root, 7 levels deep
+         for (size_t fixed : {(size_t)0, (size_t)24}) {  // growing, or too small
+            SCOPED_TRACE(std::string(s.what) + " position " + std::to_string(where) + " buffer " +
+                         std::to_string(fixed));
+            std::string text[2];
+            int stat[2], state[2], level[2];
+            for (int gen = 0; gen < 2; gen++) {
+               VXCTXT c;
+               std::vector<uint8_t> buf(fixed);
+               ASSERT_EQ(0, rtInitContext(&c));
+               ASSERT_EQ(0, rtXmlInitCtxtAppInfo(&c));
+               ASSERT_EQ(0, rtXmlSetEncBufPtr(&c, fixed ? buf.data() : nullptr, fixed));
+               rtxCtxtSetFlag(&c, VXCTXT_FLAG_NOXMLNS);
+               s.prepare(&c);
+               int st = 0;
+               if (where > 0) {
+                  st = rtXmlEncStartDocument(&c);
+                  if (st == 0) st = rtXmlEncStartElement(&c, "doc", nullptr, nullptr, false);
+               }
+               for (int i = 0; where == 2 && st == 0 && i < 7; i++)
+                  st = rtXmlEncStartElement(&c, "level", nullptr, nullptr, true);
+               const char* name = where == 2 ? longName.c_str() : "altitudeConfidence";
+               if (st == 0 && gen) {
+                  st = xmlGenNamed(&c, xmlGenOutput(&c), "alt-000-01", 10, name);
+               } else if (st == 0) {
+                  st = rtXmlEncStartElement(&c, name, nullptr, nullptr, true);
+                  if (st == 0) st = rtXmlEncEmptyElement(&c, "alt-000-01", nullptr, nullptr, true);
+                  if (st == 0) st = rtXmlEncEndElement(&c, name, nullptr);
+               }
+               stat[gen] = st;
+               text[gen].assign((const char*)c.buffer.data, c.buffer.byteIndex);
+               state[gen] = c.state;
+               level[gen] = c.level;
+               rtFreeContext(&c);
+            }
+            EXPECT_EQ(stat[0], stat[1]);
+            if (stat[0] == 0) {
+               EXPECT_EQ(text[0], text[1]);
+               EXPECT_EQ(state[0], state[1]);
+               EXPECT_EQ(level[0], level[1]);
+            }
+         }
+      }
    }
 }
 
