@@ -199,40 +199,25 @@ TEST(XmlWriteMessage, CamTextByteForByte)
 
 // ---- one construct at a time ----
 
-TEST(XmlWriteConstruct, SequenceWithNothingPresentIsEmptyElement)
+// An empty SEQUENCE, bit string digits (first bit first), upper-case
+// hexadecimal, escaped text, and a NULL alternative as an empty element.
+TEST(XmlWriteConstruct, LeafAndEmptyForms)
 {
    Writer w;
-   ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC rec;
-   ASSERT_EQ(0,
-             XmlEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(w.ctxt(), &rec, "assist", nullptr));
-   EXPECT_EQ("<assist/>", w.text());
-}
-
-TEST(XmlWriteConstruct, BitStringsAreDigitsFirstBitFirst)
-{
-   Writer w;
-   ASN1T_ITS_AccelerationControl ac;
-   memset(&ac, 0, sizeof ac);
-   ac.data[0] = 0x82;  // bits 0 and 6 of 7
-   ASSERT_EQ(0, XmlEnc_ITS_AccelerationControl(w.ctxt(), &ac, "accelerationControl", nullptr));
-   EXPECT_EQ("<accelerationControl>1000001</accelerationControl>", w.text());
-}
-
-TEST(XmlWriteConstruct, OctetStringsAreUpperCaseHexadecimal)
-{
-   Writer w;
-   ASN1T_ETSI_DSRC_TemporaryID id;
-   const uint8_t v[4] = {0x0a, 0x1b, 0xfe, 0x00};
-   memcpy(id.data, v, 4);
-   ASSERT_EQ(0, XmlEnc_ETSI_DSRC_TemporaryID(w.ctxt(), &id, "id", nullptr));
-   EXPECT_EQ("<id>0A1BFE00</id>", w.text());
-}
-
-TEST(XmlWriteConstruct, StringsEscapeMarkupCharactersAndQuotes)
-{
-   Writer w;
-   ASSERT_EQ(0, XmlEnc_ETSI_DSRC_DescriptiveName(w.ctxt(), "a&b<c>d\"e'f", "name", nullptr));
-   EXPECT_EQ("<name>a&amp;b&lt;c&gt;d&quot;e&apos;f</name>", w.text());
+   ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC empty;
+   ASSERT_EQ(0, XmlEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(w.ctxt(), &empty, "a", nullptr));
+   ASN1T_ITS_AccelerationControl ac = {{0x82}};  // bits 0 and 6 of 7
+   ASSERT_EQ(0, XmlEnc_ITS_AccelerationControl(w.ctxt(), &ac, "b", nullptr));
+   ASN1T_ETSI_DSRC_TemporaryID id = {{0x0a, 0x1b, 0xfe, 0x00}};
+   ASSERT_EQ(0, XmlEnc_ETSI_DSRC_TemporaryID(w.ctxt(), &id, "c", nullptr));
+   ASSERT_EQ(0, XmlEnc_ETSI_DSRC_DescriptiveName(w.ctxt(), "a&b<c>d\"e'f", "d", nullptr));
+   ASN1T_EuVehicleCategoryCode code;
+   code.t = 6;  // euVehilcleCategoryG
+   ASSERT_EQ(0, XmlEnc_EuVehicleCategoryCode(w.ctxt(), &code, "e", nullptr));
+   EXPECT_EQ(
+      lines({"<a/>", "<b>1000001</b>", "<c>0A1BFE00</c>", "<d>a&amp;b&lt;c&gt;d&quot;e&apos;f</d>",
+             "<e>", "   <euVehilcleCategoryG/>", "</e>"}),
+      w.text());
 }
 
 // Characters no document can hold (control characters, broken UTF-8), as
@@ -248,15 +233,6 @@ TEST(XmlWriteConstruct, StringsWithCharactersXmlCanNotHoldFail)
    Writer w;
    ASSERT_EQ(0, XmlEnc_ETSI_DSRC_DescriptiveName(w.ctxt(), "t\tu\xc3\xa9", "name", nullptr));
    EXPECT_EQ("<name>t\tu\xc3\xa9</name>", w.text());
-}
-
-TEST(XmlWriteConstruct, NullAlternativeIsEmptyElement)
-{
-   Writer w;
-   ASN1T_EuVehicleCategoryCode code;
-   code.t = 6;  // euVehilcleCategoryG
-   ASSERT_EQ(0, XmlEnc_EuVehicleCategoryCode(w.ctxt(), &code, "category", nullptr));
-   EXPECT_EQ(lines({"<category>", "   <euVehilcleCategoryG/>", "</category>"}), w.text());
 }
 
 TEST(XmlWriteConstruct, EnumerationListItemsAreNamedAfterTheType)
@@ -389,40 +365,21 @@ TEST(XmlWriteExtension, UnknownAlternativeOnItsOwnLine)
 // SEQUENCE for an inline number, on a string length or on a list count.
 TEST(XmlWriteRange, OutsideTheConstraintIsBareMinus16)
 {
-   {
-      Writer w;
-      EXPECT_EQ(RTERR_CONSVIO, XmlEnc_ITS_VehicleWidth(w.ctxt(), 63, "vehicleWidth", nullptr));
-      EXPECT_EQ(RTERR_CONSVIO, XmlEnc_ITS_VehicleWidth(w.ctxt(), 0, "vehicleWidth", nullptr));
-      EXPECT_EQ(0, w.errors());
-   }
-   {
-      Writer w;
-      ASN1T_ITS_Heading h;
-      h.headingValue = 900;
-      h.headingConfidence = 0;  // 1..127
-      EXPECT_EQ(RTERR_CONSVIO, XmlEnc_ITS_Heading(w.ctxt(), &h, "heading", nullptr));
-      EXPECT_EQ(0, w.errors());
-      EXPECT_EQ("", w.report());
-   }
-   {
-      Writer w;
-      EXPECT_EQ(RTERR_CONSVIO, XmlEnc_ETSI_DSRC_DescriptiveName(w.ctxt(), "", "name", nullptr));
-      std::string longName(64, 'x');
-      EXPECT_EQ(RTERR_CONSVIO,
-                XmlEnc_ETSI_DSRC_DescriptiveName(w.ctxt(), longName.c_str(), "name", nullptr));
-      EXPECT_EQ(0, w.errors());
-   }
-   {
-      Writer w;
-      ASN1T_ETSI_DSRC_NodeAttributeXYList list;
-      list.n = 9;  // 1..8
-      EXPECT_EQ(RTERR_CONSVIO,
-                XmlEnc_ETSI_DSRC_NodeAttributeXYList(w.ctxt(), &list, "localNode", nullptr));
-      list.n = 0;
-      EXPECT_EQ(RTERR_CONSVIO,
-                XmlEnc_ETSI_DSRC_NodeAttributeXYList(w.ctxt(), &list, "localNode", nullptr));
-      EXPECT_EQ(0, w.errors());
-   }
+   Writer w;
+   EXPECT_EQ(RTERR_CONSVIO, XmlEnc_ITS_VehicleWidth(w.ctxt(), 63, "vehicleWidth", nullptr));
+   ASN1T_ITS_Heading h;
+   h.headingValue = 900;
+   h.headingConfidence = 0;  // 1..127
+   EXPECT_EQ(RTERR_CONSVIO, XmlEnc_ITS_Heading(w.ctxt(), &h, "heading", nullptr));
+   std::string longName(64, 'x');
+   EXPECT_EQ(RTERR_CONSVIO,
+             XmlEnc_ETSI_DSRC_DescriptiveName(w.ctxt(), longName.c_str(), "name", nullptr));
+   ASN1T_ETSI_DSRC_NodeAttributeXYList list;
+   list.n = 9;  // 1..8
+   EXPECT_EQ(RTERR_CONSVIO,
+             XmlEnc_ETSI_DSRC_NodeAttributeXYList(w.ctxt(), &list, "localNode", nullptr));
+   EXPECT_EQ(0, w.errors());
+   EXPECT_EQ("", w.report());
 }
 
 TEST(XmlWriteRange, ChoiceWithoutValidAlternativeIsMinus9)
