@@ -382,12 +382,49 @@ VX_INLINE int xmlGenNamed(VXCTXT* pctxt, const XmlGenOut& out, const char* id, s
    return 0;
 }
 
-// rtXmlEncBitString: "<name>0100</name>", one digit per bit, first bit first.
+// The longest bit or octet string a step writes in place; longer ones take
+// the general writer (none of this schema's fixed fields is).
+constexpr uint64_t kXmlGenInPlaceChars = 256;
+
+// "<name>" and the value's characters and "</name>" in one piece: the break,
+// the start tag, `fill` writing nchars characters at p, the end tag. The
+// text and state of the general value element writers.
+template <class Fill>
+VX_INLINE int xmlGenValueElement(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName,
+                                 size_t nchars, Fill fill)
+{
+   size_t n = xmlGenNameLength(elemName);
+   size_t width = xmlGenWidth(pctxt, out);
+   uint8_t* p = nullptr;
+   int stat = xmlGenRoom(pctxt, out, width, 2 * n + 5 + nchars, p);
+   if (stat != 0) return stat;
+   p = xmlGenBreak(pctxt, out, p, width);
+   *p++ = '<';
+   p = xmlGenCopy(p, elemName, n);
+   *p++ = '>';
+   fill(p);
+   p += nchars;
+   *p++ = '<';
+   *p++ = '/';
+   p = xmlGenCopy(p, elemName, n);
+   *p++ = '>';
+   xmlGenDone(pctxt, p);
+   pctxt->state = XMLSTATE_EOE;
+   return 0;
+}
+
+// rtXmlEncBitString: "<name>0100</name>", one digit per bit, first bit
+// first; no bits is "<name/>".
 VX_INLINE int xmlGenBits(VXCTXT* pctxt, const XmlGenOut& out, uint64_t nbits, const uint8_t* data,
                          const char* elemName)
 {
-   (void)out;
-   return rtXmlEncBitString(pctxt, nbits, data, elemName, nullptr);
+   if (out.info == nullptr || elemName == nullptr || elemName[0] == 0 || nbits == 0 ||
+       nbits > kXmlGenInPlaceChars)
+      return rtXmlEncBitString(pctxt, nbits, data, elemName, nullptr);
+   return xmlGenValueElement(pctxt, out, elemName, (size_t)nbits, [&](uint8_t* p) {
+      for (uint64_t i = 0; i < nbits; i++)
+         p[i] = (uint8_t)('0' + ((data[i >> 3] >> (7 - (i & 7))) & 1));
+   });
 }
 
 // rtXmlEncBitStringExt: the same, bits past the first dataSize octets taken
@@ -400,12 +437,23 @@ VX_INLINE int xmlGenBitsExt(VXCTXT* pctxt, const XmlGenOut& out, uint64_t nbits,
    return rtXmlEncBitStringExt(pctxt, nbits, data, dataSize, extData, elemName, nullptr);
 }
 
-// rtXmlEncHexBinary: "<name>0A1B</name>" (upper case in XER style).
+// rtXmlEncHexBinary: "<name>0A1B</name>", upper case in XER style; no
+// octets is "<name/>".
 VX_INLINE int xmlGenHex(VXCTXT* pctxt, const XmlGenOut& out, uint64_t nocts, const uint8_t* data,
                         const char* elemName)
 {
-   (void)out;
-   return rtXmlEncHexBinary(pctxt, (int64_t)nocts, data, elemName, nullptr);
+   if (out.info == nullptr || elemName == nullptr || elemName[0] == 0 || nocts == 0 ||
+       nocts > kXmlGenInPlaceChars / 2)
+      return rtXmlEncHexBinary(pctxt, (int64_t)nocts, data, elemName, nullptr);
+   const char* digits = (pctxt->flags & (VXCTXT_FLAG_NOXMLNS | VXCTXT_FLAG_XMLUPPERHEX))
+                           ? "0123456789ABCDEF"
+                           : "0123456789abcdef";
+   return xmlGenValueElement(pctxt, out, elemName, (size_t)(2 * nocts), [&](uint8_t* p) {
+      for (uint64_t i = 0; i < nocts; i++) {
+         p[2 * i] = (uint8_t)digits[data[i] >> 4];
+         p[2 * i + 1] = (uint8_t)digits[data[i] & 0x0F];
+      }
+   });
 }
 
 // rtXmlEncUTF8Str: "<name>text</name>" with & < > " ' escaped. A text with

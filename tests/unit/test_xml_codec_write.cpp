@@ -438,13 +438,13 @@ TEST(XmlWriteRange, EnumerationComponentAboveItsTableGoesToTheErrorHandler)
    }
 }
 
-// ---- the enumerator step against the general writer ----
+// ---- the in-place steps against the general writer ----
 
-// "<name><id/></name>" in one piece gives the text, state and level of the
-// three general calls, at the top of a fragment, under an open root tag and
-// nested, in the indentation settings a caller can choose, and fails like
-// them when a fixed buffer is too small.
-TEST(XmlWriteStep, NamedElementAsTheGeneralWriterWritesIt)
+// The enumerator element and the bit and octet string elements, written in
+// place, give the text, status, state and level of the general calls: at
+// the top of a fragment, under an open root tag and deep, in the settings
+// a caller can choose, and when a fixed buffer is too small.
+TEST(XmlWriteStep, InPlaceStepsAsTheGeneralWriterWritesThem)
 {
    struct Setting {
       const char* what;
@@ -452,56 +452,73 @@ TEST(XmlWriteStep, NamedElementAsTheGeneralWriterWritesIt)
    } settings[] = {
       {"default", [](VXCTXT*) {}},
       {"no indentation", [](VXCTXT* c) { rtXmlSetFormatting(c, false); }},
-      {"four blanks", [](VXCTXT* c) { rtXmlSetIndent(c, 4); }},
       {"tabs",
        [](VXCTXT* c) {
           rtXmlSetIndent(c, 1);
           rtXmlSetIndentChar(c, '\t');
        }},
       {"UTF-16", [](VXCTXT* c) { rtXmlSetEncoding(c, VXXMLUTF16); }},
+      {"lower-case hexadecimal", [](VXCTXT* c) { c->flags &= ~VXCTXT_FLAG_NOXMLNS; }},
+   };
+   static const uint8_t data[40] = {0x82, 0x0a, 0xfe, 0x01, 0x7f, 0x80, 0x55, 0xaa};
+   typedef int (*Op)(VXCTXT*, bool gen, const char* name);
+   const Op ops[] = {
+      [](VXCTXT* c, bool gen, const char* name) {
+         if (gen) return xmlGenNamed(c, xmlGenOutput(c), "alt-000-01", 10, name);
+         int st = rtXmlEncStartElement(c, name, nullptr, nullptr, true);
+         if (st == 0) st = rtXmlEncEmptyElement(c, "alt-000-01", nullptr, nullptr, true);
+         return st != 0 ? st : rtXmlEncEndElement(c, name, nullptr);
+      },
+      [](VXCTXT* c, bool gen, const char* name) {
+         return gen ? xmlGenBits(c, xmlGenOutput(c), 13, data, name)
+                    : rtXmlEncBitString(c, 13, data, name, nullptr);
+      },
+      [](VXCTXT* c, bool gen, const char* name) {
+         return gen ? xmlGenBits(c, xmlGenOutput(c), 0, data, name)
+                    : rtXmlEncBitString(c, 0, data, name, nullptr);
+      },
+      [](VXCTXT* c, bool gen, const char* name) {
+         return gen ? xmlGenHex(c, xmlGenOutput(c), 40, data, name)
+                    : rtXmlEncHexBinary(c, 40, data, name, nullptr);
+      },
    };
    const std::string longName(60, 'q');
    for (const Setting& s : settings) {
-      for (int where = 0; where < 3; where++) {          // top, under the root, 7 levels deep
-         for (size_t fixed : {(size_t)0, (size_t)24}) {  // growing, or too small
-            SCOPED_TRACE(std::string(s.what) + " position " + std::to_string(where) + " buffer " +
-                         std::to_string(fixed));
-            std::string text[2];
-            int stat[2], state[2], level[2];
-            for (int gen = 0; gen < 2; gen++) {
-               VXCTXT c;
-               std::vector<uint8_t> buf(fixed);
-               ASSERT_EQ(0, rtInitContext(&c));
-               ASSERT_EQ(0, rtXmlInitCtxtAppInfo(&c));
-               ASSERT_EQ(0, rtXmlSetEncBufPtr(&c, fixed ? buf.data() : nullptr, fixed));
-               rtxCtxtSetFlag(&c, VXCTXT_FLAG_NOXMLNS);
-               s.prepare(&c);
-               int st = 0;
-               if (where > 0) {
-                  st = rtXmlEncStartDocument(&c);
-                  if (st == 0) st = rtXmlEncStartElement(&c, "doc", nullptr, nullptr, false);
+      for (size_t op = 0; op < sizeof ops / sizeof ops[0]; op++) {
+         for (int where = 0; where < 3; where++) {          // top, under the root, 7 levels deep
+            for (size_t fixed : {(size_t)0, (size_t)60}) {  // growing, or too small
+               SCOPED_TRACE(std::string(s.what) + " op " + std::to_string(op) + " position " +
+                            std::to_string(where) + " buffer " + std::to_string(fixed));
+               std::string text[2];
+               int stat[2], state[2], level[2];
+               for (int gen = 0; gen < 2; gen++) {
+                  VXCTXT c;
+                  std::vector<uint8_t> buf(fixed);
+                  ASSERT_EQ(0, rtInitContext(&c));
+                  ASSERT_EQ(0, rtXmlInitCtxtAppInfo(&c));
+                  ASSERT_EQ(0, rtXmlSetEncBufPtr(&c, fixed ? buf.data() : nullptr, fixed));
+                  rtxCtxtSetFlag(&c, VXCTXT_FLAG_NOXMLNS);
+                  s.prepare(&c);
+                  int st = 0;
+                  if (where > 0) {
+                     st = rtXmlEncStartDocument(&c);
+                     if (st == 0) st = rtXmlEncStartElement(&c, "doc", nullptr, nullptr, false);
+                  }
+                  for (int i = 0; where == 2 && st == 0 && i < 7; i++)
+                     st = rtXmlEncStartElement(&c, "level", nullptr, nullptr, true);
+                  if (st == 0) st = ops[op](&c, gen, where == 2 ? longName.c_str() : "value");
+                  stat[gen] = st;
+                  text[gen].assign((const char*)c.buffer.data, c.buffer.byteIndex);
+                  state[gen] = c.state;
+                  level[gen] = c.level;
+                  rtFreeContext(&c);
                }
-               for (int i = 0; where == 2 && st == 0 && i < 7; i++)
-                  st = rtXmlEncStartElement(&c, "level", nullptr, nullptr, true);
-               const char* name = where == 2 ? longName.c_str() : "altitudeConfidence";
-               if (st == 0 && gen) {
-                  st = xmlGenNamed(&c, xmlGenOutput(&c), "alt-000-01", 10, name);
-               } else if (st == 0) {
-                  st = rtXmlEncStartElement(&c, name, nullptr, nullptr, true);
-                  if (st == 0) st = rtXmlEncEmptyElement(&c, "alt-000-01", nullptr, nullptr, true);
-                  if (st == 0) st = rtXmlEncEndElement(&c, name, nullptr);
+               EXPECT_EQ(stat[0], stat[1]);
+               if (stat[0] == 0) {
+                  EXPECT_EQ(text[0], text[1]);
+                  EXPECT_EQ(state[0], state[1]);
+                  EXPECT_EQ(level[0], level[1]);
                }
-               stat[gen] = st;
-               text[gen].assign((const char*)c.buffer.data, c.buffer.byteIndex);
-               state[gen] = c.state;
-               level[gen] = c.level;
-               rtFreeContext(&c);
-            }
-            EXPECT_EQ(stat[0], stat[1]);
-            if (stat[0] == 0) {
-               EXPECT_EQ(text[0], text[1]);
-               EXPECT_EQ(state[0], state[1]);
-               EXPECT_EQ(level[0], level[1]);
             }
          }
       }
