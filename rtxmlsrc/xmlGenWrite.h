@@ -270,6 +270,25 @@ VX_INLINE int xmlGenEmpty(VXCTXT* pctxt, const XmlGenOut& out, const char* elemN
    return 0;
 }
 
+// What follows a number element's name: ">", the digits, "</", the name
+// again (by `copyName`, which returns the end of the copy) and ">"; the
+// writer's state behind it.
+template <class CopyName>
+VX_INLINE void xmlGenNumberRest(VXCTXT* pctxt, uint8_t* p, bool minus, uint64_t magnitude,
+                                size_t digits, CopyName copyName)
+{
+   *p++ = '>';
+   if (minus) *p++ = '-';
+   rtxTextPutDigits(p, digits, magnitude);
+   p += digits;
+   *p++ = '<';
+   *p++ = '/';
+   p = copyName(p);
+   *p++ = '>';
+   xmlGenDone(pctxt, p);
+   pctxt->state = XMLSTATE_EOE;
+}
+
 // "<name>digits</name>" in one piece, as rtXmlEncInt64 / rtXmlEncUInt64
 // write it (nothing can fail once the room is there).
 VX_INLINE int xmlGenNumber(VXCTXT* pctxt, const XmlGenOut& out, uint64_t magnitude, bool minus,
@@ -278,7 +297,6 @@ VX_INLINE int xmlGenNumber(VXCTXT* pctxt, const XmlGenOut& out, uint64_t magnitu
    size_t digits = rtxTextDigitCount(magnitude);
    size_t width = xmlGenWidth(pctxt, out);
    uint8_t* p = nullptr;
-   size_t n;
    int stat;
    if (VX_LIKELY(out.pad != 0)) {
       // A growing buffer: room for the longest short name, the name copied
@@ -288,40 +306,23 @@ VX_INLINE int xmlGenNumber(VXCTXT* pctxt, const XmlGenOut& out, uint64_t magnitu
       if (stat != 0) return stat;
       p = xmlGenBreak(pctxt, out, p, width);
       *p++ = '<';
-      uint8_t* name = p;
-      n = xmlGenScanCopy(p, elemName);
+      const uint8_t* name = p;
+      size_t n = xmlGenScanCopy(p, elemName);
       if (VX_LIKELY(n != SIZE_MAX)) {
-         p += n;
-         *p++ = '>';
-         if (minus) *p++ = '-';
-         rtxTextPutDigits(p, digits, magnitude);
-         p += digits;
-         *p++ = '<';
-         *p++ = '/';
-         p = xmlGenCopyPadded(p, name, n);
-         *p++ = '>';
-         xmlGenDone(pctxt, p);
-         pctxt->state = XMLSTATE_EOE;
+         xmlGenNumberRest(pctxt, p + n, minus, magnitude, digits,
+                          [&](uint8_t* to) { return xmlGenCopyPadded(to, name, n); });
          return 0;
       }
       pctxt->flags = flags;  // a long name: start again, measured
    }
-   n = xmlGenNameLength(elemName);
+   size_t n = xmlGenNameLength(elemName);
    stat = xmlGenRoom(pctxt, out, width, 2 * n + 5 + 1 + digits, p);
    if (stat != 0) return stat;
    p = xmlGenBreak(pctxt, out, p, width);
    *p++ = '<';
    p = xmlGenCopy(p, elemName, n);
-   *p++ = '>';
-   if (minus) *p++ = '-';
-   rtxTextPutDigits(p, digits, magnitude);
-   p += digits;
-   *p++ = '<';
-   *p++ = '/';
-   p = xmlGenCopy(p, elemName, n);
-   *p++ = '>';
-   xmlGenDone(pctxt, p);
-   pctxt->state = XMLSTATE_EOE;
+   xmlGenNumberRest(pctxt, p, minus, magnitude, digits,
+                    [&](uint8_t* to) { return xmlGenCopy(to, elemName, n); });
    return 0;
 }
 
