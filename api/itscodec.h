@@ -1,9 +1,10 @@
 /* itscodec: translation of C-ITS messages (CAM, DENM, SPATEM, MAPEM, IVIM,
- * SREM, SSEM) between their UPER encoding and JSON text.
+ * SREM, SSEM) between their UPER encoding and JSON or XML text.
  *
  * For each message MSG:
  *   etsi_MSG_to_json   UPER bytes in, NUL-terminated JSON text out
  *   etsi_MSG_from_json NUL-terminated JSON text in, UPER bytes out
+ *   etsi_MSG_from_xml  NUL-terminated XML text in, UPER bytes out
  *
  * Every function returns 0 on success. Treat any other result as a failure:
  * it is a negative status, or 2 when a fragmented length stopped the codec.
@@ -48,6 +49,15 @@ extern "C" {
 ITSCODEC_MESSAGES(ITSCODEC_DECLARE)
 
 #undef ITSCODEC_DECLARE
+
+#define ITSCODEC_DECLARE_FROM_XML(MSG, ID, MEMBER)                                     \
+   ITSCODEC_API int etsi_##MSG##_from_xml(const char* text, char** encoded,            \
+                                          unsigned long* encodedLen, char** errorText, \
+                                          bool verbose);
+
+ITSCODEC_MESSAGES(ITSCODEC_DECLARE_FROM_XML)
+
+#undef ITSCODEC_DECLARE_FROM_XML
 
 /* Releases an array handed out by any of the functions above; null is fine. */
 ITSCODEC_API void etsi_delete_array(void* p);
