@@ -5,6 +5,7 @@
 // report with the element's path, exactly one output set).
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <regex>
 #include <string>
 
@@ -216,6 +217,63 @@ const std::string kCamJson = R"({
 })";
 
 FromText camXml(const std::string& text) { return fromText(etsi_CAM_from_xml, text); }
+
+std::string readFile(const std::string& path)
+{
+   std::ifstream in(path, std::ios::binary);
+   EXPECT_TRUE(in.good()) << path;
+   return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+std::string readHexFile(const std::string& path)
+{
+   std::string hex = readFile(path), bytes;
+   for (size_t i = 0; i + 1 < hex.size() && isxdigit((unsigned char)hex[i]); i += 2)
+      bytes += (char)std::stoi(hex.substr(i, 2), nullptr, 16);
+   return bytes;
+}
+
+struct Twin {
+   const char* json;  // relative to the repository
+   const char* xml;
+   FromFn fromJson, fromXml;
+};
+
+// The XML twins were written from the JSON files by tools/json2xml.py.
+const Twin kTwins[] = {
+   {"bench/data/cam.json", "bench/data/cam.xml", etsi_CAM_from_json, etsi_CAM_from_xml},
+   {"bench/data/denm.json", "bench/data/denm.xml", etsi_DENM_from_json, etsi_DENM_from_xml},
+   {"bench/data/ivim.json", "bench/data/ivim.xml", etsi_IVIM_from_json, etsi_IVIM_from_xml},
+   {"bench/data/mapem.json", "bench/data/mapem.xml", etsi_MAPEM_from_json, etsi_MAPEM_from_xml},
+   {"tests/data/spatem_sample.json", "tests/data/spatem_sample.xml", etsi_SPATEM_from_json,
+    etsi_SPATEM_from_xml},
+   {"tests/data/srem_sample.json", "tests/data/srem_sample.xml", etsi_SREM_from_json,
+    etsi_SREM_from_xml},
+   {"tests/data/ssem_sample.json", "tests/data/ssem_sample.xml", etsi_SSEM_from_json,
+    etsi_SSEM_from_xml},
+};
+
+std::string repoPath(const std::string& rel)
+{
+   return std::string(VX_TEST_DATA_DIR) + "/../../" + rel;
+}
+
+TEST(XmlFromExports, SampleMessagesOfEveryKindReadAsTheirJsonTwins)
+{
+   for (const Twin& t : kTwins) {
+      SCOPED_TRACE(t.xml);
+      FromText j = fromText(t.fromJson, readFile(repoPath(t.json)));
+      ASSERT_EQ(0, j.stat) << j.error;
+      FromText x = fromText(t.fromXml, readFile(repoPath(t.xml)));
+      ASSERT_EQ(0, x.stat) << x.error;
+      EXPECT_EQ(j.bytes, x.bytes);
+   }
+   // A captured CAM, through its JSON text and the same conversion: the
+   // bytes it was captured as.
+   FromText cam = camXml(readFile(repoPath("tests/data/cam_captured_protocol1.xml")));
+   ASSERT_EQ(0, cam.stat) << cam.error;
+   EXPECT_EQ(readHexFile(repoPath("tests/data/cam_captured_protocol1.uper.hex")), cam.bytes);
+}
 
 TEST(XmlFromExports, CamReadsAsItsJsonTwin)
 {
