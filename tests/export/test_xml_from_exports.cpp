@@ -49,6 +49,13 @@ std::string normalise(const std::string& report)
    return std::regex_replace(report, std::regex("Module: \\S+ Line \\d+"), "Module: M Line N");
 }
 
+std::string stackLines(int n)
+{
+   std::string lines;
+   for (int i = 0; i < n; i++) lines += "  Module: M Line N\n";
+   return lines;
+}
+
 std::string replaced(std::string text, const std::string& from, const std::string& to)
 {
    size_t at = text.find(from);
@@ -363,6 +370,39 @@ TEST(XmlFromExports, ListCountsOutsideTheSizeConstraint)
    // An item of another name.
    FromText other = camXml(replaced(kCamXml, "<PathPoint>", "<Point>"));
    EXPECT_EQ(-41, other.stat);
+}
+
+TEST(XmlFromExports, ReportsNameTheElementPath)
+{
+   FromText range = camXml(replaced(kCamXml, "<headingConfidence>10<", "<headingConfidence>200<"));
+   EXPECT_EQ(
+      "ERROR: Status -16\n"
+      "Value constraint violation: field ?, value ?\n"
+      "Element name: CAM.cam.camParameters.highFrequencyContainer."
+      "basicVehicleContainerHighFrequency.heading.headingConfidence\n"
+      "Stack trace:\n" +
+         stackLines(6),
+      normalise(range.error));
+   FromText missing = camXml(
+      "<CAM><header><protocolVersion>2</protocolVersion><messageID>2</messageID></header></CAM>");
+   EXPECT_EQ(-209, missing.stat);
+   EXPECT_EQ(
+      "ERROR: Status -209\n"
+      "One or more required element missed\n"
+      "Element name: CAM.header\n"
+      "Stack trace:\n" +
+         stackLines(3),
+      normalise(missing.error));
+   FromText root = camXml("<DENM/>");
+   EXPECT_EQ(-213, root.stat);
+   EXPECT_EQ(
+      "ERROR: Status -213\n"
+      "Unexpected identifier encountered:\n"
+      "   expected = '':CAM,\n"
+      "   parsed = '':DENM at position 1:7\n"
+      "Stack trace:\n" +
+         stackLines(2),
+      normalise(root.error));
 }
 
 TEST(XmlFromExports, OrderAndRequiredComponents)
