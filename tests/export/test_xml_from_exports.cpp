@@ -522,4 +522,23 @@ TEST(XmlFromExports, RegionalExtensionOfAKnownType)
    EXPECT_EQ(-16, none.stat);
 }
 
+TEST(XmlFromExports, TruncatedAndMutatedTextsFailCleanly)
+{
+   // Every prefix of the CAM, and bytes replaced through it: a status of
+   // 0, or a negative one with a report; one output either way.
+   for (size_t n = 0; n < kCamXml.size(); n++) {
+      FromText r = camXml(kCamXml.substr(0, n));
+      ASSERT_LT(r.stat, 0) << n;
+      ASSERT_FALSE(r.error.empty()) << n;
+   }
+   for (size_t at = 0; at < kCamXml.size(); at += 5) {
+      for (char c : {'<', '>', '/', 'x', '&', '"', '\xC3'}) {
+         std::string text = kCamXml;
+         text[at] = c;
+         FromText r = camXml(text);
+         ASSERT_TRUE(r.stat == 0 || (r.stat < 0 && !r.error.empty())) << at << " " << c;
+      }
+   }
+}
+
 }  // namespace
