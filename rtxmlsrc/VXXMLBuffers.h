@@ -93,6 +93,10 @@ class VXXMLDecodeBuffer : public VXXMLMessageBuffer {
    // reset, so a decode can follow; why a document was refused stays in
    // the context's error list.
    virtual bool isWellFormed();
+   // The local name of the document's root element (say, which message a
+   // text holds), copied onto the context's heap; read between a stream
+   // mark and its reset like isWellFormed. 0 or a status.
+   virtual int parseElementName(char** ppName);
 };
 
 #endif

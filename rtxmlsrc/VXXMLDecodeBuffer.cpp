@@ -2,6 +2,7 @@
 #include "VXXMLBuffers.h"
 #include "rtXmlPullInternal.h"
 #include "rtxError.h"
+#include "rtxMemory.h"
 #include "rtxStream.h"
 
 // The stream's context becomes this buffer's: the pull reader takes the
@@ -69,4 +70,41 @@ bool VXXMLDecodeBuffer::isWellFormed()
    rtXmlpFreeReader(pctxt, info->pXmlReader);
    info->pXmlReader = nullptr;
    return rtxStreamReset(pctxt) == 0 && ok;
+}
+
+int VXXMLDecodeBuffer::parseElementName(char** ppName)
+{
+   VXCTXT* pctxt = getCtxtPtr();
+   XmlCtxtInfo* info = pctxt != nullptr ? rtXmlGetCtxtInfo(pctxt) : nullptr;
+   if (ppName == nullptr)
+      return pctxt != nullptr ? VX_LOG_ERRNEW(pctxt, RTERR_INVPARAM) : RTERR_INVPARAM;
+   *ppName = nullptr;
+   if (info == nullptr) return RTERR_NOTINIT;
+   int stat = rtxStreamMark(pctxt, 0);
+   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   stat = rtXmlpCreateReader(pctxt);
+   XmlReader* r = stat == 0 ? rtXmlpGetReader(pctxt) : nullptr;
+   int ev = r != nullptr ? (int)rtXmlRdEvent(r) : stat;
+   while (ev > 0 && ev != XMLRD_STARTTAG && ev != XMLRD_ENDDOC) ev = rtXmlRdNext(r);
+   if (ev == XMLRD_STARTTAG) {
+      const uint8_t* name;
+      size_t len;
+      rtXmlRdGetTagName(r, &name, &len, nullptr);
+      char* copy = static_cast<char*>(rtxMemAlloc(pctxt, len + 1));
+      if (copy != nullptr) {
+         memcpy(copy, name, len);
+         copy[len] = 0;
+         *ppName = copy;
+         stat = 0;
+      } else {
+         stat = VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);
+      }
+   } else {
+      stat = ev < 0 ? ev : refuse(r, XML_E_UNEXPEOF);
+   }
+   // The next decode starts a reader of its own at the mark.
+   rtXmlpFreeReader(pctxt, info->pXmlReader);
+   info->pXmlReader = nullptr;
+   int reset = rtxStreamReset(pctxt);
+   return stat != 0 ? stat : reset;
 }

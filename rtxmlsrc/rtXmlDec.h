@@ -73,6 +73,11 @@ int rtXmlpDecBool(VXCTXT* pctxt, bool* pvalue);
 // data pointer only checks.
 int rtXmlpDecBitString64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnbits, uint64_t bufsize);
 int rtXmlpDecBitString(VXCTXT* pctxt, uint8_t* data, uint32_t* pnbits, uint64_t bufsize);
+// Bits past `bufsize` bytes into a spill on the context's heap (*extdata).
+int rtXmlpDecBitStringExt64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnbits, uint8_t** extdata,
+                            uint64_t bufsize);
+int rtXmlpDecBitStringExt(VXCTXT* pctxt, uint8_t* data, uint32_t* pnbits, uint8_t** extdata,
+                          uint64_t bufsize);
 // Named bits separated by white space; names not in the table are passed
 // over. The count is the highest bit set + 1 (1 for no name).
 int rtXmlpDecNamedBits64(VXCTXT* pctxt, const XmlNamedBitsDict* table, uint8_t* data,

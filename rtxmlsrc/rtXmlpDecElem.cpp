@@ -2,6 +2,7 @@
 // that match start tags against the per-type tables and close elements.
 #include "rtXmlDec.h"
 #include "rtXmlPullInternal.h"
+#include "rtxDList.h"
 #include "rtxMemory.h"
 #include "rtxUTF8.h"
 
@@ -57,9 +58,37 @@ uint32_t levelOf(const XmlReader* r, int32_t level)
    return level < 0 ? r->doneLevel : (uint32_t)level;
 }
 
+// The element name stack as rtxCtxtPushElemName / rtxCtxtPopElemName keep
+// it, with the nodes of ended elements kept in the information record for
+// the next ones: no heap call per element once the deepest level is seen.
+void pushElemName(VXCTXT* pctxt, const char* name)
+{
+   XmlCtxtInfo* info = rtXmlGetCtxtInfo(pctxt);
+   VXRTDListNode* node = info != nullptr ? info->freeNameNodes : nullptr;
+   if (node == nullptr) {
+      rtxCtxtPushElemName(pctxt, name);
+      return;
+   }
+   info->freeNameNodes = node->next;
+   node->data = (void*)name;
+   rtxDListAppendNode(&pctxt->elemNameStack, node);
+   pctxt->level++;
+}
+
 void popElemName(VXCTXT* pctxt)
 {
-   if (pctxt->elemNameStack.count > 0) rtxCtxtPopElemName(pctxt);
+   VXRTDList& names = pctxt->elemNameStack;
+   XmlCtxtInfo* info = rtXmlGetCtxtInfo(pctxt);
+   VXRTDListNode* node = names.tail;
+   if (node == nullptr) return;
+   if (info == nullptr) {
+      rtxCtxtPopElemName(pctxt);
+      return;
+   }
+   rtxDListRemove(&names, node);
+   pctxt->level--;
+   node->next = info->freeNameNodes;
+   info->freeNameNodes = node;
 }
 
 }  // namespace
@@ -112,7 +141,7 @@ int rtXmlpMatchStartTag(VXCTXT* pctxt, const char* name, uint16_t nsIndex)
    // The root alone is matched over the length of the parsed name.
    if (nsFits && (len == 0 || rtxUTF8StrnEqual((const char*)parsed, name, len))) {
       rtXmlRdMarkLastEventDone(r);
-      rtxCtxtPushElemName(pctxt, name);
+      pushElemName(pctxt, name);
       return 0;
    }
    rtxErrAddStrParm(pctxt, nsURI(r, (int16_t)nsIndex));
@@ -161,7 +190,7 @@ int rtXmlpGetNextElem(VXCTXT* pctxt, const uint8_t** pName, size_t* pNameLen, in
    char* copy = rtxUTF8Strndup(pctxt, (const char*)name, len);
    if (copy == nullptr) return VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);
    rtXmlRdMarkLastEventDone(r);
-   rtxCtxtPushElemName(pctxt, copy);
+   pushElemName(pctxt, copy);
    return 0;
 }
 
@@ -185,7 +214,7 @@ int rtXmlpGetNextElemID(VXCTXT* pctxt, const XmlElemDescr* table, size_t count, 
          if (e.nsIndex != 0 && e.nsIndex != 0xFFFF && e.nsIndex != uns && uns != 0xFFFE) continue;
          if (e.nameLen == len && memcmp(e.name, name, len) == 0) {
             rtXmlRdMarkLastEventDone(r);
-            rtxCtxtPushElemName(pctxt, e.name);
+            pushElemName(pctxt, e.name);
             return e.id;
          }
       }
@@ -195,13 +224,13 @@ int rtXmlpGetNextElemID(VXCTXT* pctxt, const XmlElemDescr* table, size_t count, 
          bool other = e.name != nullptr && e.name[0] != 0;
          if (other ? (uns != 0 && uns != e.nsIndex) : uns == e.nsIndex) {
             rtXmlRdMarkLastEventDone(r);
-            rtxCtxtPushElemName(pctxt, "*");
+            pushElemName(pctxt, "*");
             return e.id;
          }
       }
       if (!errorOnUnknown) {
          // Left current and unmarked for the caller to keep or refuse.
-         rtxCtxtPushElemName(pctxt, "<unknown>");
+         pushElemName(pctxt, "<unknown>");
          return RTERR_UNEXPELEM;
       }
       TAG_FAIL(r, RTERR_UNEXPELEM);

@@ -259,6 +259,73 @@ int rtXmlpDecBitString(VXCTXT* pctxt, uint8_t* data, uint32_t* pnbits, uint64_t 
    return 0;
 }
 
+// Bits beyond the `bufsize` bytes of `data` go to a spill of their own on
+// the context's heap (*extdata, null when none is needed), numbered from 0
+// again. The digits are counted and checked first, with the reader marked,
+// so the spill is allocated once at its size; then read again and spread.
+int rtXmlpDecBitStringExt64(VXCTXT* pctxt, uint8_t* data, uint64_t* pnbits, uint8_t** extdata,
+                            uint64_t bufsize)
+{
+   if (data == nullptr || extdata == nullptr) return VX_LOG_ERRNEW(pctxt, RTERR_INVPARAM);
+   XmlReader* r = rtXmlpReader(pctxt);
+   if (r == nullptr) return RTERR_NOTINIT;
+   *extdata = nullptr;
+   XmlDataCtxt d;
+   uint64_t count = 0;
+   int stat = rtXmlRdMarkPos(r);
+   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   stat = forEachChunk(pctxt, r, &d, 2, [&](const uint8_t* p, size_t n) {
+      for (size_t i = 0; i < n; i++) {
+         if (p[i] != '0' && p[i] != '1') return DATA_FAIL(r, &d, n - i, RTERR_INVCHAR);
+      }
+      count += n;
+      return 0;
+   });
+   if (stat == 0) stat = rtXmlRdRewindToMarkedPos(r);
+   rtXmlRdResetMarkedPos(r);
+   if (stat != 0) return stat;
+   uint64_t rootBits = bufsize > UINT64_MAX / 8 ? UINT64_MAX : bufsize * 8;
+   uint8_t* spill = nullptr;
+   if (count > rootBits) {
+      uint64_t size = (count - rootBits - 1) / 8 + 1;
+      if (size > SIZE_MAX) return VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);
+      spill = static_cast<uint8_t*>(rtxMemAllocZ(pctxt, (size_t)size));
+      if (spill == nullptr) return VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);
+   }
+   uint64_t bit = 0;
+   stat = forEachChunk(pctxt, r, &d, 2, [&](const uint8_t* p, size_t n) {
+      for (size_t i = 0; i < n; i++, bit++) {
+         uint8_t* to = bit < rootBits ? data : spill;
+         uint64_t k = bit < rootBits ? bit : bit - rootBits;
+         if ((k & 7) == 0) to[k / 8] = 0;
+         if (p[i] == '1') to[k / 8] |= (uint8_t)(0x80u >> (k & 7));
+      }
+      return 0;
+   });
+   if (stat != 0) {
+      rtxMemFreePtr(pctxt, spill);
+      return stat;
+   }
+   *pnbits = count;
+   *extdata = spill;
+   return 0;
+}
+
+int rtXmlpDecBitStringExt(VXCTXT* pctxt, uint8_t* data, uint32_t* pnbits, uint8_t** extdata,
+                          uint64_t bufsize)
+{
+   uint64_t nbits = 0;
+   int stat = rtXmlpDecBitStringExt64(pctxt, data, &nbits, extdata, bufsize);
+   if (stat != 0) return stat;
+   if (nbits > 0xFFFFFFFFu) {
+      rtxMemFreePtr(pctxt, *extdata);
+      *extdata = nullptr;
+      return VX_LOG_ERRNEW(pctxt, RTERR_TOOBIG);
+   }
+   *pnbits = (uint32_t)nbits;
+   return 0;
+}
+
 int rtXmlpDecNamedBits64(VXCTXT* pctxt, const XmlNamedBitsDict* table, uint8_t* data,
                          uint64_t* pnbits, uint64_t bufsize)
 {

@@ -1,58 +1,340 @@
-// xmlGenWrite.h: the writing steps of the generated XML encoders. Each has
-// the result of the general writer function named beside it, text and
-// status alike; `XmlGenOut` is what an encoder learns of the context once.
+// xmlGenWrite.h: the writing steps of the generated XML encoders. Each gives
+// the text and the status of the general writer function named beside it;
+// what differs is the cost. An encoder learns once (`xmlGenOutput`) whether
+// its markup may go straight into the buffer: UTF-8 out, no canonical form,
+// no stream, no namespace declared, no attribute pending. Then a start tag
+// is one room check, the break, the indentation and the name, and a number
+// element is written whole. Namespace frames are not kept for these
+// elements (plain output declares none); the element name stack is, so
+// that reports name the element.
 #ifndef XMLGENWRITE_H
 #define XMLGENWRITE_H
 
 #include "asn1ErrorHandler.h"
 #include "asn1Gen.h"
 #include "rtXml.h"
+#include "rtxBuffer.h"
 #include "rtxError.h"
+#include "rtxTextOut.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 struct XmlGenOut {
-   size_t pad;
+   XmlCtxtInfo* info;  // null: every step takes the general writer
+   size_t pad;         // room kept behind the text for 16-byte runs of blanks
 };
 
 VX_INLINE XmlGenOut xmlGenOutput(const VXCTXT* pctxt)
 {
-   (void)pctxt;
-   return XmlGenOut{0};
+   XmlCtxtInfo* info = rtXmlGetCtxtInfo(pctxt);
+   // Attributes go aside only in canonical form, which the flag test covers.
+   bool plain =
+      info != nullptr && info->encoding == VXXMLUTF8 && pctxt->pStream == nullptr &&
+      (pctxt->flags & (VXCTXT_FLAG_C14N | VXCTXT_FLAG_XSIATTR | VXCTXT_FLAG_XMLEMPTYTAG)) == 0 &&
+      info->namespaceList.count == 0;
+   return XmlGenOut{plain ? info : nullptr, pctxt->buffer.dynamic ? 16u : 0u};
+}
+
+// Out of line, for the rare cases of the steps below.
+VXRTDListNode* xmlGenNewNameNode(VXCTXT* pctxt);
+void xmlGenNameMismatch(VXCTXT* pctxt, const char* openName, const char* elemName);
+
+VX_INLINE size_t xmlGenNameLength(const char* name)
+{
+   size_t n = 0;
+   while (name[n] != 0) n++;
+   return n;
+}
+
+VX_INLINE uint8_t* xmlGenCopy(uint8_t* p, const char* text, size_t n)
+{
+   for (size_t i = 0; i < n; i++) p[i] = (uint8_t)text[i];
+   return p + n;
+}
+
+// Names of this length or longer are measured before the room check; shorter ones
+// are copied and measured in one pass, into room reserved for the longest.
+constexpr size_t kXmlGenShortName = 48;
+
+// Copies the name to p while measuring it; its length, or SIZE_MAX (and a
+// partial copy) when it is longer than kXmlGenShortName.
+VX_INLINE size_t xmlGenScanCopy(uint8_t* p, const char* name)
+{
+   // Four bytes a round: one bound test per round instead of per byte.
+   for (size_t n = 0; n < kXmlGenShortName; n += 4) {
+      char c0 = name[n];
+      if (c0 == 0) return n;
+      p[n] = (uint8_t)c0;
+      char c1 = name[n + 1];
+      if (c1 == 0) return n + 1;
+      p[n + 1] = (uint8_t)c1;
+      char c2 = name[n + 2];
+      if (c2 == 0) return n + 2;
+      p[n + 2] = (uint8_t)c2;
+      char c3 = name[n + 3];
+      if (c3 == 0) return n + 3;
+      p[n + 3] = (uint8_t)c3;
+   }
+   return SIZE_MAX;
+}
+
+// n bytes from src to dst, both in the output buffer with 16 bytes of room
+// behind them, 16 at a time; dst lies behind the whole of src.
+VX_INLINE uint8_t* xmlGenCopyPadded(uint8_t* dst, const uint8_t* src, size_t n)
+{
+#if defined(__SSE2__)
+   for (size_t k = 0; k < n; k += 16) {
+      __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + k));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + k), v);
+      __asm__("" : "+r"(k));
+   }
+   return dst + n;
+#else
+   return xmlGenCopy(dst, (const char*)src, n);
+#endif
+}
+
+// Room for `n` bytes of markup after a break of `width` blanks, the NUL and
+// the pad; on success p is the cursor, and a start tag still open (the
+// root's, written unterminated) gets its ">" first.
+VX_INLINE int xmlGenRoom(VXCTXT* pctxt, const XmlGenOut& out, size_t width, size_t n, uint8_t*& p)
+{
+   // A growing buffer needs no exact test: one byte more covers a partly
+   // written byte, which the general test counts.
+   size_t need = 1 + 1 + width + n + 1 + out.pad;
+   VXRTBuffer& buf = pctxt->buffer;
+   if (VX_UNLIKELY(out.pad == 0 || buf.byteIndex + need + 1 > buf.size)) {
+      int stat = rtxCheckOutputBuffer(pctxt, need);
+      if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   }
+   p = buf.data + buf.byteIndex;
+   if (VX_UNLIKELY(pctxt->flags & VXCTXT_FLAG_XMLTAGOPEN)) {
+      if (pctxt->state == XMLSTATE_SOE) *p++ = '>';
+      pctxt->flags &= ~VXCTXT_FLAG_XMLTAGOPEN;
+   }
+   return 0;
+}
+
+// The indentation of the current level, in characters.
+VX_INLINE size_t xmlGenWidth(const VXCTXT* pctxt, const XmlGenOut& out)
+{
+   return (size_t)pctxt->level * out.info->indent;
+}
+
+// The line feed (unless nothing is written yet) and the indentation of the
+// current level at p, when indenting. With blanks and the pad behind, the
+// line feed and the first 15 blanks are one 16-byte store.
+VX_INLINE uint8_t* xmlGenBreak(const VXCTXT* pctxt, const XmlGenOut& out, uint8_t* p, size_t width)
+{
+   const XmlCtxtInfo* info = out.info;
+   if (info->indent == 0) return p;
+   size_t feed = pctxt->state != XMLSTATE_INITIAL ? 1 : 0;
+#if defined(__SSE2__)
+   if (out.pad != 0 && info->indentChar == ' ') {
+      static const char kLine[] = "\n                ";  // a line feed, 16 blanks
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(p),
+                       _mm_loadu_si128(reinterpret_cast<const __m128i*>(kLine + 1 - feed)));
+      size_t total = width + feed;
+      if (VX_UNLIKELY(total > 16)) rtxTextPutRun(p + 16, total - 16, ' ', true);
+      return p + total;
+   }
+#endif
+   if (feed != 0) *p++ = '\n';
+   return rtxTextPutRun(p, width, (uint8_t)info->indentChar, out.pad != 0);
+}
+
+// Ends the text written at p: the NUL behind it, the cursor and last byte.
+VX_INLINE void xmlGenDone(VXCTXT* pctxt, uint8_t* p)
+{
+   *p = 0;
+   pctxt->buffer.byteIndex = (size_t)(p - pctxt->buffer.data);
+   pctxt->lastChar = p[-1];
+}
+
+// Writes a tag at the cursor: the break when `brk`, then `open` (1 or 2
+// bytes: "<" or "</"), the name, `close` (">" or "/>"). Growing buffers
+// take the name in one pass; the others measure it first. 0 or a status.
+VX_INLINE int xmlGenTag(VXCTXT* pctxt, const XmlGenOut& out, bool brk, const char* open,
+                        size_t openLen, const char* elemName, const char* close, size_t closeLen)
+{
+   size_t width = brk ? xmlGenWidth(pctxt, out) : 0;
+   uint8_t* p = nullptr;
+   int stat;
+   if (VX_LIKELY(out.pad != 0)) {
+      uint32_t flags = pctxt->flags;
+      stat = xmlGenRoom(pctxt, out, width, openLen + kXmlGenShortName + closeLen, p);
+      if (stat != 0) return stat;
+      if (brk) p = xmlGenBreak(pctxt, out, p, width);
+      for (size_t i = 0; i < openLen; i++) *p++ = (uint8_t)open[i];
+      size_t n = xmlGenScanCopy(p, elemName);
+      if (VX_LIKELY(n != SIZE_MAX)) {
+         p += n;
+         for (size_t i = 0; i < closeLen; i++) *p++ = (uint8_t)close[i];
+         xmlGenDone(pctxt, p);
+         return 0;
+      }
+      pctxt->flags = flags;  // a long name: start again, measured
+   }
+   size_t n = xmlGenNameLength(elemName);
+   if ((stat = xmlGenRoom(pctxt, out, width, openLen + n + closeLen, p)) != 0) return stat;
+   if (brk) p = xmlGenBreak(pctxt, out, p, width);
+   for (size_t i = 0; i < openLen; i++) *p++ = (uint8_t)open[i];
+   p = xmlGenCopy(p, elemName, n);
+   for (size_t i = 0; i < closeLen; i++) *p++ = (uint8_t)close[i];
+   xmlGenDone(pctxt, p);
+   return 0;
 }
 
 // rtXmlEncStartElement(name, no namespace, no attributes, terminated): an
 // empty name only terminates a pending start tag.
 VX_INLINE int xmlGenStart(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName)
 {
-   (void)out;
-   return rtXmlEncStartElement(pctxt, elemName, nullptr, nullptr, true);
+   if (out.info == nullptr || elemName == nullptr || elemName[0] == 0)
+      return rtXmlEncStartElement(pctxt, elemName, nullptr, nullptr, true);
+   XmlCtxtInfo* info = out.info;
+   VXRTDListNode* node = info->freeNameNodes;
+   if (VX_LIKELY(node != nullptr))
+      info->freeNameNodes = node->next;
+   else if ((node = xmlGenNewNameNode(pctxt)) == nullptr)
+      return VX_LOG_ERR(pctxt, RTERR_NOMEM);
+   int stat = xmlGenTag(pctxt, out, true, "<", 1, elemName, ">", 1);
+   if (stat != 0) {
+      node->next = info->freeNameNodes;
+      info->freeNameNodes = node;
+      return stat;
+   }
+   node->data = (void*)elemName;
+   rtxDListAppendNode(&pctxt->elemNameStack, node);
+   pctxt->level++;
+   pctxt->state = XMLSTATE_SOE;
+   return 0;
 }
 
-// rtXmlEncEndElement: "</name>", or "<name/>" with nothing since the start.
+// rtXmlEncEndElement: "</name>", on a line of its own behind elements, or
+// "<name/>" when nothing was written since the start tag.
 VX_INLINE int xmlGenEnd(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName)
 {
-   (void)out;
-   return rtXmlEncEndElement(pctxt, elemName, nullptr);
+   if (out.info == nullptr || elemName == nullptr || elemName[0] == 0)
+      return rtXmlEncEndElement(pctxt, elemName, nullptr);
+   VXRTDList& names = pctxt->elemNameStack;
+   VXRTDListNode* node = names.tail;
+   if (VX_UNLIKELY(node == nullptr || node->data != elemName))
+      xmlGenNameMismatch(pctxt, node != nullptr ? (const char*)node->data : "", elemName);
+   pctxt->level--;
+   uint8_t* p = nullptr;
+   int stat;
+   if (pctxt->state == XMLSTATE_SOE) {
+      // "<a>" with nothing behind it becomes "<a/>"; a start tag still open
+      // takes the "/>" directly.
+      if ((stat = rtxCheckOutputBuffer(pctxt, 3)) != 0) return VX_LOG_ERR(pctxt, stat);
+      p = pctxt->buffer.data + pctxt->buffer.byteIndex;
+      if (pctxt->flags & VXCTXT_FLAG_XMLTAGOPEN)
+         pctxt->flags &= ~VXCTXT_FLAG_XMLTAGOPEN;
+      else if (p != pctxt->buffer.data)
+         p--;
+      *p++ = '/';
+      *p++ = '>';
+      xmlGenDone(pctxt, p);
+   } else {
+      bool own = pctxt->state == XMLSTATE_EOE || pctxt->state == XMLSTATE_COMMENT;
+      if ((stat = xmlGenTag(pctxt, out, own, "</", 2, elemName, ">", 1)) != 0) return stat;
+   }
+   pctxt->state = XMLSTATE_EOE;
+   if (node != nullptr) {
+      names.tail = node->prev;
+      if (node->prev != nullptr)
+         node->prev->next = nullptr;
+      else
+         names.head = nullptr;
+      names.count--;
+      node->next = out.info->freeNameNodes;
+      out.info->freeNameNodes = node;
+   }
+   return 0;
 }
 
 // rtXmlEncEmptyElement(name, terminated): "<name/>".
 VX_INLINE int xmlGenEmpty(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName)
 {
-   (void)out;
-   return rtXmlEncEmptyElement(pctxt, elemName, nullptr, nullptr, true);
+   if (out.info == nullptr || elemName == nullptr || elemName[0] == 0)
+      return rtXmlEncEmptyElement(pctxt, elemName, nullptr, nullptr, true);
+   int stat = xmlGenTag(pctxt, out, true, "<", 1, elemName, "/>", 2);
+   if (stat != 0) return stat;
+   pctxt->state = XMLSTATE_EOE;
+   return 0;
 }
 
-// rtXmlEncInt64 / rtXmlEncUInt64: "<name>-12</name>".
+// What follows a number element's name: ">", the digits, "</", the name
+// again (by `copyName`, which returns the end of the copy) and ">"; the
+// writer's state behind it.
+template <class CopyName>
+VX_INLINE void xmlGenNumberRest(VXCTXT* pctxt, uint8_t* p, bool minus, uint64_t magnitude,
+                                size_t digits, CopyName copyName)
+{
+   *p++ = '>';
+   if (minus) *p++ = '-';
+   rtxTextPutDigits(p, digits, magnitude);
+   p += digits;
+   *p++ = '<';
+   *p++ = '/';
+   p = copyName(p);
+   *p++ = '>';
+   xmlGenDone(pctxt, p);
+   pctxt->state = XMLSTATE_EOE;
+}
+
+// "<name>digits</name>" in one piece, as rtXmlEncInt64 / rtXmlEncUInt64
+// write it (nothing can fail once the room is there).
+VX_INLINE int xmlGenNumber(VXCTXT* pctxt, const XmlGenOut& out, uint64_t magnitude, bool minus,
+                           const char* elemName)
+{
+   size_t digits = rtxTextDigitCount(magnitude);
+   size_t width = xmlGenWidth(pctxt, out);
+   uint8_t* p = nullptr;
+   int stat;
+   if (VX_LIKELY(out.pad != 0)) {
+      // A growing buffer: room for the longest short name, the name copied
+      // as it is measured, the end tag's copy taken from the start tag.
+      uint32_t flags = pctxt->flags;
+      stat = xmlGenRoom(pctxt, out, width, 2 * kXmlGenShortName + 5 + 1 + digits, p);
+      if (stat != 0) return stat;
+      p = xmlGenBreak(pctxt, out, p, width);
+      *p++ = '<';
+      const uint8_t* name = p;
+      size_t n = xmlGenScanCopy(p, elemName);
+      if (VX_LIKELY(n != SIZE_MAX)) {
+         xmlGenNumberRest(pctxt, p + n, minus, magnitude, digits,
+                          [&](uint8_t* to) { return xmlGenCopyPadded(to, name, n); });
+         return 0;
+      }
+      pctxt->flags = flags;  // a long name: start again, measured
+   }
+   size_t n = xmlGenNameLength(elemName);
+   stat = xmlGenRoom(pctxt, out, width, 2 * n + 5 + 1 + digits, p);
+   if (stat != 0) return stat;
+   p = xmlGenBreak(pctxt, out, p, width);
+   *p++ = '<';
+   p = xmlGenCopy(p, elemName, n);
+   xmlGenNumberRest(pctxt, p, minus, magnitude, digits,
+                    [&](uint8_t* to) { return xmlGenCopy(to, elemName, n); });
+   return 0;
+}
+
 VX_INLINE int xmlGenInt(VXCTXT* pctxt, const XmlGenOut& out, int64_t value, const char* elemName)
 {
-   (void)out;
-   return rtXmlEncInt64(pctxt, value, elemName, nullptr);
+   if (out.info == nullptr || elemName == nullptr || elemName[0] == 0)
+      return rtXmlEncInt64(pctxt, value, elemName, nullptr);
+   uint64_t magnitude = value < 0 ? 0u - (uint64_t)value : (uint64_t)value;
+   return xmlGenNumber(pctxt, out, magnitude, value < 0, elemName);
 }
 
-VX_INLINE int xmlGenUInt(VXCTXT* pctxt, const XmlGenOut& out, uint64_t value,
-                         const char* elemName)
+VX_INLINE int xmlGenUInt(VXCTXT* pctxt, const XmlGenOut& out, uint64_t value, const char* elemName)
 {
-   (void)out;
-   return rtXmlEncUInt64(pctxt, value, elemName, nullptr);
+   if (out.info == nullptr || elemName == nullptr || elemName[0] == 0)
+      return rtXmlEncUInt64(pctxt, value, elemName, nullptr);
+   return xmlGenNumber(pctxt, out, value, false, elemName);
 }
 
 #endif

@@ -47,6 +47,7 @@ TOGGLE = {
     "JsonToUper": "etsi_{m}_from_json",
     "XmlToUper": "etsi_{m}_from_xml",
     "XmlWrite": "*xmlWriteOnce*",
+    "XmlWriteGeneral": "*xmlWriteGeneralOnce*",
     "JsonWrite": "*jsonWriteOnce*",
     "XmlRead": "*xmlReadOnce*",
     "XmlReadBuffered": "*xmlReadOnce*",
@@ -56,7 +57,7 @@ TOGGLE = {
 
 # Benchmarks of their own executable; the others are bench_messages'.
 EXECUTABLE = {kind: "bench_xml" for kind in
-              ("XmlWrite", "JsonWrite", "XmlRead", "XmlReadBuffered", "XmlReadElems",
+              ("XmlWrite", "XmlWriteGeneral", "JsonWrite", "XmlRead", "XmlReadBuffered", "XmlReadElems",
                "JsonRead")}
 
 

@@ -175,6 +175,17 @@ TEST(XmlDecode, BitsAndOctets)
       int s = rtXmlpDecNamedBits(p, kNames, d, &n, 2);
       return s != 0 ? "E" + std::to_string(s) : std::to_string(n) + ":" + hex(d, 2);
    };
+   // One byte of root data; further bits spill to the heap, numbered anew.
+   auto ext = [](VXCTXT* p) {
+      uint8_t d[1] = {0xFF};
+      uint32_t n = 0;
+      uint8_t* spill = nullptr;
+      int s = rtXmlpDecBitStringExt(p, d, &n, &spill, 1);
+      if (s != 0) return "E" + std::to_string(s) + (spill != nullptr ? " spill" : "");
+      std::string out = std::to_string(n) + ":" + hex(d, 1);
+      if (spill != nullptr) out += "+" + hex(spill, (n - 8 + 7) / 8);
+      return out;
+   };
    auto fixedHex = [](VXCTXT* p) {
       uint8_t d[3] = {0};
       uint32_t n = 0;
@@ -196,6 +207,14 @@ TEST(XmlDecode, BitsAndOctets)
        "E-13 => -13 Max items in sized character or binary string field exceeded at position 1:19"},
       {"102", bits,
        "E-24 => -24 Character is not within the defined character set at position 1:5"},
+      {"101", ext, "3:A0 => 0"},
+      {"10100001", ext, "8:A1 => 0"},
+      {"101000011", ext, "9:A1+80 => 0"},
+      {" 101000010110000011 ", ext, "18:A1+60C0 => 0"},
+      {"1010 0001", ext,
+       "E-24 => -24 Character is not within the defined character set at position 1:8"},
+      {"1010000110x", ext,
+       "E-24 => -24 Character is not within the defined character set at position 1:13"},
       {"right left", named, "2:C000 => 0"},
       {"  rear  unknown ", named, "10:0040 => 0"},
       {"", named, "1:0000 => 0"},

@@ -107,4 +107,32 @@ TEST(XmlDecodeBuffer, IsWellFormedBetweenMarkAndReset)
    }
 }
 
+// The root's name, read without taking anything from the stream: the
+// decode that follows starts where the name was read.
+TEST(XmlDecodeBuffer, ParseElementNameLeavesTheStreamWhereItWas)
+{
+   {
+      const char text[] = "<?xml version=\"1.0\"?><!-- c -->\n<a><b>7</b></a>";
+      VXXMLDecodeBuffer buf((const uint8_t*)text, sizeof text - 1);
+      char* name = nullptr;
+      ASSERT_EQ(0, buf.parseElementName(&name));
+      EXPECT_STREQ("a", name);
+      EXPECT_EQ(7, decodeB(buf));
+   }
+   {
+      const char text[] = "<p:SPATEM xmlns:p=\"urn:x\"/>";
+      VXXMLDecodeBuffer buf((const uint8_t*)text, sizeof text - 1);
+      char* name = nullptr;
+      ASSERT_EQ(0, buf.parseElementName(&name));
+      EXPECT_STREQ("SPATEM", name);
+   }
+   for (const char* bad : {"", "  <!-- only a comment -->", "<1a/>"}) {
+      VXXMLDecodeBuffer buf((const uint8_t*)bad, strlen(bad));
+      char* name = reinterpret_cast<char*>(1);
+      EXPECT_GT(0, buf.parseElementName(&name)) << bad;
+      EXPECT_EQ(nullptr, name) << bad;
+      EXPECT_LT(0u, rtxErrGetErrorCnt(buf.getCtxtPtr())) << bad;
+   }
+}
+
 }  // namespace
