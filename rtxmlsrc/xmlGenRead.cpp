@@ -64,8 +64,9 @@ int xmlGenDecEnum(VXCTXT* pctxt, const VXEnumItem* items, size_t count, uint32_t
    int row = rtxLookupEnum((const char*)name, len, items, count);
    if (row < 0) return RTERR_INVENUM;
    rtXmlRdMarkLastEventDone(r);
-   rtxCtxtPopElemName(pctxt);
-   rtxCtxtPushElemName(pctxt, items[row].name);
+   // The identifier's own name replaces "<unknown>" on the name stack.
+   if (pctxt->elemNameStack.tail != nullptr)
+      pctxt->elemNameStack.tail->data = (void*)items[row].name;
    int stat = rtXmlDecEmptyElement(pctxt);
    if (stat != 0) return stat;
    stat = rtXmlpMatchEndTag(pctxt, -1);
