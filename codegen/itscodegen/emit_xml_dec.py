@@ -366,8 +366,11 @@ def dec_choice(w, t, v):
             w.indent()
             if c.type.base.kind != "NULL":
                 if by_pointer(c):
-                    alloc_record(w, c.type, "%s.u.%s" % (v, c.cid), layout.ptr_ctype(c.type))
-                w("stat = %s;" % call(comp_site(t, c), alt_lv(v, c)))
+                    member = "%s.u.%s" % (v, c.cid)
+                    alloc_record(w, c.type, member, layout.ptr_ctype(c.type))
+                    w("stat = %s(pctxt, %s);" % (comp_site(t, c).fn, member))
+                else:
+                    w("stat = %s;" % call(comp_site(t, c), alt_lv(v, c)))
             w("break;")
             w.dedent()
         w("default:")
