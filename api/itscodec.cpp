@@ -38,6 +38,17 @@ ITSCODEC_MESSAGES(ITSCODEC_JSON_EXPORTS)
    }
 
 ITSCODEC_MESSAGES(ITSCODEC_XML_TO_EXPORTS)
+#define ITSCODEC_XML_READ_EXPORTS(MSG, ID, MEMBER)                                                 \
+   template VX_EXPORT int from_text<ASN1T_##MSG, Vexil_##MSG, VXXMLDecodeBuffer>(                  \
+      char const*, char**, unsigned long*, char**, bool);                                          \
+   extern "C" int etsi_##MSG##_from_xml(const char* text, char** encoded,                          \
+                                        unsigned long* encodedLen, char** errorText, bool verbose) \
+   {                                                                                               \
+      return from_text<ASN1T_##MSG, Vexil_##MSG, VXXMLDecodeBuffer>(text, encoded, encodedLen,     \
+                                                                    errorText, (uint8_t)verbose);  \
+   }
+
+ITSCODEC_MESSAGES(ITSCODEC_XML_READ_EXPORTS)
 
 // A single scalar delete, although every array handed out came from
 // operator new[]: callers release everything through this one function and

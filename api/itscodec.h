@@ -5,6 +5,7 @@
  *   etsi_MSG_to_json   UPER bytes in, NUL-terminated JSON text out
  *   etsi_MSG_from_json NUL-terminated JSON text in, UPER bytes out
  *   etsi_MSG_to_xml    UPER bytes in, NUL-terminated XML text out
+ *   etsi_MSG_from_xml  NUL-terminated XML text in, UPER bytes out
  *
  * Every function returns 0 on success. Treat any other result as a failure:
  * it is a negative status, or 2 when a fragmented length stopped the codec.
@@ -57,6 +58,14 @@ ITSCODEC_MESSAGES(ITSCODEC_DECLARE)
 ITSCODEC_MESSAGES(ITSCODEC_DECLARE_TO_XML)
 
 #undef ITSCODEC_DECLARE_TO_XML
+#define ITSCODEC_DECLARE_FROM_XML(MSG, ID, MEMBER)                                     \
+   ITSCODEC_API int etsi_##MSG##_from_xml(const char* text, char** encoded,            \
+                                          unsigned long* encodedLen, char** errorText, \
+                                          bool verbose);
+
+ITSCODEC_MESSAGES(ITSCODEC_DECLARE_FROM_XML)
+
+#undef ITSCODEC_DECLARE_FROM_XML
 
 /* Releases an array handed out by any of the functions above; null is fine. */
 ITSCODEC_API void etsi_delete_array(void* p);

@@ -101,6 +101,7 @@ typedef int (*FromJson)(const char*, char**, unsigned long*, char**, bool);
 struct Input {
    std::string json;
    std::string uper;
+   std::string xml;  // the XML twin of the JSON text, when there is one
 };
 
 // The JSON text of a message and its UPER from the library; ends the
@@ -126,6 +127,9 @@ Input loadInput(const std::string& file, FromJson fromJson)
    }
    input.uper.assign(encoded, encodedLen);
    etsi_delete_array(encoded);
+   std::string xmlPath = path.substr(0, path.size() - 5) + ".xml";
+   std::ifstream xml(xmlPath, std::ios::binary);
+   if (xml) input.xml.assign(std::istreambuf_iterator<char>(xml), std::istreambuf_iterator<char>());
    return input;
 }
 
@@ -276,8 +280,31 @@ void BM_JsonToUper(benchmark::State& state, FromJson fromJson)
    state.counters["peak_heap_bytes"] = peakHeapOf([&] { fromJsonOnce(fromJson, json); });
 }
 
+// XML in, UPER out; the bytes must be those of the JSON twin.
 template <class Record, class Control>
-void registerMessage(const char* name, ToJson toJson, FromJson fromJson, ToJson toXml)
+void BM_XmlToUper(benchmark::State& state, FromJson fromXml)
+{
+   const Input& in = Message<Record, Control>::input();
+   char* encoded = nullptr;
+   char* errorText = nullptr;
+   unsigned long encodedLen = 0;
+   int stat = fromXml(in.xml.c_str(), &encoded, &encodedLen, &errorText, false);
+   bool same = stat == 0 && std::string(encoded, encodedLen) == in.uper;
+   etsi_delete_array(encoded);
+   etsi_delete_array(errorText);
+   if (stat != 0) return fail(state, "from_xml", stat);
+   if (!same) return fail(state, "from_xml bytes check", -1);
+   for (auto _ : state) {
+      stat = fromJsonOnce(fromXml, in.xml);
+      if (stat != 0) return fail(state, "from_xml", stat);
+   }
+   state.SetBytesProcessed((int64_t)state.iterations() * (int64_t)in.xml.size());
+   state.counters["peak_heap_bytes"] = peakHeapOf([&] { fromJsonOnce(fromXml, in.xml); });
+}
+
+template <class Record, class Control>
+void registerMessage(const char* name, ToJson toJson, FromJson fromJson, ToJson toXml,
+                     FromJson fromXml)
 {
    std::string n = name;
    benchmark::RegisterBenchmark(("UperDecode/" + n).c_str(), BM_UperDecode<Record, Control>);
@@ -287,6 +314,9 @@ void registerMessage(const char* name, ToJson toJson, FromJson fromJson, ToJson 
    benchmark::RegisterBenchmark(("JsonToUper/" + n).c_str(), BM_JsonToUper<Record, Control>,
                                 fromJson);
    benchmark::RegisterBenchmark(("UperToXml/" + n).c_str(), BM_UperToXml<Record, Control>, toXml);
+   if (!Message<Record, Control>::input().xml.empty())
+      benchmark::RegisterBenchmark(("XmlToUper/" + n).c_str(), BM_XmlToUper<Record, Control>,
+                                   fromXml);
 }
 
 // ---- process memory over many calls --------------------------------------
@@ -330,10 +360,11 @@ void BM_ExportMemoryGrowth(benchmark::State& state)
 int main(int argc, char** argv)
 {
    // Every message with a data file in the data directory.
-#define VX_REGISTER_MESSAGE(MSG, ID, MEMBER)                                \
-   if (std::ifstream(dataDir() + "/" + dataFile(#MSG)))                     \
-      registerMessage<ASN1T_##MSG, Vexil_##MSG>(#MSG, etsi_##MSG##_to_json, \
-                                                etsi_##MSG##_from_json, etsi_##MSG##_to_xml);
+#define VX_REGISTER_MESSAGE(MSG, ID, MEMBER)                                                 \
+   if (std::ifstream(dataDir() + "/" + dataFile(#MSG)))                                      \
+      registerMessage<ASN1T_##MSG, Vexil_##MSG>(#MSG, etsi_##MSG##_to_json,                  \
+                                                etsi_##MSG##_from_json, etsi_##MSG##_to_xml, \
+                                                etsi_##MSG##_from_xml);
    ITSCODEC_MESSAGES(VX_REGISTER_MESSAGE)
 #undef VX_REGISTER_MESSAGE
    benchmark::RegisterBenchmark("ExportMemoryGrowth/CAM", BM_ExportMemoryGrowth)

@@ -4,7 +4,8 @@
     tools/costsplit.py BUILD_DIR BENCH [BENCH ...]
 
 BENCH is a benchmark of bench_messages, e.g. UperDecode/MAPEM or
-UperToJson/CAM or UperToXml/CAM, or of bench_xml, e.g. XmlWrite/doc, XmlReadElems/doc or
+UperToJson/CAM, UperToXml/CAM or XmlToUper/DENM, or of bench_xml, e.g. XmlWrite/doc,
+XmlReadElems/doc or
 JsonRead/doc (these also give the instructions per byte of text). The
 benchmark runs under callgrind, counting only inside the function that
 makes one call (decodeOnce/encodeOnce for the UPER benchmarks, the export
@@ -33,7 +34,7 @@ GROUPS = [
                                   r"|^ASN1TPDU|^etsi_|^to_text|^from_text|^int to_text|^int from_text"),
     ("UPER codecs", r"^asn1P[DE]_|^p[deu]_|^rtxDec|^rtxEnc"),
     ("JSON codecs", r"^asn1Json|^rtJson|^jsonGen|^VXJSON|^rtxTxt|^rtxHex|^rtxCharStr"),
-    ("XML codecs", r"^XmlEnc_|^XmlDec_|^rtAsn1Xml"),
+    ("XML codecs", r"^XmlDec_|^XmlEnc_|^xmlDec_|^xmlEnc_|^xmlGen|^rtAsn1Xml"),
     ("XML writer and reader", r"^rtXml|^xml|^VXXML|^\(anonymous namespace\)::(process|peek|read|"
                               r"charsReference|deliver|setData|endElement|runDocument|preRead|"
                               r"makeRoom|putDecimal|escapeText|encValueElement|encNumberValue|"
@@ -46,6 +47,7 @@ TOGGLE = {
     "UperToJson": "etsi_{m}_to_json",
     "JsonToUper": "etsi_{m}_from_json",
     "UperToXml": "etsi_{m}_to_xml",
+    "XmlToUper": "etsi_{m}_from_xml",
     "XmlWrite": "*xmlWriteOnce*",
     "XmlWriteGeneral": "*xmlWriteGeneralOnce*",
     "JsonWrite": "*jsonWriteOnce*",

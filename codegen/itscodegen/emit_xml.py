@@ -36,7 +36,7 @@ class XmlBranch(control.FormatBranch):
         emit_xml_dec.decode_branch(w, t, rec)
 
     def includes(self, mod):
-        return [mod.stem + "Xml.h", "rtXml.h"]
+        return [mod.stem + "Xml.h", COMMON_HEADER]
 
 
 if not any(isinstance(b, XmlBranch) for b in control.BRANCHES):

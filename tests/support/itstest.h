@@ -72,6 +72,8 @@ struct ItsTestType {
    void (*unknownAlt)(void* pvalue, ASN1OpenType* ot);
    // The XML writer, the value written as the element elemName.
    int (*xmlEncode)(VXCTXT* pctxt, const void* pvalue, const char* elemName);
+   // The XML reader, inside the element the writer wrote.
+   int (*xmlDecode)(VXCTXT* pctxt, void* pvalue);
 };
 
 extern const ItsTestType itsTestTypes[];

@@ -4,6 +4,7 @@
 //    identically;
 //  - JSON: record -> text -> equal record, and text -> UPER -> text gives
 //    the same text;
+//  - XML: record -> text -> equal record, with the same UPER bytes;
 //  - random bytes that decode re-encode to exactly the bits consumed (with
 //    the listed exceptions: rules that change a value on purpose);
 //  - after every case the records release cleanly and the heaps are
@@ -18,6 +19,7 @@
 #include <vector>
 
 #include "VXJSONBuffers.h"
+#include "VXXMLBuffers.h"
 #include "asn1EventHandler.h"
 #include "asn1per.h"
 #include "itscodec.h"
@@ -26,6 +28,7 @@
 #include "rtxError.h"
 #include "rtxMemory.h"
 #include "strict_json.h"
+#include "xmlGenRead.h"
 
 namespace {
 
@@ -150,6 +153,58 @@ TEST_P(EveryType, UperRoundTrip)
          EXPECT_TRUE(T.equal(rec.p, back.p)) << T.name << " " << hex(bytes);
          ASSERT_EQ(0, perEncode(T, pctxt, back.p, &again)) << T.name << " " << hex(bytes);
          EXPECT_EQ(hex(bytes), hex(again)) << T.name;
+      }
+      EXPECT_EQ(0, heapCheck(pctxt)) << T.name;
+   }
+}
+
+// The record as the element `name` of an XML text.
+int xmlEncode(const ItsTestType& T, const void* rec, std::string* text)
+{
+   VXXMLEncodeBuffer buf;
+   buf.getCtxtPtr()->flags |= VXCTXT_FLAG_NOXMLNS;
+   int stat = T.xmlEncode(buf.getCtxtPtr(), rec, T.name);
+   if (stat == 0) text->assign((const char*)buf.getMsgPtr(), buf.getMsgLen());
+   return stat;
+}
+
+// Reads the element `name` of the text into rec, on the buffer's context
+// (whose heap the record's parts then live on).
+int xmlDecode(const ItsTestType& T, VXXMLDecodeBuffer& in, void* rec)
+{
+   VXCTXT* p = in.getCtxtPtr();
+   int stat = xmlGenDecStart(p);
+   if (stat == 0) stat = rtXmlpMatchStartTag(p, T.name, 0);
+   if (stat == 0) stat = T.xmlDecode(p, rec);
+   if (stat == 0) stat = rtXmlpMatchEndTag(p, -1);
+   return stat != 0 ? stat : xmlGenDecFinish(p);
+}
+
+// Random records through XML text and back: equal records, the same UPER
+// bytes before and after, and clean heaps on both sides.
+TEST_P(EveryType, XmlRoundTrip)
+{
+   const ItsTestType& T = this->T();
+   for (int i = 0; i < kRecordsPerType; i++) {
+      Context c;
+      VXCTXT* pctxt = c.ptr();
+      std::string text;
+      std::vector<uint8_t> bytes, again;
+      {
+         Record rec(T, pctxt);
+         ItsTestRng rng(seed(i));
+         T.fill(pctxt, rec.p, rng);
+         ASSERT_EQ(0, perEncode(T, pctxt, rec.p, &bytes)) << T.name << " seed " << seed(i);
+         ASSERT_EQ(0, xmlEncode(T, rec.p, &text)) << T.name << " seed " << seed(i);
+         VXXMLDecodeBuffer in((const uint8_t*)text.data(), text.size());
+         Record back(T, in.getCtxtPtr());
+         int stat = xmlDecode(T, in, back.p);
+         char* report = rtxErrGetText(in.getCtxtPtr(), nullptr, nullptr);
+         ASSERT_EQ(0, stat) << T.name << "\n" << text << "\n" << (report ? report : "");
+         EXPECT_TRUE(T.equal(rec.p, back.p)) << T.name << "\n" << text;
+         ASSERT_EQ(0, perEncode(T, pctxt, back.p, &again)) << T.name << "\n" << text;
+         EXPECT_EQ(hex(bytes), hex(again)) << T.name << "\n" << text;
+         EXPECT_EQ(0, heapCheck(in.getCtxtPtr())) << T.name;
       }
       EXPECT_EQ(0, heapCheck(pctxt)) << T.name;
    }
