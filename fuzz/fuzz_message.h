@@ -5,9 +5,13 @@
 //      fail with the status of a value outside the root);
 //   1: UPER bytes into etsi_<MSG>_to_json;
 //   2: JSON text into etsi_<MSG>_from_json, and into asn1JsonDec_<MSG>
+//      twice, in place and byte by byte;
+//   3: UPER bytes into etsi_<MSG>_to_xml;
+//   4: XML text into etsi_<MSG>_from_xml, and through the control class
 //      twice, in place and byte by byte.
-// Text written by _to_json must be strict JSON with no duplicate key, and
-// bytes made by _from_json must convert back. A failure other than the
+// Text written by _to_json must be strict JSON with no duplicate key, text
+// written by _to_xml a well-formed document that _from_xml reads, and
+// bytes made by either _from_ function must convert back. A failure other than the
 // bare ones must come with a report.
 // The exports must give 0 with their output set and no report, or a
 // failure status with a report and no output. The readers take text in
@@ -24,6 +28,8 @@
 #include <string>
 
 #include "VXJSONBuffers.h"
+#include "VXRTStream.h"
+#include "VXXMLBuffers.h"
 #include "asn1PerCppTypes.h"
 #include "itscodec.h"
 #include "rtxErrCodes.h"
@@ -104,17 +110,19 @@ inline void fuzzToJson(ToJsonFn toJson, const uint8_t* data, size_t size)
    etsi_delete_array(errorText);
 }
 
-inline void fuzzFromJson(FromJsonFn fromJson, ToJsonFn toJson, const uint8_t* data, size_t size)
+// Text of either form (`what` names it) into its export.
+inline void fuzzFromText(const char* what, FromJsonFn fromText, ToJsonFn toText,
+                         const uint8_t* data, size_t size)
 {
    std::string text((const char*)data, size);  // NUL-terminated copy
    char* encoded = nullptr;
    unsigned long encodedLen = 0;
    char* errorText = nullptr;
-   int stat = fromJson(text.c_str(), &encoded, &encodedLen, &errorText, false);
+   int stat = fromText(text.c_str(), &encoded, &encodedLen, &errorText, false);
    checkOutputs(stat, encoded, errorText);
    if (stat != 0 && encodedLen != 0) abort();
    if (stat != 0 && !isBareByRule(stat) && errorText[0] == 0) {
-      fprintf(stderr, "from_json failed with %d and an empty report\n", stat);
+      fprintf(stderr, "from_%s failed with %d and an empty report\n", what, stat);
       abort();
    }
    // What was accepted converts back, unless it may hold a string or a
@@ -123,9 +131,10 @@ inline void fuzzFromJson(FromJsonFn fromJson, ToJsonFn toJson, const uint8_t* da
    if (stat == 0 && size < 16384) {
       char* back = nullptr;
       char* backError = nullptr;
-      int backStat = toJson(encoded, encodedLen, &back, &backError, false);
+      int backStat = toText(encoded, encodedLen, &back, &backError, false);
       if (backStat != 0) {
-         fprintf(stderr, "from_json result does not convert back: %d\n%s\n", backStat, backError);
+         fprintf(stderr, "from_%s result does not convert back: %d\n%s\n", what, backStat,
+                 backError);
          abort();
       }
       etsi_delete_array(back);
@@ -187,32 +196,109 @@ void fuzzInPlaceReading(int (*dec)(VXCTXT*, Rec*), int (*enc)(VXCTXT*, const Rec
    for (VXCTXT& c : ctx) rtFreeContext(&c);
 }
 
+inline void fuzzToXml(ToJsonFn toXml, FromJsonFn fromXml, const uint8_t* data, size_t size)
+{
+   char* text = nullptr;
+   char* errorText = nullptr;
+   int stat = toXml((const char*)data, (unsigned long)size, &text, &errorText, false);
+   checkOutputs(stat, text, errorText);
+   if (stat != 0 && !isBareByRule(stat) && errorText[0] == 0) {
+      fprintf(stderr, "to_xml failed with %d and an empty report\n", stat);
+      abort();
+   }
+   // Whatever the wire holds, the text is a document the reader takes.
+   if (stat == 0) {
+      VXXMLDecodeBuffer check((const uint8_t*)text, strlen(text));
+      if (!check.isWellFormed()) {
+         fprintf(stderr, "to_xml wrote text that is not well-formed:\n%s\n", text);
+         abort();
+      }
+      char* back = nullptr;
+      unsigned long backLen = 0;
+      char* backError = nullptr;
+      int backStat = fromXml(text, &back, &backLen, &backError, false);
+      if (backStat != 0 && !isBareByRule(backStat)) {
+         fprintf(stderr, "to_xml text does not read back: %d\n%s\n%s\n", backStat, backError, text);
+         abort();
+      }
+      etsi_delete_array(back);
+      etsi_delete_array(backError);
+   }
+   etsi_delete_array(text);
+   etsi_delete_array(errorText);
+}
+
+// The XML text decoded through the control class on two memory streams,
+// the second with a capture buffer, which keeps the reader off its in-place
+// path: status, error count and the records written back must agree.
 template <typename Rec, typename Ctl>
-int fuzzMessage(ToJsonFn toJson, FromJsonFn fromJson, int (*dec)(VXCTXT*, Rec*),
-                int (*enc)(VXCTXT*, const Rec*), const uint8_t* data, size_t size)
+void fuzzXmlInPlaceReading(const std::string& text)
+{
+   if (text.empty()) return;
+   std::string written[2];
+   for (int k = 0; k < 2; k++) {
+      VXRTMemoryInputStream stream((const uint8_t*)text.data(), text.size());
+      VXCTXT* pctxt = stream.getCtxtPtr();
+      VXRTMEMBUF cap;
+      rtxMemBufInit(pctxt, &cap, 0);
+      if (k == 1 && rtxStreamSetCapture(pctxt, &cap) != 0) abort();
+      {
+         VXXMLDecodeBuffer in(stream);
+         Rec rec;
+         Ctl control(rec);
+         int stat = control.DecodeFrom(in, 0);
+         written[k] = std::to_string(stat) + "/" + std::to_string(rtxErrGetErrorCnt(pctxt));
+         if (stat == 0) {
+            VXXMLEncodeBuffer out;
+            int s = control.EncodeTo(out);
+            written[k] += ":" + std::to_string(s) + ":" +
+                          (s == 0 ? std::string((const char*)out.getMsgPtr(), out.getMsgLen())
+                                  : std::string());
+         }
+      }
+      rtxMemBufFree(&cap);
+   }
+   if (written[0] != written[1]) {
+      fprintf(stderr, "XML in place and byte by byte differ:\n%s\n%s\n", written[0].c_str(),
+              written[1].c_str());
+      abort();
+   }
+}
+
+template <typename Rec, typename Ctl>
+int fuzzMessage(ToJsonFn toJson, FromJsonFn fromJson, ToJsonFn toXml, FromJsonFn fromXml,
+                int (*dec)(VXCTXT*, Rec*), int (*enc)(VXCTXT*, const Rec*), const uint8_t* data,
+                size_t size)
 {
    if (size == 0) return 0;
-   switch (data[0] % 3) {
+   switch (data[0] % 5) {
       case 0:
          fuzzUperDecoder<Rec, Ctl>(data + 1, size - 1);
          break;
       case 1:
          fuzzToJson(toJson, data + 1, size - 1);
          break;
-      default:
-         fuzzFromJson(fromJson, toJson, data + 1, size - 1);
+      case 2:
+         fuzzFromText("json", fromJson, toJson, data + 1, size - 1);
          fuzzInPlaceReading(dec, enc, std::string((const char*)data + 1, size - 1));
+         break;
+      case 3:
+         fuzzToXml(toXml, fromXml, data + 1, size - 1);
+         break;
+      default:
+         fuzzFromText("xml", fromXml, toXml, data + 1, size - 1);
+         fuzzXmlInPlaceReading<Rec, Ctl>(std::string((const char*)data + 1, size - 1));
          break;
    }
    return 0;
 }
 
-#define FUZZ_MESSAGE_TARGET(MSG)                                                                 \
-   extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)                       \
-   {                                                                                             \
-      return fuzzMessage<ASN1T_##MSG, Vexil_##MSG>(etsi_##MSG##_to_json, etsi_##MSG##_from_json, \
-                                                   asn1JsonDec_##MSG, asn1JsonEnc_##MSG, data,   \
-                                                   size);                                        \
+#define FUZZ_MESSAGE_TARGET(MSG)                                                                   \
+   extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)                         \
+   {                                                                                               \
+      return fuzzMessage<ASN1T_##MSG, Vexil_##MSG>(                                                \
+         etsi_##MSG##_to_json, etsi_##MSG##_from_json, etsi_##MSG##_to_xml, etsi_##MSG##_from_xml, \
+         asn1JsonDec_##MSG, asn1JsonEnc_##MSG, data, size);                                        \
    }
 
 #endif

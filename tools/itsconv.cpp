@@ -1,8 +1,10 @@
 // itsconv: converts one C-ITS message between UPER (hexadecimal text) and
-// JSON through the exported functions of libitscodec.so.
+// JSON or XML through the exported functions of libitscodec.so.
 //
 //   itsconv MSG to-json   [FILE]   UPER as hex digits in, JSON out
 //   itsconv MSG from-json [FILE]   JSON in, UPER as hex digits out
+//   itsconv MSG to-xml    [FILE]   UPER as hex digits in, XML out
+//   itsconv MSG from-xml  [FILE]   XML in, UPER as hex digits out
 //
 // MSG is one of CAM DENM SPATEM MAPEM IVIM SREM SSEM; FILE defaults to
 // standard input. --verbose prints the bit trace of the UPER side.
@@ -19,22 +21,23 @@
 
 namespace {
 
-typedef int (*ToJson)(const char*, unsigned long, char**, char**, bool);
-typedef int (*FromJson)(const char*, char**, unsigned long*, char**, bool);
+typedef int (*ToText)(const char*, unsigned long, char**, char**, bool);
+typedef int (*FromText)(const char*, char**, unsigned long*, char**, bool);
 
 struct Message {
    const char* name;
-   ToJson toJson;
-   FromJson fromJson;
+   ToText toJson, toXml;
+   FromText fromJson, fromXml;
 };
 
-#define ITSCONV_MESSAGE(MSG, ID, MEMBER) {#MSG, etsi_##MSG##_to_json, etsi_##MSG##_from_json},
+#define ITSCONV_MESSAGE(MSG, ID, MEMBER) \
+   {#MSG, etsi_##MSG##_to_json, etsi_##MSG##_to_xml, etsi_##MSG##_from_json, etsi_##MSG##_from_xml},
 const Message kMessages[] = {ITSCODEC_MESSAGES(ITSCONV_MESSAGE)};
 #undef ITSCONV_MESSAGE
 
 int usage()
 {
-   std::cerr << "usage: itsconv MSG to-json|from-json [FILE] [--verbose]\n  MSG:";
+   std::cerr << "usage: itsconv MSG to-json|from-json|to-xml|from-xml [FILE] [--verbose]\n  MSG:";
    for (const Message& m : kMessages) std::cerr << " " << m.name;
    std::cerr << "\n";
    return 2;
@@ -83,8 +86,19 @@ int main(int argc, char** argv)
    const Message* msg = nullptr;
    for (const Message& m : kMessages)
       if (strcmp(m.name, args[0]) == 0) msg = &m;
-   bool toJson = strcmp(args[1], "to-json") == 0;
-   if (msg == nullptr || (!toJson && strcmp(args[1], "from-json") != 0)) return usage();
+   if (msg == nullptr) return usage();
+   ToText toText = nullptr;
+   FromText fromText = nullptr;
+   if (strcmp(args[1], "to-json") == 0)
+      toText = msg->toJson;
+   else if (strcmp(args[1], "to-xml") == 0)
+      toText = msg->toXml;
+   else if (strcmp(args[1], "from-json") == 0)
+      fromText = msg->fromJson;
+   else if (strcmp(args[1], "from-xml") == 0)
+      fromText = msg->fromXml;
+   else
+      return usage();
 
    std::string input;
    if (!readAll(args.size() == 3 ? args[2] : nullptr, &input)) {
@@ -93,20 +107,20 @@ int main(int argc, char** argv)
    }
    char* errorText = nullptr;
    int stat;
-   if (toJson) {
+   if (toText != nullptr) {
       std::vector<char> bytes;
       if (!hexToBytes(input, &bytes)) {
          std::cerr << "itsconv: input is not hexadecimal digits\n";
          return 2;
       }
       char* text = nullptr;
-      stat = msg->toJson(bytes.data(), bytes.size(), &text, &errorText, verbose);
+      stat = toText(bytes.data(), bytes.size(), &text, &errorText, verbose);
       if (stat == 0) std::cout << text << "\n";
       etsi_delete_array(text);
    } else {
       char* encoded = nullptr;
       unsigned long len = 0;
-      stat = msg->fromJson(input.c_str(), &encoded, &len, &errorText, verbose);
+      stat = fromText(input.c_str(), &encoded, &len, &errorText, verbose);
       if (stat == 0) {
          for (unsigned long i = 0; i < len; i++) printf("%02x", (unsigned char)encoded[i]);
          printf("\n");
