@@ -10,6 +10,10 @@
 
 #include "rtXml.h"
 #include "rtXmlPullInternal.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include "rtxMemory.h"
 #include "rtxStream.h"
 #include "rtxUTF8.h"
@@ -243,6 +247,29 @@ constexpr Table<15> kDoctype{{
 }};
 // clang-format on
 
+// For each state of a table, the bytes that keep it with nothing else to
+// do: a run of them is passed over at once (names, text, blanks between
+// elements) instead of a step of the machine per byte. `plainCR` says
+// whether a carriage return may be among them; the character machine
+// treats it apart in its states 1 and 4.
+template <size_t N>
+struct StayMap {
+   bool stay[N + 1][256];
+   constexpr StayMap(const Table<N>& table, bool charsCR) : stay()
+   {
+      for (size_t s = 1; s <= N; s++) {
+         for (int b = 0; b < 256; b++) {
+            int cls = kSymbols.cls[b];
+            stay[s][b] = cls >= 0 && table.rows[s - 1].next[cls] == (int8_t)s;
+         }
+         if (charsCR && (s == 1 || s == 4)) stay[s]['\r'] = false;
+      }
+   }
+};
+constexpr StayMap<17> kStartTagStay(kStartTag, false);
+constexpr StayMap<5> kEndTagStay(kEndTag, false);
+constexpr StayMap<12> kCharsStay(kChars, true);
+
 #ifdef VX_XMLRD_ROW_STATS
 }  // namespace
 uint32_t g_xmlRdRowHits[XMLRD_TABLE_COUNT][18];
@@ -472,6 +499,33 @@ VX_INLINE int peekByte(XmlReader* r)
       if (preReadFromStream(r) != 0) return kNoByte;
    }
    return r->dataBuf[r->readPos];
+}
+
+// The position behind the run of bytes from `from` that keep `state`
+// (within what the buffer holds).
+template <size_t N>
+VX_INLINE uint64_t skipStay(const XmlReader* r, const StayMap<N>& map, int state, uint64_t from)
+{
+   const bool* stay = map.stay[state];
+   const uint8_t* d = r->dataBuf;
+   uint64_t i = from, end = r->bufFill;
+#if defined(__SSE2__)
+   // Indentation: blanks 16 at a time, where the state keeps on a blank.
+   if (stay[' ']) {
+      const __m128i blank = _mm_set1_epi8(' ');
+      while (i + 16 <= end) {
+         __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d + i));
+         unsigned same = (unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, blank));
+         if (same != 0xFFFFu) {
+            i += (uint64_t)__builtin_ctz(~same);
+            break;
+         }
+         i += 16;
+      }
+   }
+#endif
+   while (i < end && stay[d[i]]) i++;
+   return i;
 }
 
 // End of input or a failure of the read, as the machines report it: 16 for
@@ -794,7 +848,8 @@ int processStartElement(XmlReader* r)
          }
       }
       if (next < 0) break;
-      r->readPos++;
+      r->readPos = next == state ? skipStay(r, kStartTagStay, state, r->readPos + 1)
+                                 : r->readPos + 1;
       state = next;
    }
    r->subState[XMLSUB_STARTTAG] = 0;
@@ -847,7 +902,8 @@ int processEndElement(XmlReader* r)
          if ((next == 5 || next == -1) && state != 5) r->attrStart = off;  // end of the name
       }
       if (next < 0) break;
-      r->readPos++;
+      r->readPos = next == state ? skipStay(r, kEndTagStay, state, r->readPos + 1)
+                                 : r->readPos + 1;
       state = next;
    }
    r->subState[XMLSUB_ENDTAG] = 0;
@@ -1023,7 +1079,7 @@ int processCharacters(XmlReader* r)
          return invalidSymbol(r, c);
       }
       if (n == p) {
-         r->readPos++;
+         r->readPos = skipStay(r, kCharsStay, p, r->readPos + 1);
          continue;
       }
       if (p == 5 || p == 10) r->stepMark = r->pendingStart = r->readPos;
