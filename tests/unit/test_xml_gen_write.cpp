@@ -1,9 +1,9 @@
-// The writing steps of the generated XML encoders (xmlGenWrite.h) against
-// the general writer functions they stand for: the same operations must
-// give the same text, state, level and element stack in every output
-// setting, whether a step writes in place or hands over to the general
-// writer, and fail at the same operation with the same status when a
-// fixed buffer runs out.
+// The writing steps of the generated XML encoders (xmlGenWrite.h): tags,
+// numbers, enumerators, bit and octet strings, each against the general
+// writer functions it stands for. Random programs of them must give the
+// same text, state, level and element stack in every output setting,
+// whether a step writes in place or hands over to the general writer; a
+// fixed buffer holds the whole text or the call fails.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -16,7 +16,7 @@
 
 namespace {
 
-enum class Op { Start, End, Empty, Int, UInt };
+enum class Op { Start, End, Empty, Int, UInt, Named, Bits, Hex };
 
 struct Step {
    Op op;
@@ -49,7 +49,7 @@ std::vector<Step> program(uint32_t seed)
    for (int i = 0; i < 120; i++) {
       const char* name = kNames[rng() % (sizeof kNames / sizeof kNames[0])];
       int64_t value = rng() % 3 == 0 ? values[rng() % 10] : (int64_t)(rng() % 100000) - 50000;
-      switch (rng() % 6) {
+      switch (rng() % 7) {
          case 0:
          case 1:
             if (open.size() < 9) {
@@ -70,9 +70,16 @@ std::vector<Step> program(uint32_t seed)
          case 4:
             steps.push_back({Op::Int, name, value});
             break;
-         default:
+         case 5:
             steps.push_back({Op::UInt, name, value});
             break;
+         default: {
+            // An enumerator or boolean, a bit string, an octet string;
+            // the value picks the length of the last two (0 included).
+            const Op leaves[] = {Op::Named, Op::Bits, Op::Hex};
+            steps.push_back({leaves[rng() % 3], name, (int64_t)(rng() % 41)});
+            break;
+         }
       }
    }
    while (!open.empty()) {
@@ -82,9 +89,20 @@ std::vector<Step> program(uint32_t seed)
    return steps;
 }
 
+const uint8_t kData[40] = {0x82, 0x0a, 0xfe, 0x01, 0x7f, 0x80, 0x55, 0xaa, 0x00, 0xff};
+
 int runGeneral(VXCTXT* pctxt, const Step& s)
 {
    switch (s.op) {
+      case Op::Named: {
+         int st = rtXmlEncStartElement(pctxt, s.name, nullptr, nullptr, true);
+         if (st == 0) st = rtXmlEncEmptyElement(pctxt, "alt-000-01", nullptr, nullptr, true);
+         return st != 0 ? st : rtXmlEncEndElement(pctxt, s.name, nullptr);
+      }
+      case Op::Bits:
+         return rtXmlEncBitString(pctxt, (uint64_t)s.value * 8 / 3, kData, s.name, nullptr);
+      case Op::Hex:
+         return rtXmlEncHexBinary(pctxt, (uint64_t)s.value, kData, s.name, nullptr);
       case Op::Start:
          return rtXmlEncStartElement(pctxt, s.name, nullptr, nullptr, true);
       case Op::End:
@@ -102,6 +120,12 @@ int runGen(VXCTXT* pctxt, const Step& s)
 {
    const XmlGenOut out = xmlGenOutput(pctxt);
    switch (s.op) {
+      case Op::Named:
+         return xmlGenNamed(pctxt, out, "alt-000-01", 10, s.name);
+      case Op::Bits:
+         return xmlGenBits(pctxt, out, (uint64_t)s.value * 8 / 3, kData, s.name);
+      case Op::Hex:
+         return xmlGenHex(pctxt, out, (uint64_t)s.value, kData, s.name);
       case Op::Start:
          return xmlGenStart(pctxt, out, s.name);
       case Op::End:
@@ -133,6 +157,8 @@ const Setting kSettings[] = {
     },
     true},
    {"UTF-16 out", [](VXCTXT* c) { rtXmlSetEncoding(c, VXXMLUTF16); }, true},
+   {"schema style (lower-case hexadecimal)", [](VXCTXT* c) { c->flags &= ~VXCTXT_FLAG_NOXMLNS; },
+    true},
    {"fragment from nothing written", [](VXCTXT* c) { rtXmlSetEncDocHdr(c, false); }, false},
 };
 
@@ -145,6 +171,7 @@ struct Writer {
       rtInitContext(&ctx);
       rtXmlInitCtxtAppInfo(&ctx);
       rtXmlSetEncBufPtr(&ctx, size != 0 ? fixed.data() : nullptr, size);
+      ctx.flags |= VXCTXT_FLAG_NOXMLNS;  // value notation, as the exports write
       s.prepare(&ctx);
    }
    ~Writer() { rtFreeContext(&ctx); }
