@@ -57,3 +57,88 @@ def reserved_names(w, t):
     w("static const char* const names[] = {%s};"
       % ", ".join(c_string(c.name) for c in t.comps))
     return "names, %d" % len(t.comps)
+
+
+def size_test(s, count):
+    """Condition for a count outside SIZE(lo..hi), or None (no size, an
+    open upper bound or an extensible size: nothing to test)."""
+    if s is None or s.hi is None or s.ext:
+        return None
+    conds = []
+    if s.lo:
+        conds.append("%s < %d" % (count, s.lo))
+    conds.append("%s > %d" % (count, s.hi))
+    return " || ".join(conds)
+
+
+def fail_pass(w):
+    """A failure of the step just written goes back as it is."""
+    w("if (stat != 0) return stat;")
+
+
+def fail_log(w, cond="stat != 0"):
+    """A failure goes back with this function's position recorded."""
+    w("if (%s) return VX_LOG_ERR(pctxt, stat);" % cond)
+
+
+# -- lists read from text: where the items go -----------------------------------
+
+def list_init(w, t, v):
+    """Empties the list record v before its items are read; a dynamic
+    array gathers them in a growing buffer first."""
+    et = layout.field_ctype(t.elem)
+    if t.form == "list":
+        w("rtxDListInit(&%s);" % v)
+    elif t.form == "inline-array":
+        w("%s.n = 0;" % v)
+    else:
+        w("%s.n = 0;" % v)
+        w("%s.elem = 0;" % v)
+        w("%s* array = 0;" % et)
+        w("VXRTDListBuf buf;")
+        w("rtxDListBufInit(&buf, 16, (void**)&array, sizeof(%s));" % et)
+
+
+def list_store_item(w, t, v, call, nomem, overflow, fail_item, fail_buffered):
+    """Reads one item into its place: call(lv) is the reader's call for the
+    item lv; `nomem` and `overflow` are the statements for a node that can
+    not be had and an inline array already past its upper bound (it holds
+    one item more, so the text reader's extra item is stored safely);
+    fail_item(w) passes a failed read on, `fail_buffered` is the return of
+    a failed read into the buffer of a dynamic array (freed first)."""
+    et = layout.field_ctype(t.elem)
+    if t.form == "list":
+        # The node and its element are one allocation, the element right
+        # behind the node (the form rtxDListFreeAll knows); the node joins
+        # the list once the element is read.
+        w("VXRTDListNode* node = (VXRTDListNode*)rtxMemAllocZ(pctxt, sizeof(VXRTDListNode) + sizeof(%s));" % et)
+        w("if (node == 0) %s" % nomem)
+        w("%s* elem = (%s*)(node + 1);" % (et, et))
+        construct(w, t.elem, "elem")
+        w("stat = %s;" % call("(*elem)"))
+        fail_item(w)
+        w("node->data = elem;")
+        w("rtxDListAppendNode(&%s, node);" % v)
+    elif t.form == "inline-array":
+        w("if (%s.n > %d) %s" % (v, t.size.hi, overflow))
+        w("stat = %s;" % call("%s.elem[%s.n]" % (v, v)))
+        fail_item(w)
+        w("%s.n++;" % v)
+    else:
+        with w.block("if (buf.n == buf.nMax)"):
+            w("stat = rtxDListBufExpand(pctxt, &buf);")
+            fail_log(w)
+        with w.block("if ((stat = %s) != 0)" % call("array[buf.n]")):
+            w("rtxDListBufFreeAll(pctxt, &buf);")
+            w(fail_buffered)
+        w("buf.n++;")
+        w("buf.nAll++;")
+
+
+def list_finish(w, t, v):
+    """A dynamic array takes its items out of the buffer."""
+    if t.form == "dynamic-array":
+        w("stat = rtxDListBufToArray(pctxt, &buf);")
+        fail_log(w)
+        w("%s.n = buf.nAll;" % v)
+        w("%s.elem = array;" % v)

@@ -21,7 +21,8 @@ own gets a static function of the unit, named after the inline naming rule
 (`jsonEnc_<parent>_<component>`), coded by the rule of its kind like a type.
 """
 from . import control, layout, naming
-from .codec_common import alloc_record, alt_lv, by_pointer, construct, is_pdu, reserved_names
+from .codec_common import (alloc_record, alt_lv, by_pointer, construct, fail_log, fail_pass, is_pdu,
+                           list_finish, list_init, list_store_item, reserved_names, size_test)
 from .cwriter import Writer, c_string, codec_units
 
 # The run-time header of the steps every generated JSON codec shares.
@@ -121,14 +122,6 @@ def value_of(t):
     return "value" if by_text(t) else "(*pvalue)"
 
 
-def fail_pass(w):
-    w("if (stat != 0) return stat;")
-
-
-def fail_log(w):
-    w("if (stat != 0) return VX_LOG_ERR(pctxt, stat);")
-
-
 # -- numbers --------------------------------------------------------------------
 
 def int_field(t):
@@ -221,17 +214,6 @@ def dec_enum(w, t, lv):
 
 
 # -- strings ----------------------------------------------------------------------
-
-def size_test(s, count):
-    """Condition for a count outside SIZE(lo..hi), or None."""
-    if s is None or s.hi is None or s.ext:
-        return None
-    conds = []
-    if s.lo:
-        conds.append("%s < %d" % (count, s.lo))
-    conds.append("%s > %d" % (count, s.hi))
-    return " || ".join(conds)
-
 
 def enc_bitstring(w, t, v):
     f = layout.bitstr_form(t)
@@ -785,7 +767,6 @@ def enc_seqof(w, t, v):
 
 def dec_seqof(w, t, v):
     site = elem_site(t)
-    et = layout.field_ctype(t.elem)
     dynamic = t.form == "dynamic-array"
     if dynamic:
         w("int stat = jsonGenMatch(pctxt, '[');")
@@ -795,47 +776,12 @@ def dec_seqof(w, t, v):
         # 1: an empty array, read whole.
         w("int stat = jsonGenOpenIn(pctxt, in, '[', ']');")
         w("if (stat < 0) return stat;")
-    if t.form == "list":
-        w("rtxDListInit(&%s);" % v)
-    elif t.form == "inline-array":
-        w("%s.n = 0;" % v)
-    else:
-        w("%s.n = 0;" % v)
-        w("%s.elem = 0;" % v)
-        w("%s* array = 0;" % et)
-        w("VXRTDListBuf buf;")
-        w("rtxDListBufInit(&buf, 16, (void**)&array, sizeof(%s));" % et)
+    list_init(w, t, v)
     with w.block("if (jsonGenPeek(pctxt) != ']')" if dynamic else "if (stat == 0)"):
         with w.block("for (;;)"):
-            if t.form == "list":
-                # No size test here: the UPER encoder refuses the count.
-                # The node and its element are one allocation, the element
-                # right behind the node (the form rtxDListFreeAll knows);
-                # the node joins the list once the element is decoded.
-                w("VXRTDListNode* node = (VXRTDListNode*)rtxMemAllocZ(pctxt, sizeof(VXRTDListNode) + sizeof(%s));" % et)
-                w("if (node == 0) return RTERR_NOMEM;")
-                w("%s* elem = (%s*)(node + 1);" % (et, et))
-                construct(w, t.elem, "elem")
-                w("stat = %s;" % dec_call(site, "(*elem)"))
-                fail_pass(w)
-                w("node->data = elem;")
-                w("rtxDListAppendNode(&%s, node);" % v)
-            elif t.form == "inline-array":
-                # One element past the upper bound still has a slot; the
-                # UPER encoder refuses that count.
-                w("if (%s.n > %d) return VX_LOG_ERR(pctxt, RTERR_SEQOVFLW);" % (v, t.size.hi))
-                w("stat = %s;" % dec_call(site, "%s.elem[%s.n]" % (v, v)))
-                fail_pass(w)
-                w("%s.n++;" % v)
-            else:
-                with w.block("if (buf.n == buf.nMax)"):
-                    w("stat = rtxDListBufExpand(pctxt, &buf);")
-                    fail_log(w)
-                with w.block("if ((stat = %s) != 0)" % dec_call(site, "array[buf.n]")):
-                    w("rtxDListBufFreeAll(pctxt, &buf);")
-                    w("return stat;")
-                w("buf.n++;")
-                w("buf.nAll++;")
+            # No size test here: the UPER encoder refuses the count.
+            list_store_item(w, t, v, lambda lv: dec_call(site, lv), "return RTERR_NOMEM;",
+                            "return VX_LOG_ERR(pctxt, RTERR_SEQOVFLW);", fail_pass, "return stat;")
             if dynamic:
                 w("stat = jsonGenComma(pctxt);")
             else:
@@ -847,10 +793,7 @@ def dec_seqof(w, t, v):
         with w.block("if ((stat = jsonGenMatch(pctxt, ']')) != 0)"):
             w("rtxDListBufFreeAll(pctxt, &buf);")
             w("return stat;")
-        w("stat = rtxDListBufToArray(pctxt, &buf);")
-        fail_log(w)
-        w("%s.n = buf.nAll;" % v)
-        w("%s.elem = array;" % v)
+    list_finish(w, t, v)
     w("return 0;")
 
 

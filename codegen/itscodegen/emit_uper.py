@@ -21,7 +21,7 @@ length (a fragmented count) is returned as it is: callers take it for a
 failure.
 """
 from . import control, layout, naming
-from .codec_common import alloc_record, alt_lv, by_pointer, byval, construct, is_pdu
+from .codec_common import alloc_record, alt_lv, by_pointer, byval, construct, fail_log, fail_pass, is_pdu
 from .cwriter import Writer, c_string, codec_units, scope
 
 # The run-time header of the steps every generated UPER codec shares.
@@ -76,14 +76,6 @@ def enc_sig(t):
 
 def dec_sig(t):
     return "int asn1PD_%s(VXCTXT* pctxt, %s* pvalue)" % (t.cname, t.record)
-
-
-def fail_log(w, cond="stat != 0"):
-    w("if (%s) return VX_LOG_ERR(pctxt, stat);" % cond)
-
-
-def fail_pass(w):
-    w("if (stat != 0) return stat;")
 
 
 def fail_length(w):

@@ -22,7 +22,8 @@ reader of the unit (`xmlDec_<parent>_<component>`), made by the rule of its
 kind; numbers are read in the SEQUENCE reader itself.
 """
 from . import layout, naming
-from .codec_common import alloc_record, alt_lv, by_pointer, construct
+from .codec_common import (alloc_record, alt_lv, by_pointer, construct, fail_log, fail_pass,
+                           list_finish, list_init, list_store_item, size_test)
 from .cwriter import c_string
 
 # Field type -> (reader of the value, the reader's smallest and largest value).
@@ -107,14 +108,6 @@ def call(site, lv):
     return "%s(pctxt, &%s)" % (site.fn, lv)
 
 
-def fail_pass(w):
-    w("if (stat != 0) return stat;")
-
-
-def fail_log(w):
-    w("if (stat != 0) return VX_LOG_ERR(pctxt, stat);")
-
-
 def elem_rows(w, names, var="elemtab"):
     """The static table of element rows, the position of each as its identifier."""
     with w.block("static const XmlElemDescr %s[] =" % var, "};"):
@@ -165,17 +158,6 @@ def dec_null(w, t, lv):
 def dec_enum(w, t, lv):
     tab = t.record + "_ENUMTAB"
     w("return xmlGenDecEnum(pctxt, %s, %s_SIZE, &%s);" % (tab, tab, lv))
-
-
-def size_test(s, count):
-    """Condition for a count outside SIZE(lo..hi), or None."""
-    if s is None or s.hi is None or s.ext:
-        return None
-    conds = []
-    if s.lo:
-        conds.append("%s < %d" % (count, s.lo))
-    conds.append("%s > %d" % (count, s.hi))
-    return " || ".join(conds)
 
 
 def dec_bitstring(w, t, lv):
@@ -395,18 +377,8 @@ def dec_choice(w, t, v):
 
 def dec_seqof(w, t, v):
     site = elem_site(t)
-    et = layout.field_ctype(t.elem)
     elem_rows(w, [t.item])
-    if t.form == "list":
-        w("rtxDListInit(&%s);" % v)
-    elif t.form == "inline-array":
-        w("%s.n = 0;" % v)
-    else:
-        w("%s.n = 0;" % v)
-        w("%s.elem = 0;" % v)
-        w("%s* array = 0;" % et)
-        w("VXRTDListBuf buf;")
-        w("rtxDListBufInit(&buf, 16, (void**)&array, sizeof(%s));" % et)
+    list_init(w, t, v)
     w("int stat = 0;")
     with w.block("for (;;)"):
         w("int id = rtXmlpGetNextElemID(pctxt, elemtab, 1, -1, false);")
@@ -417,33 +389,10 @@ def dec_seqof(w, t, v):
                 w("return VX_LOG_ERR(pctxt, id);")
         else:
             w("if (id < 0) return VX_LOG_ERR(pctxt, id);")
-        if t.form == "list":
-            # The node and its element are one allocation, the element right
-            # behind the node (the form rtxDListFreeAll knows).
-            w("VXRTDListNode* node = (VXRTDListNode*)rtxMemAllocZ(pctxt, sizeof(VXRTDListNode) + sizeof(%s));" % et)
-            w("if (node == 0) return VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);")
-            w("%s* elem = (%s*)(node + 1);" % (et, et))
-            construct(w, t.elem, "elem")
-            w("stat = %s;" % call(site, "(*elem)"))
-            fail_log(w)
-            w("node->data = elem;")
-            w("rtxDListAppendNode(&%s, node);" % v)
-        elif t.form == "inline-array":
-            # The array holds one item past the upper bound; a count beyond
-            # is outside the constraint whatever follows.
-            w("if (%s.n > %d) return RTERR_CONSVIO;" % (v, t.size.hi))
-            w("stat = %s;" % call(site, "%s.elem[%s.n]" % (v, v)))
-            fail_log(w)
-            w("%s.n++;" % v)
-        else:
-            with w.block("if (buf.n == buf.nMax)"):
-                w("stat = rtxDListBufExpand(pctxt, &buf);")
-                fail_log(w)
-            with w.block("if ((stat = %s) != 0)" % call(site, "array[buf.n]")):
-                w("rtxDListBufFreeAll(pctxt, &buf);")
-                w("return VX_LOG_ERR(pctxt, stat);")
-            w("buf.n++;")
-            w("buf.nAll++;")
+        # An inline array past its upper bound is outside the constraint
+        # whatever follows.
+        list_store_item(w, t, v, lambda lv: call(site, lv), "return VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);",
+                        "return RTERR_CONSVIO;", fail_log, "return VX_LOG_ERR(pctxt, stat);")
         w("stat = rtXmlpMatchEndTag(pctxt, -1);")
         if t.form == "dynamic-array":
             with w.block("if (stat != 0)"):
@@ -452,11 +401,7 @@ def dec_seqof(w, t, v):
         else:
             fail_log(w)
     count = "%s.count" % v if t.form == "list" else "%s.n" % v
-    if t.form == "dynamic-array":
-        w("stat = rtxDListBufToArray(pctxt, &buf);")
-        fail_log(w)
-        w("%s.n = buf.nAll;" % v)
-        w("%s.elem = array;" % v)
+    list_finish(w, t, v)
     test = size_test(t.size, count)
     if test:
         w("if (%s) return RTERR_CONSVIO;" % test)

@@ -19,7 +19,7 @@ Only the XER style is written: `nsPrefix` is taken for the signature's sake
 and not used (no element of this system has a prefix).
 """
 from . import layout, naming
-from .codec_common import alt_lv, byval, reserved_names
+from .codec_common import alt_lv, byval, fail_pass, reserved_names, size_test
 from .cwriter import c_string
 
 # Field type -> whether the number is written signed.
@@ -105,10 +105,6 @@ def value_of(t):
     return "value" if plain(t) else "(*pvalue)"
 
 
-def fail_pass(w):
-    w("if (stat != 0) return stat;")
-
-
 # -- numbers, enumerations, booleans --------------------------------------------
 
 def int_field(t):
@@ -177,16 +173,6 @@ def enc_null(w, t, v):
 
 
 # -- strings ----------------------------------------------------------------------
-
-def size_test(s, count):
-    if s is None or s.hi is None or s.ext:
-        return None
-    conds = []
-    if s.lo:
-        conds.append("%s < %d" % (count, s.lo))
-    conds.append("%s > %d" % (count, s.hi))
-    return " || ".join(conds)
-
 
 def enc_bitstring(w, t, v):
     f = layout.bitstr_form(t)
