@@ -64,165 +64,6 @@ std::string replaced(std::string text, const std::string& from, const std::strin
    return text;
 }
 
-// A CAM with a high- and a low-frequency container and a public transport
-// container: numbers, enumerators, a boolean, bit and octet strings, a list.
-const std::string kCamXml = R"(<?xml version="1.0" encoding="UTF-8"?>
-<CAM>
-   <header>
-      <protocolVersion>2</protocolVersion>
-      <messageID>2</messageID>
-      <stationID>1234</stationID>
-   </header>
-   <cam>
-      <generationDeltaTime>1000</generationDeltaTime>
-      <camParameters>
-         <basicContainer>
-            <stationType>5</stationType>
-            <referencePosition>
-               <latitude>483000000</latitude>
-               <longitude>115000000</longitude>
-               <positionConfidenceEllipse>
-                  <semiMajorConfidence>100</semiMajorConfidence>
-                  <semiMinorConfidence>50</semiMinorConfidence>
-                  <semiMajorOrientation>900</semiMajorOrientation>
-               </positionConfidenceEllipse>
-               <altitude>
-                  <altitudeValue>50000</altitudeValue>
-                  <altitudeConfidence>
-                     <alt-000-01/>
-                  </altitudeConfidence>
-               </altitude>
-            </referencePosition>
-         </basicContainer>
-         <highFrequencyContainer>
-            <basicVehicleContainerHighFrequency>
-               <heading>
-                  <headingValue>900</headingValue>
-                  <headingConfidence>10</headingConfidence>
-               </heading>
-               <speed>
-                  <speedValue>1500</speedValue>
-                  <speedConfidence>5</speedConfidence>
-               </speed>
-               <driveDirection>
-                  <forward/>
-               </driveDirection>
-               <vehicleLength>
-                  <vehicleLengthValue>45</vehicleLengthValue>
-                  <vehicleLengthConfidenceIndication>
-                     <noTrailerPresent/>
-                  </vehicleLengthConfidenceIndication>
-               </vehicleLength>
-               <vehicleWidth>20</vehicleWidth>
-               <longitudinalAcceleration>
-                  <longitudinalAccelerationValue>-12</longitudinalAccelerationValue>
-                  <longitudinalAccelerationConfidence>102</longitudinalAccelerationConfidence>
-               </longitudinalAcceleration>
-               <curvature>
-                  <curvatureValue>0</curvatureValue>
-                  <curvatureConfidence>
-                     <unavailable/>
-                  </curvatureConfidence>
-               </curvature>
-               <curvatureCalculationMode>
-                  <yawRateUsed/>
-               </curvatureCalculationMode>
-               <yawRate>
-                  <yawRateValue>-5</yawRateValue>
-                  <yawRateConfidence>
-                     <unavailable/>
-                  </yawRateConfidence>
-               </yawRate>
-               <accelerationControl>0100000</accelerationControl>
-            </basicVehicleContainerHighFrequency>
-         </highFrequencyContainer>
-         <lowFrequencyContainer>
-            <basicVehicleContainerLowFrequency>
-               <vehicleRole>
-                  <publicTransport/>
-               </vehicleRole>
-               <exteriorLights>10100000</exteriorLights>
-               <pathHistory>
-                  <PathPoint>
-                     <pathPosition>
-                        <deltaLatitude>10</deltaLatitude>
-                        <deltaLongitude>-20</deltaLongitude>
-                        <deltaAltitude>3</deltaAltitude>
-                     </pathPosition>
-                     <pathDeltaTime>7</pathDeltaTime>
-                  </PathPoint>
-                  <PathPoint>
-                     <pathPosition>
-                        <deltaLatitude>11</deltaLatitude>
-                        <deltaLongitude>-21</deltaLongitude>
-                        <deltaAltitude>4</deltaAltitude>
-                     </pathPosition>
-                  </PathPoint>
-               </pathHistory>
-            </basicVehicleContainerLowFrequency>
-         </lowFrequencyContainer>
-         <specialVehicleContainer>
-            <publicTransportContainer>
-               <embarkationStatus>
-                  <true/>
-               </embarkationStatus>
-               <ptActivation>
-                  <ptActivationType>1</ptActivationType>
-                  <ptActivationData>0A1b</ptActivationData>
-               </ptActivation>
-            </publicTransportContainer>
-         </specialVehicleContainer>
-      </camParameters>
-   </cam>
-</CAM>)";
-
-const std::string kCamJson = R"({
-   "header":{"protocolVersion":2,"messageID":2,"stationID":1234},
-   "cam":{
-      "generationDeltaTime":1000,
-      "camParameters":{
-         "basicContainer":{
-            "stationType":5,
-            "referencePosition":{
-               "latitude":483000000,"longitude":115000000,
-               "positionConfidenceEllipse":{"semiMajorConfidence":100,"semiMinorConfidence":50,"semiMajorOrientation":900},
-               "altitude":{"altitudeValue":50000,"altitudeConfidence":"alt-000-01"}
-            }
-         },
-         "highFrequencyContainer":{
-            "basicVehicleContainerHighFrequency":{
-               "heading":{"headingValue":900,"headingConfidence":10},
-               "speed":{"speedValue":1500,"speedConfidence":5},
-               "driveDirection":"forward",
-               "vehicleLength":{"vehicleLengthValue":45,"vehicleLengthConfidenceIndication":"noTrailerPresent"},
-               "vehicleWidth":20,
-               "longitudinalAcceleration":{"longitudinalAccelerationValue":-12,"longitudinalAccelerationConfidence":102},
-               "curvature":{"curvatureValue":0,"curvatureConfidence":"unavailable"},
-               "curvatureCalculationMode":"yawRateUsed",
-               "yawRate":{"yawRateValue":-5,"yawRateConfidence":"unavailable"},
-               "accelerationControl":"40"
-            }
-         },
-         "lowFrequencyContainer":{
-            "basicVehicleContainerLowFrequency":{
-               "vehicleRole":"publicTransport",
-               "exteriorLights":"a0",
-               "pathHistory":[
-                  {"pathPosition":{"deltaLatitude":10,"deltaLongitude":-20,"deltaAltitude":3},"pathDeltaTime":7},
-                  {"pathPosition":{"deltaLatitude":11,"deltaLongitude":-21,"deltaAltitude":4}}
-               ]
-            }
-         },
-         "specialVehicleContainer":{
-            "publicTransportContainer":{
-               "embarkationStatus":true,
-               "ptActivation":{"ptActivationType":1,"ptActivationData":"0a1b"}
-            }
-         }
-      }
-   }
-})";
-
 FromText camXml(const std::string& text) { return fromText(etsi_CAM_from_xml, text); }
 
 std::string readFile(const std::string& path)
@@ -264,6 +105,11 @@ std::string repoPath(const std::string& rel)
 {
    return std::string(VX_TEST_DATA_DIR) + "/../../" + rel;
 }
+
+// A CAM with a high- and a low-frequency container and a public transport
+// container: numbers, enumerators, a boolean, bit and octet strings, a list.
+const std::string kCamXml = readFile(repoPath("tests/data/cam_containers.xml"));
+const std::string kCamJson = readFile(repoPath("tests/data/cam_containers.json"));
 
 TEST(XmlFromExports, SampleMessagesOfEveryKindReadAsTheirJsonTwins)
 {
