@@ -21,14 +21,16 @@ struct EscapeTable {
    uint8_t mode[256];
    constexpr EscapeTable() : mode()
    {
-      mode['\t'] = kEscAttr | kEscAttrC14N;
-      mode['\n'] = kEscAttr | kEscAttrC14N;
-      mode['\r'] = kEscAttr | kEscContentC14N | kEscAttrC14N;
-      mode['"'] = kEscContent | kEscAttr | kEscAttrC14N;
-      mode['&'] = kEscContent | kEscAttr | kEscContentC14N | kEscAttrC14N | kEscContentC14NXer;
-      mode['\''] = kEscContent | kEscAttr;
-      mode['<'] = kEscContent | kEscAttr | kEscContentC14N | kEscAttrC14N | kEscContentC14NXer;
-      mode['>'] = kEscContent | kEscAttr | kEscContentC14N | kEscContentC14NXer;
+      mode[(unsigned char)'\t'] = kEscAttr | kEscAttrC14N;
+      mode[(unsigned char)'\n'] = kEscAttr | kEscAttrC14N;
+      mode[(unsigned char)'\r'] = kEscAttr | kEscContentC14N | kEscAttrC14N;
+      mode[(unsigned char)'"'] = kEscContent | kEscAttr | kEscAttrC14N;
+      mode[(unsigned char)'&'] =
+         kEscContent | kEscAttr | kEscContentC14N | kEscAttrC14N | kEscContentC14NXer;
+      mode[(unsigned char)'\''] = kEscContent | kEscAttr;
+      mode[(unsigned char)'<'] =
+         kEscContent | kEscAttr | kEscContentC14N | kEscAttrC14N | kEscContentC14NXer;
+      mode[(unsigned char)'>'] = kEscContent | kEscAttr | kEscContentC14N | kEscContentC14NXer;
    }
 };
 constexpr EscapeTable kEscapes;

@@ -65,28 +65,28 @@ struct SymbolMap {
          }
          cls[b] = c;
       }
-      cls['<'] = S_LT;
-      cls['?'] = S_QMARK;
-      cls['!'] = S_EXCL;
-      cls['>'] = S_GT;
-      cls['/'] = S_SLASH;
+      cls[(unsigned char)'<'] = S_LT;
+      cls[(unsigned char)'?'] = S_QMARK;
+      cls[(unsigned char)'!'] = S_EXCL;
+      cls[(unsigned char)'>'] = S_GT;
+      cls[(unsigned char)'/'] = S_SLASH;
       if (cdata) {
-         cls['['] = C_LBRACKET;
-         cls[']'] = C_RBRACKET;
-         cls['C'] = C_C;
-         cls['D'] = C_D;
-         cls['A'] = C_A;
-         cls['T'] = C_T;
+         cls[(unsigned char)'['] = C_LBRACKET;
+         cls[(unsigned char)']'] = C_RBRACKET;
+         cls[(unsigned char)'C'] = C_C;
+         cls[(unsigned char)'D'] = C_D;
+         cls[(unsigned char)'A'] = C_A;
+         cls[(unsigned char)'T'] = C_T;
       } else {
-         cls[':'] = S_COLON;
-         cls['-'] = S_MINUS;
-         cls['='] = S_EQ;
-         cls['"'] = S_DQUOTE;
-         cls['&'] = S_AMP;
-         cls[';'] = S_SEMI;
-         cls['.'] = S_DOT;
-         cls['_'] = S_UNDER;
-         cls['\''] = S_APOS;
+         cls[(unsigned char)':'] = S_COLON;
+         cls[(unsigned char)'-'] = S_MINUS;
+         cls[(unsigned char)'='] = S_EQ;
+         cls[(unsigned char)'"'] = S_DQUOTE;
+         cls[(unsigned char)'&'] = S_AMP;
+         cls[(unsigned char)';'] = S_SEMI;
+         cls[(unsigned char)'.'] = S_DOT;
+         cls[(unsigned char)'_'] = S_UNDER;
+         cls[(unsigned char)'\''] = S_APOS;
       }
    }
 };
@@ -262,7 +262,7 @@ struct StayMap {
             int cls = kSymbols.cls[b];
             stay[s][b] = cls >= 0 && table.rows[s - 1].next[cls] == (int8_t)s;
          }
-         if (charsCR && (s == 1 || s == 4)) stay[s]['\r'] = false;
+         if (charsCR && (s == 1 || s == 4)) stay[s][(unsigned char)'\r'] = false;
       }
    }
 };
@@ -511,7 +511,7 @@ VX_INLINE uint64_t skipStay(const XmlReader* r, const StayMap<N>& map, int state
    uint64_t i = from, end = r->bufFill;
 #if defined(__SSE2__)
    // Indentation: blanks 16 at a time, where the state keeps on a blank.
-   if (stay[' ']) {
+   if (stay[(unsigned char)' ']) {
       const __m128i blank = _mm_set1_epi8(' ');
       while (i + 16 <= end) {
          __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d + i));
@@ -848,8 +848,8 @@ int processStartElement(XmlReader* r)
          }
       }
       if (next < 0) break;
-      r->readPos = next == state ? skipStay(r, kStartTagStay, state, r->readPos + 1)
-                                 : r->readPos + 1;
+      r->readPos =
+         next == state ? skipStay(r, kStartTagStay, state, r->readPos + 1) : r->readPos + 1;
       state = next;
    }
    r->subState[XMLSUB_STARTTAG] = 0;
@@ -902,8 +902,7 @@ int processEndElement(XmlReader* r)
          if ((next == 5 || next == -1) && state != 5) r->attrStart = off;  // end of the name
       }
       if (next < 0) break;
-      r->readPos = next == state ? skipStay(r, kEndTagStay, state, r->readPos + 1)
-                                 : r->readPos + 1;
+      r->readPos = next == state ? skipStay(r, kEndTagStay, state, r->readPos + 1) : r->readPos + 1;
       state = next;
    }
    r->subState[XMLSUB_ENDTAG] = 0;
