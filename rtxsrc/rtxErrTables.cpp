@@ -35,7 +35,7 @@ const char* const kCoreTemplates[] = {
    "Invalid hex string",                                                     // -11
    "Invalid real value",                                                     // -12
    "Max items in sized character or binary string field exceeded",           // -13
-   "Invalid value specification",                                            // -14
+   "Value not valid for its type",                                           // -14
    "Nesting level too deep",                                                 // -15
    "Value constraint violation: field %s, value %s",                         // -16
    "Unexpected end of file detected",                                        // -17

@@ -460,24 +460,6 @@ class XmlEveryType : public ::testing::TestWithParam<size_t> {
    const ItsTestType& T() const { return itsTestTypes[GetParam()]; }
 };
 
-// Random records inside the constraints all have a text form.
-TEST_P(XmlEveryType, RandomRecordsWriteWellFormedText)
-{
-   const ItsTestType& T = this->T();
-   for (uint64_t i = 0; i < 4; i++) {
-      Writer w;
-      void* rec = T.make(w.ctxt());
-      ItsTestRng rng(GetParam() * 1000 + i);
-      T.fill(w.ctxt(), rec, rng);
-      int stat = T.xmlEncode(w.ctxt(), rec, T.name);
-      EXPECT_EQ(0, stat) << T.name << " seed " << i << "\n" << w.report();
-      if (stat == 0) {
-         EXPECT_TRUE(isOneElement(w.text(), T.name)) << T.name;
-      }
-      T.release(w.ctxt(), rec);
-   }
-}
-
 // Records decoded from random bytes (unknown additions and alternatives,
 // raw regional values, enumerators past the root among them) write either
 // well-formed text or fail with a status: no octets of the input can break

@@ -394,22 +394,6 @@ TEST_F(XmlReaderApi, ValueCutByTheEndOfInput)
    EXPECT_EQ("ERR-206", value());
 }
 
-TEST_F(XmlReaderApi, ListModeHandsOutWords)
-{
-   open("<a> 1  22 3 </a>");
-   rtXmlRdSetListMode(r, true);
-   EXPECT_EQ(2u, rtXmlRdSetWhiteSpaceMode(r, 0));
-   EXPECT_EQ(2u, r->wsMode);
-   XmlDataCtxt d;
-   std::vector<std::string> words;
-   int n = rtXmlRdFirstData(r, &d);
-   while (n > 0 || (n == 0 && d.mode != 0 && !d.lastChunk)) {
-      words.push_back(chunk(d) + (d.lastChunk ? "|" : ""));
-      n = rtXmlRdNext(r) == XMLRD_DATA ? rtXmlRdFirstData(r, &d) : 0;
-   }
-   EXPECT_EQ((std::vector<std::string>{"1|", "22|", "3|"}), words);
-}
-
 TEST_F(XmlReaderApi, AttributesAndNamespaces)
 {
    open(
@@ -468,19 +452,6 @@ TEST_F(XmlReaderApi, AttributesAndNamespaces)
    ASSERT_EQ(0, rtXmlRdNextTag(r));
    ASSERT_EQ(0, rtXmlRdGetTagName(r, &name, &len, &ns));
    EXPECT_EQ(XMLNS_UNKNOWN, ns);  // p of the outer element again
-   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
-}
-
-TEST_F(XmlReaderApi, XsiAttributesGoIntoTheContext)
-{
-   open(
-      "<a xmlns:x='http://www.w3.org/2001/XMLSchema-instance' x:type='T' xsi:nil='true' "
-      "xsi:schemaLocation='u l' xsi:noNamespaceSchemaLocation='n' other='o'/>");
-   ASSERT_EQ(0, rtXmlRdGetXSITypeAttr(r));
-   EXPECT_STREQ("T", rtXmlGetCtxtInfo(&ctx)->xsiTypeAttr);
-   EXPECT_STREQ("u l", rtXmlGetCtxtInfo(&ctx)->schemaLocation);
-   EXPECT_STREQ("n", rtXmlGetCtxtInfo(&ctx)->noNSSchemaLocation);
-   EXPECT_NE(0u, ctx.flags & VXCTXT_FLAG_XSIATTR);
    EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
 }
 

@@ -265,27 +265,6 @@ TEST_F(XmlWriter, EncodingsAndByteOrderMarks)
    EXPECT_EQ(0u, info()->bomKind);
 }
 
-TEST_F(XmlWriter, BigEndianAndLatin1Text)
-{
-   ASSERT_EQ(0, rtXmlSetEncoding(&ctx, VXXMLUTF16BE));
-   ASSERT_EQ(0, rtXmlSetWriteBOM(&ctx, false));
-   rtXmlSetEncDocHdr(&ctx, false);
-   ASSERT_EQ(0, rtXmlEncUTF8Str(&ctx, "\xC3\xA9", "e", nullptr));
-   EXPECT_EQ(std::string("\0<\0e\0>\0\xE9\0<\0/\0e\0>", 16), text());
-   ctx.buffer.byteIndex = 0;
-   ASSERT_EQ(0, rtXmlSetIndent(&ctx, 0));
-   ASSERT_EQ(0, rtXmlEncInt(&ctx, -7, "i", nullptr));
-   EXPECT_EQ(std::string("\0<\0i\0>\0-\0"
-                         "7\0<\0/\0i\0>",
-                         18),
-             text());
-   ctx.buffer.byteIndex = 0;
-   ctx.state = XMLSTATE_INITIAL;
-   ASSERT_EQ(0, rtXmlSetEncoding(&ctx, VXXMLLATIN1));
-   ASSERT_EQ(0, rtXmlEncUTF8Str(&ctx, "\xC3\xA9&", "e", nullptr));
-   EXPECT_EQ("<e>\xE9&amp;</e>", text());
-}
-
 TEST_F(XmlWriter, MismatchedEndNameIsRecordedAndWritingGoesOn)
 {
    rtXmlSetEncDocHdr(&ctx, false);
@@ -324,45 +303,6 @@ TEST_F(XmlWriter, NamespacePrefixesAndDeclarations)
       "</ns1:r>",
       text());
    EXPECT_EQ(0, info()->nsFrameCount);
-}
-
-TEST_F(XmlWriter, PrefixStackLookups)
-{
-   static const char* const kTable[] = {"urn:t0", "urn:t1"};
-   ASSERT_EQ(0, rtXmlSetNSURITable(&ctx, kTable, 2));
-   EXPECT_EQ(RTERR_NULLPTR, rtXmlNSAddPrefixLink(&ctx, "p", "urn:x", nullptr, 0));
-   EXPECT_EQ(RTERR_NULLPTR, rtXmlNSPop(&ctx));
-   rtxErrReset(&ctx);
-   ASSERT_EQ(0, rtXmlNSPush(&ctx));
-   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, "p", "urn:t1", nullptr, 0));
-   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, "q", "urn:t1", nullptr, 0));
-   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, "", "urn:t1", nullptr, 0));
-   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, nullptr, "urn:t1", nullptr, 0));  // no change
-   ASSERT_EQ(0, rtXmlNSPush(&ctx));
-   ASSERT_EQ(0, rtXmlNSAddPrefixLink(&ctx, "p", "urn:own", nullptr, 0));
-   EXPECT_STREQ("urn:own", rtXmlNSLookupPrefix(&ctx, "p"));  // the top frame wins
-   EXPECT_STREQ("urn:t1", rtXmlNSLookupPrefix(&ctx, "q"));
-   EXPECT_STREQ("urn:t1", rtXmlNSLookupPrefix(&ctx, nullptr));  // empty matches null
-   EXPECT_STREQ("", rtXmlNSGetPrefix(&ctx, "urn:t1"));          // the empty one became the link's
-   EXPECT_EQ(nullptr, rtXmlNSGetPrefix(&ctx, "urn:none"));
-   EXPECT_STREQ("urn:own", rtXmlNSLookupPrefixFrag(&ctx, "pq", 1));
-   EXPECT_STREQ("ns1", rtXmlNSNewPrefix(&ctx, "urn:new", nullptr));
-   EXPECT_EQ(nullptr, rtXmlNSNewPrefix(&ctx, "", nullptr));
-   ASSERT_EQ(0, rtXmlNSPop(&ctx));
-   EXPECT_STREQ("urn:t1", rtXmlNSLookupPrefix(&ctx, "p"));
-   EXPECT_EQ(nullptr, rtXmlNSLookupPrefix(&ctx, "ns1"));
-   VXXMLNamespace a{"x", "urn:1"}, b{"x", "urn:1"}, c{"x", nullptr};
-   EXPECT_TRUE(rtXmlNSEqual(&a, &b));
-   EXPECT_FALSE(rtXmlNSEqual(&a, &c));
-}
-
-TEST_F(XmlWriter, NamespaceEntryWithoutURIFails)
-{
-   VXRTDList attrs;
-   rtxDListInit(&attrs);
-   VXXMLNamespace bad{"p", nullptr};
-   rtxDListAppend(&ctx, &attrs, &bad);
-   EXPECT_EQ(RTERR_BADVALUE, rtXmlEncStartElement(&ctx, "a", nullptr, &attrs, false));
 }
 
 TEST_F(XmlWriter, XsiNilGoesIntoTheNextStartTagOnly)
