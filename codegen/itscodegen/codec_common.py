@@ -2,7 +2,7 @@
 passed, allocated and constructed, where a CHOICE keeps its alternative,
 which types are messages, and the names an unknown member may not take.
 The back ends import these from here, never from one another."""
-from . import layout
+from . import layout, naming
 from .cwriter import c_string
 
 PLAIN_KINDS = ("INTEGER", "ENUMERATED", "BOOLEAN", "STRING")
@@ -142,3 +142,27 @@ def list_finish(w, t, v):
         fail_log(w)
         w("%s.n = buf.nAll;" % v)
         w("%s.elem = array;" % v)
+
+
+# -- where a value is coded -----------------------------------------------------
+
+def inline_site_args(t, c):
+    """For a component c of t without a type of its own: the name of the
+    unit's static function for it and that function's argument type (an
+    inline component's field may be an unnamed struct: named by decltype).
+    Empty for a component of an owned type."""
+    if c.type.owned:
+        return ()
+    if t.kind == "SEQUENCE":
+        arg = "decltype(%s::%s)" % (t.record, c.cid)
+    else:
+        arg = layout.field_ctype(c.type)
+    return (naming.inline_cname(t.cname, c.name), arg)
+
+
+def element_site_args(t):
+    """The same for the element of the list type t."""
+    e = t.elem
+    if e.owned:
+        return ()
+    return (naming.element_cname(t.cname), layout.field_ctype(e))

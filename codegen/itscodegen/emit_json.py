@@ -22,7 +22,8 @@ own gets a static function of the unit, named after the inline naming rule
 """
 from . import control, layout, naming
 from .codec_common import (alloc_record, alt_lv, by_pointer, construct, fail_log, fail_pass, is_pdu,
-                           list_finish, list_init, list_store_item, reserved_names, size_test)
+                           element_site_args, inline_site_args, list_finish, list_init,
+                           list_store_item, reserved_names, size_test)
 from .cwriter import Writer, c_string, codec_units
 
 # The run-time header of the steps every generated JSON codec shares.
@@ -75,22 +76,12 @@ def dec_call(site, lv):
 
 
 def comp_site(t, c):
-    """A SEQUENCE component or CHOICE alternative. An inline component's
-    field may be an unnamed struct: its function names it by decltype."""
-    if c.type.owned:
-        return Site(c.type)
-    if t.kind == "SEQUENCE":
-        arg = "decltype(%s::%s)" % (t.record, c.cid)
-    else:
-        arg = layout.field_ctype(c.type)
-    return Site(c.type, naming.inline_cname(t.cname, c.name), arg)
+    """A SEQUENCE component or CHOICE alternative."""
+    return Site(c.type, *inline_site_args(t, c))
 
 
 def elem_site(t):
-    e = t.elem
-    if e.owned:
-        return Site(e)
-    return Site(e, naming.element_cname(t.cname), layout.field_ctype(e))
+    return Site(t.elem, *element_site_args(t))
 
 
 def inline_sites(t):

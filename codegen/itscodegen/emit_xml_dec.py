@@ -23,7 +23,8 @@ kind; numbers are read in the SEQUENCE reader itself.
 """
 from . import layout, naming
 from .codec_common import (alloc_record, alt_lv, by_pointer, construct, fail_log, fail_pass,
-                           list_finish, list_init, list_store_item, size_test)
+                           element_site_args, inline_site_args, list_finish, list_init,
+                           list_store_item, size_test)
 from .cwriter import c_string
 
 # Field type -> (reader of the value, the reader's smallest and largest value).
@@ -70,20 +71,12 @@ class Site:
 
 
 def comp_site(t, c):
-    if c.type.owned:
-        return Site(c.type)
-    if t.kind == "SEQUENCE":
-        arg = "decltype(%s::%s)" % (t.record, c.cid)
-    else:
-        arg = layout.field_ctype(c.type)
-    return Site(c.type, naming.inline_cname(t.cname, c.name), arg)
+    """A SEQUENCE component or CHOICE alternative."""
+    return Site(c.type, *inline_site_args(t, c))
 
 
 def elem_site(t):
-    e = t.elem
-    if e.owned:
-        return Site(e)
-    return Site(e, naming.element_cname(t.cname), layout.field_ctype(e))
+    return Site(t.elem, *element_site_args(t))
 
 
 def read_inline(c):

@@ -19,7 +19,8 @@ Only the XER style is written: `nsPrefix` is taken for the signature's sake
 and not used (no element of this system has a prefix).
 """
 from . import layout, naming
-from .codec_common import alt_lv, byval, fail_pass, reserved_names, size_test
+from .codec_common import (alt_lv, byval, element_site_args, fail_pass, inline_site_args,
+                           reserved_names, size_test)
 from .cwriter import c_string
 
 # Field type -> whether the number is written signed.
@@ -51,36 +52,24 @@ class Site:
         return "XmlEnc_" + self.t.cname if self.t.owned else "xmlEnc_" + self.inline_name
 
 
-def plain(t):
-    """Passed by value: numbers, enumerations, booleans, strings."""
-    return t.base.kind in ("INTEGER", "ENUMERATED", "BOOLEAN", "STRING")
-
-
 def call(site, lv, name, ptr=None):
     """The writer's call on the value lv (or, not passed by value, on the
     pointer ptr when one is at hand)."""
-    arg = lv if plain(site.t) else (ptr or "&" + lv)
+    arg = lv if byval(site.t) else (ptr or "&" + lv)
     if site.t.owned:
         return "%s(pctxt, %s, %s, 0)" % (site.fn, arg, name)
     return "%s(pctxt, %s, %s)" % (site.fn, arg, name)
 
 
 def comp_site(t, c):
-    if c.type.owned:
-        return Site(c.type)
-    if t.kind == "SEQUENCE":
-        arg = "decltype(%s::%s)" % (t.record, c.cid)
-    else:
-        arg = layout.field_ctype(c.type)
-    return Site(c.type, naming.inline_cname(t.cname, c.name), arg,
-                raw_ok=not t.region_keyed)
+    """A SEQUENCE component or CHOICE alternative; a raw value may be
+    written for an inline open type only outside the region-keyed types."""
+    args = inline_site_args(t, c)
+    return Site(c.type, *args, raw_ok=not t.region_keyed) if args else Site(c.type)
 
 
 def elem_site(t):
-    e = t.elem
-    if e.owned:
-        return Site(e)
-    return Site(e, naming.element_cname(t.cname), layout.field_ctype(e))
+    return Site(t.elem, *element_site_args(t))
 
 
 def written_inline(c):
@@ -102,7 +91,7 @@ def inline_sites(t):
 
 
 def value_of(t):
-    return "value" if plain(t) else "(*pvalue)"
+    return "value" if byval(t) else "(*pvalue)"
 
 
 # -- numbers, enumerations, booleans --------------------------------------------
@@ -376,7 +365,7 @@ def enc_body(w, t, v, site=None):
 
 def write_inline_encoder(w, site):
     t = site.t
-    arg = "%s value" % site.argtype if plain(t) else "const %s* pvalue" % site.argtype
+    arg = "%s value" % site.argtype if byval(t) else "const %s* pvalue" % site.argtype
     with w.block("static int %s(VXCTXT* pctxt, %s, const char* elemName)" % (site.fn, arg)):
         enc_body(w, t, value_of(t), site)
     w()
