@@ -9,6 +9,7 @@
 #include <regex>
 #include <string>
 
+#include "export_files.h"
 #include "itscodec.h"
 
 namespace {
@@ -44,11 +45,6 @@ FromText fromText(FromFn fn, const std::string& text)
    return r;
 }
 
-std::string normalise(const std::string& report)
-{
-   return std::regex_replace(report, std::regex("Module: \\S+ Line \\d+"), "Module: M Line N");
-}
-
 std::string stackLines(int n)
 {
    std::string lines;
@@ -71,14 +67,6 @@ std::string readFile(const std::string& path)
    std::ifstream in(path, std::ios::binary);
    EXPECT_TRUE(in.good()) << path;
    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-std::string readHexFile(const std::string& path)
-{
-   std::string hex = readFile(path), bytes;
-   for (size_t i = 0; i + 1 < hex.size() && isxdigit((unsigned char)hex[i]); i += 2)
-      bytes += (char)std::stoi(hex.substr(i, 2), nullptr, 16);
-   return bytes;
 }
 
 struct Twin {
@@ -125,7 +113,7 @@ TEST(XmlFromExports, SampleMessagesOfEveryKindReadAsTheirJsonTwins)
    // bytes it was captured as.
    FromText cam = camXml(readFile(repoPath("tests/data/cam_captured_protocol1.xml")));
    ASSERT_EQ(0, cam.stat) << cam.error;
-   EXPECT_EQ(readHexFile(repoPath("tests/data/cam_captured_protocol1.uper.hex")), cam.bytes);
+   EXPECT_EQ(readHexFile("cam_captured_protocol1.uper.hex"), cam.bytes);
 }
 
 TEST(XmlFromExports, CamReadsAsItsJsonTwin)

@@ -7,27 +7,10 @@
 #include <regex>
 #include <string>
 
+#include "export_files.h"
 #include "itscodec.h"
 
 namespace {
-
-std::string readHexFile(const std::string& name)
-{
-   std::ifstream in(std::string(VX_TEST_DATA_DIR) + "/" + name);
-   std::string hex((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-   std::string bytes;
-   for (size_t i = 0; i + 1 < hex.size(); i += 2) {
-      if (!isxdigit((unsigned char)hex[i])) break;
-      bytes += (char)std::stoi(hex.substr(i, 2), nullptr, 16);
-   }
-   return bytes;
-}
-
-// Report lines "Module: <path> Line <n>" carry build-specific positions.
-std::string normalise(const std::string& report)
-{
-   return std::regex_replace(report, std::regex("Module: \\S+ Line \\d+"), "Module: M Line N");
-}
 
 typedef int (*ToText)(const char*, unsigned long, char**, char**, bool);
 

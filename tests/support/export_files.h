@@ -1,0 +1,35 @@
+// Helpers of the export tests: the test data files and reports with their
+// build-specific positions taken out.
+#ifndef EXPORT_FILES_H
+#define EXPORT_FILES_H
+
+#include <cctype>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <string>
+
+// A file of the test data folder (tests/data), whole.
+inline std::string readDataFile(const std::string& name)
+{
+   std::ifstream in(std::string(VX_TEST_DATA_DIR) + "/" + name, std::ios::binary);
+   return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+// The bytes of a data file of hexadecimal digits (up to the first other
+// character).
+inline std::string readHexFile(const std::string& name)
+{
+   std::string hex = readDataFile(name), bytes;
+   for (size_t i = 0; i + 1 < hex.size() && isxdigit((unsigned char)hex[i]); i += 2)
+      bytes += (char)std::stoi(hex.substr(i, 2), nullptr, 16);
+   return bytes;
+}
+
+// Report lines "Module: <path> Line <n>" carry build-specific positions.
+inline std::string normalise(const std::string& report)
+{
+   return std::regex_replace(report, std::regex("Module: \\S+ Line \\d+"), "Module: M Line N");
+}
+
+#endif
