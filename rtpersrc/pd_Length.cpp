@@ -65,15 +65,17 @@ int pd_Length64(VXCTXT* pctxt, uint64_t* pvalue)
 
    if (upper < 65536 && !ext) {
       if (lower > upper) return VX_LOG_ERR(pctxt, RTERR_BADVALUE);
-      PU_NEWFIELD(pctxt, "length");
       uint64_t value = lower;
+      // A fixed size takes no bits, and the trace has no field for it (as
+      // on the writing side).
       if (lower != upper) {
+         PU_NEWFIELD(pctxt, "length");
          uint32_t adj = 0;
          stat = pd_ConsWholeNumber(pctxt, &adj, (uint32_t)(upper - lower + 1));
+         PU_SETBITCOUNT(pctxt);
          if (stat != 0) return VX_LOG_ERR(pctxt, stat);
          value += adj;
       }
-      PU_SETBITCOUNT(pctxt);
       if (value > upper) {
          rtxErrAddStrParm(pctxt, "'length'");
          rtxErrAddUInt64Parm(pctxt, value);
@@ -124,9 +126,11 @@ int pd_SmallLength(VXCTXT* pctxt, uint32_t* pvalue)
       uint32_t v = 0;
       stat = rtxDecBits(pctxt, &v, 6);
       if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+      PU_ADDFIELD(pctxt, "length", 7);
       *pvalue = v + 1;
       return 0;
    }
+   PU_ADDFIELD(pctxt, "length", 1);
    stat = pd_Length(pctxt, pvalue);
    return stat >= 0 ? stat : VX_LOG_ERR(pctxt, stat);
 }

@@ -3,7 +3,6 @@
 
 int pd_OpenType(VXCTXT* pctxt, const uint8_t** pdata, uint64_t* pnumocts)
 {
-   PU_NEWFIELD(pctxt, "OpenType");
    int stat;
    if (pdata == nullptr) {
       uint64_t n = 0;
@@ -17,6 +16,9 @@ int pd_OpenType(VXCTXT* pctxt, const uint8_t** pdata, uint64_t* pnumocts)
          if (pnumocts) *pnumocts = value.numocts;
       }
    }
-   PU_SETBITCOUNT(pctxt);
-   return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
+   if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   // The octets read are the open type's value: the trace names them so,
+   // as the writing side does.
+   PU_SETNAMESUFFIX(pctxt, "OpenType");
+   return 0;
 }

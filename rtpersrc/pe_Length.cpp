@@ -78,10 +78,14 @@ int pe_SmallLength(VXCTXT* pctxt, uint64_t length)
    if (length <= 64) {
       // No range test: 0 writes 63 in the six bits, as callers never pass it.
       stat = rtxEncBits(pctxt, (uint32_t)(length - 1) & 0x3Fu, 7);
-      return stat == 0 ? 0 : VX_LOG_ERR(pctxt, stat);
+      if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+      PU_ADDFIELD(pctxt, "length", 7);
+      return 0;
    }
+   // The long form: a bit 1, then a length of its own.
    stat = rtxEncBit(pctxt, 1);
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
+   PU_ADDFIELD(pctxt, "length", 1);
    int covered = pe_Length(pctxt, length);
    return covered < 0 ? VX_LOG_ERR(pctxt, covered) : 0;
 }

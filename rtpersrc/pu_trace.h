@@ -27,6 +27,13 @@ VX_INLINE void PU_NEWFIELD(VXCTXT* pctxt, const char* suffix)
    if (pu_isTraceOn(pctxt)) rtxDiagNewBitField(pctxt->pBitFldList, suffix);
 }
 
+// Records a field of nbits that ends at the current position: a field of
+// known width that was just read or written.
+VX_INLINE void PU_ADDFIELD(VXCTXT* pctxt, const char* suffix, uint64_t nbits)
+{
+   if (pu_isTraceOn(pctxt)) rtxDiagAddBitField(pctxt->pBitFldList, suffix, nbits);
+}
+
 // Ends the last field at the current position.
 VX_INLINE void PU_SETBITCOUNT(VXCTXT* pctxt)
 {

@@ -44,7 +44,9 @@ inline int uperGenEncExt(VXCTXT* pctxt, const ASN1TSeqExt* ext)
 {
    int stat = pe_SmallLength(pctxt, ext->count);
    if (stat < 0) return VX_LOG_ERR(pctxt, stat);
+   PU_NEWFIELD(pctxt, "extension bitmap");
    stat = pe_OpenTypeExtBits(pctxt, ext);
+   PU_SETBITCOUNT(pctxt);
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
    stat = pe_OpenTypeExt(pctxt, ext);
    if (stat != 0) return VX_LOG_ERR(pctxt, stat);
@@ -62,13 +64,18 @@ inline int uperGenDecExt(VXCTXT* pctxt, ASN1TSeqExt* ext)
    if (count > uperGenBitsLeft(pctxt)) return VX_LOG_ERR(pctxt, RTERR_ENDOFBUF);
    uint8_t* flags = (uint8_t*)rtxMemAlloc(pctxt, count != 0 ? count : 1);
    if (flags == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);
+   PU_NEWFIELD(pctxt, "extension bitmap");
    for (uint32_t i = 0; i < count; i++) {
       stat = rtxDecBit(pctxt, &flags[i]);
       if (stat != 0) {
+         PU_SETBITCOUNT(pctxt);
          rtxMemFreePtr(pctxt, flags);
          return VX_LOG_ERR(pctxt, stat);
       }
    }
+   PU_SETBITCOUNT(pctxt);
+   // Where the additions' contents begin, as the writing side marks it.
+   PU_NEWFIELD(pctxt, "OpenTypeExt");
    for (uint32_t i = 0; i < count && stat == 0; i++) {
       ASN1OpenType* item = 0;
       if (flags[i]) {
@@ -94,11 +101,14 @@ inline int uperGenDecExt(VXCTXT* pctxt, ASN1TSeqExt* ext)
 }
 
 // Open types with a table constraint, encoding: the known value is written
-// into a fresh buffer of its own; *saved keeps the caller's buffer, given
-// back with rtxCopyContext(pctxt, saved).
+// into a fresh buffer of its own; *saved keeps the caller's buffer (and
+// trace list), given back with uperGenOpenRestore. While the trace is on,
+// the value's fields go to a nested list of their own, whose positions are
+// those of the fresh buffer.
 inline int uperGenOpenBegin(VXCTXT* pctxt, VXCTXT* saved)
 {
    rtxCopyContext(saved, pctxt);
+   saved->pBitFldList = pctxt->pBitFldList;
    pctxt->pStream = 0;
    // The caller's buffer is not released when the new one is set up.
    pctxt->flags &= ~VXCTXT_FLAG_SYSBUF;
@@ -107,7 +117,54 @@ inline int uperGenOpenBegin(VXCTXT* pctxt, VXCTXT* saved)
       rtxCopyContext(pctxt, saved);
       return VX_LOG_ERR(pctxt, stat);
    }
+   if (pu_isTraceOn(pctxt) && saved->pBitFldList != 0)
+      pctxt->pBitFldList = rtxDiagNewNestedList(pctxt);
    return 0;
+}
+
+// Gives the caller's buffer and trace list back after uperGenOpenBegin;
+// returns the nested trace list of the value (null without a trace).
+inline VXRTDiagBitFieldList* uperGenOpenRestore(VXCTXT* pctxt, VXCTXT* saved)
+{
+   VXRTDiagBitFieldList* nested = pctxt->pBitFldList != saved->pBitFldList ? pctxt->pBitFldList : 0;
+   rtxCopyContext(pctxt, saved);
+   pctxt->pBitFldList = saved->pBitFldList;
+   return nested;
+}
+
+// After the open type of a known value was written (pe_OpenType, whose
+// last field holds the octets): the value's nested fields go under it.
+inline void uperGenOpenAttach(VXCTXT* pctxt, VXRTDiagBitFieldList* nested)
+{
+   rtxDiagAttachNestedList(pctxt->pBitFldList, nested);
+}
+
+// Decoding a known value in place: its fields go to a nested list, hung
+// under a field "OpenType" of the value's bits. Returns the caller's list,
+// to be handed to uperGenOpenNestEnd with the value's status and declared
+// length in octets; null without a trace.
+inline VXRTDiagBitFieldList* uperGenOpenNestBegin(VXCTXT* pctxt)
+{
+   VXRTDiagBitFieldList* outer = pctxt->pBitFldList;
+   if (!pu_isTraceOn(pctxt) || outer == 0) return 0;
+   if (rtxDiagNewBitField(outer, "OpenType") == 0) return 0;
+   VXRTDiagBitFieldList* nested = rtxDiagNewNestedList(pctxt);
+   if (nested == 0) return 0;
+   pctxt->pBitFldList = nested;
+   return outer;
+}
+
+inline void uperGenOpenNestEnd(VXCTXT* pctxt, VXRTDiagBitFieldList* outer, int stat, uint64_t len)
+{
+   if (outer == 0) return;
+   VXRTDiagBitFieldList* nested = pctxt->pBitFldList != outer ? pctxt->pBitFldList : 0;
+   pctxt->pBitFldList = outer;
+   // The field covers the declared octets; a value that read past them (or
+   // failed) covers what it read.
+   rtxDiagSetBitFldCount(outer);
+   VXRTDiagBitField* field = (VXRTDiagBitField*)outer->fieldList.tail->data;
+   if (stat == 0 && field->bitCount <= len * 8) field->bitCount = len * 8;
+   rtxDiagAttachNestedList(outer, nested);
 }
 
 // Decoding: the length of the value in octets and the bit position where
@@ -147,7 +204,9 @@ inline int uperGenDecRawOpenType(VXCTXT* pctxt, uint64_t len, ASN1OpenType** pou
       rtxMemFreePtr(pctxt, item);
       return VX_LOG_ERR(pctxt, RTERR_NOMEM);
    }
+   PU_NEWFIELD(pctxt, "OpenType");
    int stat = rtxDecBitsToByteArray(pctxt, data, len != 0 ? len : 1, len * 8);
+   PU_SETBITCOUNT(pctxt);
    if (stat != 0) {
       rtxMemFreePtr(pctxt, data);
       rtxMemFreePtr(pctxt, item);

@@ -36,5 +36,8 @@ int rtxErrSetNewData(VXCTXT* pctxt, int status, const char* module, int lineno);
 
 #define VX_LOG_ERR(pctxt, stat) rtxErrSetData(pctxt, stat, VX_MODULE, __LINE__)
 #define VX_LOG_ERRNEW(pctxt, stat) rtxErrSetNewData(pctxt, stat, VX_MODULE, __LINE__)
+// The same at a given line: generated code that reports the positions of a
+// twin unit (the traced UPER codecs report those of the untraced ones).
+#define VX_LOG_ERR_AT(pctxt, stat, lineno) rtxErrSetData(pctxt, stat, VX_MODULE, lineno)
 
 #endif

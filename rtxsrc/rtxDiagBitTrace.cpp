@@ -103,6 +103,47 @@ VXRTDiagBitField* rtxDiagNewBitFieldImpl(VXRTDiagBitFieldList* pBFList, const ch
    return field;
 }
 
+VXRTDiagBitField* rtxDiagAddBitFieldImpl(VXRTDiagBitFieldList* pBFList, const char* nameSuffix,
+                                         uint64_t bitCount)
+{
+   VXRTDiagBitField* field = rtxDiagNewBitFieldImpl(pBFList, nameSuffix);
+   if (field == nullptr) return nullptr;
+   // A write that could not take place leaves the cursor behind the count.
+   field->bitOffset = field->bitOffset >= bitCount ? field->bitOffset - bitCount : 0;
+   field->bitCount = bitCount;
+   return field;
+}
+
+VXRTDiagBitFieldList* rtxDiagNewNestedList(VXCTXT* pctxt)
+{
+   VXRTDiagBitFieldList* nested = rtxMemAllocTypeZ(pctxt, VXRTDiagBitFieldList);
+   if (nested == nullptr) return nullptr;
+   rtxDiagBitFieldListInit(pctxt, nested);
+   if (rtxDiagNewBitFieldImpl(nested, nullptr) == nullptr) {
+      rtxSListFree(&nested->fieldList);
+      rtxMemFreePtr(pctxt, nested);
+      return nullptr;
+   }
+   return nested;
+}
+
+void rtxDiagAttachNestedList(VXRTDiagBitFieldList* outer, VXRTDiagBitFieldList* nested)
+{
+   VXRTDiagBitField* field = outer != nullptr ? lastField(outer) : nullptr;
+   if (field == nullptr || nested == nullptr || nested->fieldList.head == nullptr) return;
+   VXRTDiagBitField* base = static_cast<VXRTDiagBitField*>(nested->fieldList.head->data);
+   // The base field holds where the value began in the positions of the
+   // nested fields; afterwards, the bits of the first byte that come before
+   // the open type.
+   uint64_t origin = base->bitOffset;
+   for (VXRTSListNode* node = nested->fieldList.head->next; node != nullptr; node = node->next) {
+      VXRTDiagBitField* f = static_cast<VXRTDiagBitField*>(node->data);
+      if (f != nullptr) f->bitOffset = f->bitOffset >= origin ? f->bitOffset - origin : 0;
+   }
+   base->bitOffset = field->bitOffset % 8;
+   field->pOpenTypeFields = nested;
+}
+
 void rtxDiagSetBitFldOffsetImpl(VXRTDiagBitFieldList* pBFList)
 {
    VXRTDiagBitField* field = lastField(pBFList);

@@ -58,6 +58,8 @@ void rtxDiagSetBitFldCountImpl(VXRTDiagBitFieldList* pBFList);
 void rtxDiagSetBitFldNameSuffixImpl(VXRTDiagBitFieldList* pBFList, const char* nameSuffix);
 void rtxDiagBitFldAppendNamePartImpl(VXRTDiagBitFieldList* pBFList, const char* namePart);
 void rtxDiagInsBitFieldLenImpl(VXRTDiagBitFieldList* pBFList);
+VXRTDiagBitField* rtxDiagAddBitFieldImpl(VXRTDiagBitFieldList* pBFList, const char* nameSuffix,
+                                         uint64_t bitCount);
 
 // Appends a field that starts at the current bit position. Null while the
 // list is null or disabled, or when memory is exhausted.
@@ -65,6 +67,14 @@ VX_INLINE VXRTDiagBitField* rtxDiagNewBitField(VXRTDiagBitFieldList* pBFList,
                                                const char* nameSuffix)
 {
    return pBFList ? rtxDiagNewBitFieldImpl(pBFList, nameSuffix) : nullptr;
+}
+
+// Appends a complete field of bitCount bits that ends at the current bit
+// position: a field of known width just read or written.
+VX_INLINE VXRTDiagBitField* rtxDiagAddBitField(VXRTDiagBitFieldList* pBFList,
+                                               const char* nameSuffix, uint64_t bitCount)
+{
+   return pBFList ? rtxDiagAddBitFieldImpl(pBFList, nameSuffix, bitCount) : nullptr;
 }
 
 // The last field, if it has no bit count yet, starts at the current position.
@@ -97,6 +107,17 @@ VX_INLINE void rtxDiagInsBitFieldLen(VXRTDiagBitFieldList* pBFList)
 {
    if (pBFList) rtxDiagInsBitFieldLenImpl(pBFList);
 }
+
+// A list for the fields of a value nested in an open type, recorded while
+// that value is coded: its first field is the base field (no name, no
+// count) at the position where the value begins. Null on exhaustion.
+VXRTDiagBitFieldList* rtxDiagNewNestedList(VXCTXT* pctxt);
+
+// Hangs `nested` (from rtxDiagNewNestedList) under the last field of
+// `outer`, the field of the open type's octets: the nested positions become
+// positions from the byte where that field begins, so that the printer
+// shows them against those bytes. Does nothing with a null list.
+void rtxDiagAttachNestedList(VXRTDiagBitFieldList* outer, VXRTDiagBitFieldList* nested);
 
 // Adds one to (value true) or takes one from the disabled counter. A null
 // list counts as disabled. Returns whether the list is now disabled.

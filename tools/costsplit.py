@@ -32,7 +32,7 @@ GROUPS = [
     ("contexts, buffers, errors", r"Context|^rtxInitContext|^rtxFreeContext|^rtCtxt|MessageBuffer"
                                   r"|EncodeBuffer|DecodeBuffer|^rtxErr|^rtErr|^rtxCtxt|^rtxStack|^rtxSList|^rand|^random|Stream|^Vexil|^VexilType"
                                   r"|^ASN1TPDU|^etsi_|^to_text|^from_text|^int to_text|^int from_text"),
-    ("UPER codecs", r"^asn1P[DE]_|^p[deu]_|^rtxDec|^rtxEnc"),
+    ("UPER codecs", r"^asn1P[DE]_|^uper(Trace)?P[DE]_|^p[deu]_|^rtxDec|^rtxEnc"),
     ("JSON codecs", r"^asn1Json|^rtJson|^jsonGen|^VXJSON|^rtxTxt|^rtxHex|^rtxCharStr"),
     ("XML codecs", r"^XmlDec_|^XmlEnc_|^xmlDec_|^xmlEnc_|^xmlGen|^rtAsn1Xml"),
     ("XML writer and reader", r"^rtXml|^xml|^VXXML|^\(anonymous namespace\)::(process|peek|read|"

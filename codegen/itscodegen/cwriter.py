@@ -125,10 +125,11 @@ def guard(stem, suffix):
 
 
 def codec_units(mod, fmt, header_suffix, common_header, enc_sig, dec_sig, write_encoder,
-                write_decoder):
+                write_decoder, declare=None):
     """The three units one codec back end writes for a module: the header of
     its declarations (<stem><header_suffix>.h), the encoders and the decoders.
-    Returns the three texts in that order."""
+    declare(t), if given, returns the header's lines for type t (by default
+    the two signatures). Returns the three texts in that order."""
     decls = Writer()
     for line in header_banner(mod.stem, fmt + " encoder and decoder declarations").splitlines():
         decls(line)
@@ -139,8 +140,8 @@ def codec_units(mod, fmt, header_suffix, common_header, enc_sig, dec_sig, write_
     decls('#include "%s.h"' % mod.stem)
     decls()
     for t in mod.types:
-        decls(enc_sig(t) + ";")
-        decls(dec_sig(t) + ";")
+        for line in (declare(t) if declare else [enc_sig(t) + ";", dec_sig(t) + ";"]):
+            decls(line)
     decls()
     decls("#endif")
 

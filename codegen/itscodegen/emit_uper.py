@@ -20,6 +20,8 @@ another per-type function is passed on unchanged. A positive 2 from a
 length (a fragmented count) is returned as it is: callers take it for a
 failure.
 """
+import re
+
 from . import control, layout, naming
 from .codec_common import alloc_record, alt_lv, by_pointer, byval, construct, fail_log, fail_pass, is_pdu
 from .cwriter import Writer, c_string, codec_units, scope
@@ -78,6 +80,70 @@ def dec_sig(t):
     return "int asn1PD_%s(VXCTXT* pctxt, %s* pvalue)" % (t.cname, t.record)
 
 
+# -- the bit trace ------------------------------------------------------------------
+#
+# Every type gets its codec functions twice, from the same rules: uperPE_T
+# and uperPD_T (units <stem>Enc, <stem>Dec) carry no trace code at all,
+# uperTracePE_T and uperTracePD_T (units <stem>EncTrace, <stem>DecTrace)
+# record each field they code by its kind (the name printed behind "data")
+# and never take the one-load paths for runs of fields, and the plain
+# asn1PE_T / asn1PD_T (in the trace units) pick one of the two by the
+# context's trace flag.
+# Inside, a function calls the functions of its own kind, so the flag is
+# tested once per message. Fields that a run-time primitive codes (lengths,
+# strings, open types) are recorded by the primitive. Which of the two is
+# being written is w.traced.
+
+def traced(w):
+    return getattr(w, "traced", False)
+
+
+def fname(w, kind, t):
+    """The name of t's function of direction kind ("PE" or "PD") that a
+    function of the variant being written calls."""
+    return ("uperTrace%s_%s" if traced(w) else "uper%s_%s") % (kind, t.cname)
+
+
+def int_field(t):
+    """The trace name of a constrained whole number."""
+    return "ConsInteger" if t.lo < 0 else "ConsUnsigned"
+
+
+def trace(w, name, nbits):
+    """Records the field of nbits just coded (nbits a literal or an
+    expression); nothing for a field of no bits."""
+    if traced(w) and nbits != 0:
+        w("PU_ADDFIELD(pctxt, %s, %s);" % (c_string(name), nbits))
+
+
+def trace_read(w, name, nbits):
+    """After a read into stat, before its status is tested: the field
+    read, or a field of no bits where the read failed, so that the trace
+    of a failed decode ends with the kind of field it stopped at."""
+    if traced(w):
+        w("PU_ADDFIELD(pctxt, %s, stat == 0 ? %s : 0);" % (c_string(name), nbits))
+
+
+def traced_read(w, call, name, nbits=1):
+    """A read whose status the rule does not look at, recorded when it
+    took place."""
+    if traced(w):
+        w("if (%s == 0) PU_ADDFIELD(pctxt, %s, %d);" % (call, c_string(name), nbits))
+    else:
+        w(call + ";")
+
+
+def trace_open(w, name):
+    """Opens a field of a width known only after coding it."""
+    if traced(w):
+        w("PU_NEWFIELD(pctxt, %s);" % c_string(name))
+
+
+def trace_close(w):
+    if traced(w):
+        w("PU_SETBITCOUNT(pctxt);")
+
+
 def fail_length(w):
     """After a length decoder: a negative status gets this position, a
     positive 2 (fragment) goes up bare as a failure."""
@@ -91,7 +157,7 @@ def enc_value(w, t, v, parent=None):
     alternative or element); a failure returns."""
     if t.owned:
         arg = v if byval(t) else "&" + v
-        w("stat = asn1PE_%s(pctxt, %s);" % (t.cname, arg))
+        w("stat = %s(pctxt, %s);" % (fname(w, "PE", t), arg))
         fail_pass(w)
         return
     with scope(w):
@@ -110,6 +176,7 @@ def enc_int_root(w, t, v):
     width = bitlen(t.hi - t.lo)
     if width:
         w("pe_bits64(pctxt, %s, %d);" % (int_adjusted(v, t.lo), width))
+        trace(w, int_field(t), width)
 
 
 def enc_body(w, t, v, parent):
@@ -122,15 +189,17 @@ def enc_body(w, t, v, parent):
                 outside = "%s < %s || %s" % (v, ulit(t.lo), outside)
             with w.block("if (%s)" % outside):
                 w("rtxEncBit(pctxt, 1);")
+                trace(w, "extension bit", 1)
                 w("stat = pe_UnconsUInt32Unaligned(pctxt, %s);" % v)
                 fail_log(w)
             with w.block("else"):
                 def steps():
                     w("rtxEncBit(pctxt, 0);")
+                    trace(w, "extension bit", 1)
                     enc_int_root(w, t, v)
 
                 width = bitlen(t.hi - t.lo)
-                if 0 < width < RUN_BITS:
+                if 0 < width < RUN_BITS and not traced(w):
                     # Extension bit 0 and the root field in one store
                     # when a word of room is there.
                     with w.block("if (VX_LIKELY(rtxEncHasWord(pctxt)))"):
@@ -144,6 +213,7 @@ def enc_body(w, t, v, parent):
             enc_int_root(w, t, v)
     elif k == "BOOLEAN":
         w("rtxEncBit(pctxt, (unsigned)(%s));" % v)
+        trace(w, "Boolean", 1)
     elif k == "NULL":
         pass
     elif k == "ENUMERATED":
@@ -153,8 +223,10 @@ def enc_body(w, t, v, parent):
             fail_pass(w)
         if t.ext:
             w("rtxEncBit(pctxt, 0);")
+            trace(w, "extension bit", 1)
         if bitlen(n - 1):
             w("pe_bits64(pctxt, %s, %d);" % (v, bitlen(n - 1)))
+            trace(w, "Enumerated", bitlen(n - 1))
     elif k == "BITSTRING":
         enc_bitstring(w, t, v)
     elif k == "OCTETSTRING":
@@ -167,6 +239,8 @@ def enc_body(w, t, v, parent):
         else:
             w("stat = pe_OctetString(pctxt, %s.numocts, %s.data);" % (v, v))
         fail_log(w)
+        if f == "bytes":
+            trace(w, "OctetString", t.size.hi * 8)
     elif k == "STRING":
         enc_string(w, t, v)
     elif k == "SEQUENCE":
@@ -215,6 +289,8 @@ def enc_bitstring(w, t, v):
             w("stat = pe_BitString(pctxt, %s.numbits < %d ? %s.numbits : %d, %s.data);"
               % (v, cap, v, cap, v))
     fail_log(w)
+    if f == "bytes":
+        trace(w, "BitString", s.hi)
 
 
 def enc_string(w, t, v):
@@ -226,13 +302,18 @@ def enc_string(w, t, v):
     elif s.lo == s.hi and not s.ext:
         # Fixed size: the characters alone, no length and no length test.
         w("if (%s == 0) return RTERR_CONSVIO;" % v)
+        trace_open(w, "data")
         w("stat = pe_ConstrainedStringData(pctxt, %s, 0, 7, 7, %d);" % (v, s.hi))
+        trace_close(w)
     else:
         w("size_t len = %s != 0 ? strlen(%s) : 0;" % (v, v))
         w("if (len < %d || len > %d) return RTERR_CONSVIO;" % (s.lo, s.hi))
         w("stat = rtxEncBitsFromSize(pctxt, (uint64_t)len - %d, %d);" % (s.lo, bitlen(s.hi - s.lo)))
         fail_log(w)
+        trace(w, "length", bitlen(s.hi - s.lo))
+        trace_open(w, "data")
         w("stat = pe_ConstrainedStringData(pctxt, %s, 0, 7, 7, len);" % v)
+        trace_close(w)
     fail_log(w)
 
 
@@ -308,7 +389,7 @@ def emit_groups(w, items, guard, fast, slow):
     under guard with the items one by one (slow) as the other branch, any
     other group item by item."""
     for g in runs(items):
-        if len(g) < 2:
+        if len(g) < 2 or traced(w):
             for it in g:
                 slow(it)
             continue
@@ -324,8 +405,11 @@ def enc_sequence(w, t, v):
         _, kind, c = it
         if kind == "ext":
             w("rtxEncBit(pctxt, %s.extElem1.count != 0);" % v)
+            trace(w, "extension bit", 1)
         elif kind == "opt":
             w("rtxEncBit(pctxt, %s);" % present(v, c))
+            if c is t.optionals[-1]:
+                trace(w, "preamble", len(t.optionals))
         elif c.optional:
             with w.block("if (%s)" % present(v, c)):
                 enc_value(w, c.type, comp_lv(v, c), v)
@@ -358,11 +442,14 @@ def enc_choice(w, t, v):
     n = len(t.comps)
     if t.ext:
         w("rtxEncBit(pctxt, %s.t > %d);" % (v, n))
+        trace(w, "extension bit", 1)
         with w.block("if (%s.t > %d)" % (v, n)):
             # An alternative this schema does not know: its index past the
             # root and its octets as they came.
             w("if (%s.u.extElem1 == 0) return RTERR_INVOPT;" % v)
+            trace_open(w, "choice index")
             w("stat = pe_SmallNonNegWholeNumber(pctxt, %s.t - %d);" % (v, n + 1))
+            trace_close(w)
             fail_log(w)
             w("stat = pe_OpenType(pctxt, %s.u.extElem1->numocts, %s.u.extElem1->data);" % (v, v))
             fail_log(w)
@@ -370,6 +457,7 @@ def enc_choice(w, t, v):
     w("if (%s.t < 1 || %s.t > %d) return RTERR_INVOPT;" % (v, v, n))
     if bitlen(n - 1):
         w("rtxEncBits(pctxt, %s.t - 1, %d);" % (v, bitlen(n - 1)))
+        trace(w, "choice index", bitlen(n - 1))
     with w.block("switch (%s.t)" % v):
         for i, c in enumerate(t.comps):
             w("case %d:" % (i + 1))
@@ -400,18 +488,22 @@ def enc_count(w, t, v, count):
     if s.ext:
         with w.block("if (%s)" % size_test(v, s, count)):
             w("rtxEncBit(pctxt, 1);")
+            trace(w, "length extension", 1)
             w("stat = pe_UnconsLength(pctxt, %s);" % count)
             w("if (stat < 0) return VX_LOG_ERR(pctxt, stat);")
             # A count that would need fragments is not supported.
             w("if ((uint64_t)stat != (uint64_t)%s) return RTERR_CONSVIO;" % count)
         with w.block("else"):
             w("rtxEncBit(pctxt, 0);")
+            trace(w, "length extension", 1)
             if width:
                 w("rtxEncBitsFromSize(pctxt, (uint64_t)%s - %d, %d);" % (count, s.lo, width))
+                trace(w, "length", width)
     else:
         w("if (%s) return RTERR_CONSVIO;" % size_test(v, s, count))
         if width:
             w("rtxEncBitsFromSize(pctxt, (uint64_t)%s - %d, %d);" % (count, s.lo, width))
+            trace(w, "length", width)
 
 
 def enc_seqof(w, t, v):
@@ -441,6 +533,8 @@ def enc_open(w, t, v):
     w("const uint8_t* data = 0;")
     w("uint64_t numocts = 0;")
     w("uint8_t* own = 0;")
+    if traced(w):
+        w("VXRTDiagBitFieldList* nested = 0;")
     with w.block("switch (%s.t)" % v):
         w("case 0:")
         w.indent()
@@ -456,10 +550,10 @@ def enc_open(w, t, v):
             w("if (%s == 0) return RTERR_INVOPT;" % lv)
             w("stat = uperGenOpenBegin(pctxt, &saved);")
             fail_pass(w)
-            w("stat = asn1PE_%s(pctxt, %s);" % (r.type.cname, lv))
+            w("stat = %s(pctxt, %s);" % (fname(w, "PE", r.type), lv))
             w("own = pctxt->buffer.data;")
             w("numocts = pu_getMsgLen(pctxt);")
-            w("rtxCopyContext(pctxt, &saved);")
+            w("%superGenOpenRestore(pctxt, &saved);" % ("nested = " if traced(w) else ""))
             with w.block("if (stat != 0)"):
                 w("rtxMemFreePtr(pctxt, own);")
                 w("return stat;")
@@ -471,6 +565,8 @@ def enc_open(w, t, v):
     w("stat = pe_OpenType(pctxt, numocts, data);")
     w("if (own != 0) rtxMemFreePtr(pctxt, own);")
     fail_log(w)
+    if traced(w):
+        w("uperGenOpenAttach(pctxt, nested);")
 
 
 # -- decoders -------------------------------------------------------------------
@@ -478,7 +574,7 @@ def enc_open(w, t, v):
 def dec_value(w, t, lv, parent=None):
     """Statements decoding a value of type t into lvalue lv."""
     if t.owned:
-        w("stat = asn1PD_%s(pctxt, &%s);" % (t.cname, lv))
+        w("stat = %s(pctxt, &%s);" % (fname(w, "PD", t), lv))
         fail_pass(w)
         return
     with scope(w):
@@ -510,6 +606,7 @@ def dec_int_root(w, t, lv, ct):
     lo, hi = t.lo, t.hi
     width = bitlen(hi - lo)
     if ct == "uint64_t" or ct == "int64_t":
+        # pd_ConsUInt64 records its field itself.
         w("stat = pd_ConsUInt64(pctxt, (uint64_t*)&%s, %s, %s);" % (lv, ulit(lo), ulit(hi)))
         fail_log(w)
         return
@@ -519,6 +616,7 @@ def dec_int_root(w, t, lv, ct):
     reader = {"uint8_t": "rtxDecBitsToByte", "uint16_t": "rtxDecBitsToUInt16",
               "uint32_t": "rtxDecBits"}[ct]
     w("stat = %s(pctxt, &%s, %d);" % (reader, lv, width))
+    trace_read(w, int_field(t), width)
     fail_log(w)
     if not fills_field(lo, hi):
         w("if (%s > %s) return RTERR_CONSVIO;" % (lv, ulit(hi - lo)))
@@ -533,7 +631,7 @@ def dec_body(w, t, lv, parent):
     elif k == "BOOLEAN":
         # The read status is not looked at: a missing bit leaves the value
         # as it was, and the next read reports the end of the message.
-        w("rtxDecBit(pctxt, &%s);" % lv)
+        traced_read(w, "rtxDecBit(pctxt, &%s)" % lv, "Boolean")
         w("%s::invokeBoolValue(pctxt, %s != 0);" % (EV, lv))
     elif k == "NULL":
         w("%s::invokeNullValue(pctxt);" % EV)
@@ -562,18 +660,23 @@ def dec_integer(w, t, lv):
     if t.ext:
         def steps():
             w("uint8_t ext = 0;")
-            w("rtxDecBit(pctxt, &ext);")
+            traced_read(w, "rtxDecBit(pctxt, &ext)", "extension bit")
             with w.block("if (ext)"):
                 w("uint8_t len = 0;")
                 w("stat = rtxDecBitsToByte(pctxt, &len, 8);")
+                trace_read(w, "length", 8)
                 fail_log(w)
                 w("stat = rtxDecUInt32(pctxt, &%s, len);" % lv)
+                # Named as the writer names the two forms of the number.
+                if traced(w):
+                    w('PU_ADDFIELD(pctxt, len == 5 ? "UnconsUnsigned" : "UnconsInteger", '
+                      'stat == 0 ? (uint64_t)len * 8 : 0);')
                 fail_log(w)
             with w.block("else"):
                 dec_int_root(w, t, lv, ct)
 
         width = bitlen(t.hi - t.lo)
-        if t.lo >= 0 and 0 < width <= 32:
+        if t.lo >= 0 and 0 < width <= 32 and not traced(w):
             # A clear extension bit and the root field in one load when a
             # word lies ahead (and no event handler listens, as for runs of
             # fields); the same steps one by one otherwise.
@@ -596,6 +699,7 @@ def dec_integer(w, t, lv):
         w("uint32_t tmp = 0;")
         w("stat = rtxDecBits(pctxt, &tmp, %d);" % width)
         w("if (stat == 0) %s = (%s)(int32_t)(tmp + %s);" % (lv, ct, ulit(t.lo & 0xFFFFFFFF)))
+        trace_read(w, int_field(t), width)
         w("%s::invokeIntValue(pctxt, %s);" % (EV, lv))
         fail_log(w)
     else:
@@ -613,6 +717,7 @@ def dec_enum(w, t, lv):
     def root():
         if width:
             w("stat = rtxDecBits(pctxt, &%s, %d);" % (lv, width))
+            trace_read(w, "Enumerated", width)
             fail_log(w)
         else:
             w("%s = 0;" % lv)
@@ -620,10 +725,13 @@ def dec_enum(w, t, lv):
     if t.ext:
         w("uint8_t ext = 0;")
         w("stat = rtxDecBit(pctxt, &ext);")
+        trace_read(w, "extension bit", 1)
         fail_log(w)
         with w.block("if (ext)"):
             # A value of a newer version: skipped, and marked unknown.
+            trace_open(w, "Enumerated")
             w("stat = pd_SmallNonNegWholeNumber(pctxt, 0);")
+            trace_close(w)
             fail_log(w)
             w("%s = 0x7FFFFFFFU;" % lv)
         with w.block("else"):
@@ -638,10 +746,12 @@ def dec_bitstring(w, t, lv):
     s = t.size
     if f == "bytes":
         w("stat = rtxDecBitsToByteArray(pctxt, %s.data, sizeof(%s.data), %d);" % (lv, lv, s.hi))
+        trace_read(w, "bits", s.hi)
         w("%s::invokeBitStrValue(pctxt, %d, %s.data);" % (EV64, s.hi, lv))
         fail_log(w)
     elif f == "bitstr32":
         w("stat = rtxDecBitsToByteArray(pctxt, %s.data, sizeof(%s.data), %d);" % (lv, lv, s.hi))
+        trace_read(w, "bits", s.hi)
         fail_log(w)
         w("%s.numbits = %d;" % (lv, s.hi))
         w("%s::invokeBitStrValue(pctxt, %d, %s.data);" % (EV64, s.hi, lv))
@@ -661,6 +771,7 @@ def dec_bitstring(w, t, lv):
         w("pu_setSizeConstraint(pctxt, %d, %d, 0, 0xFFFFFFFFU);" % (s.lo, s.lo))
         w("stat = pd_Length64(pctxt, &numbits);")
         fail_length(w)
+        trace_open(w, "bits")
         with w.block("if (numbits <= %d)" % (root * 8)):
             w("stat = rtxDecBitsToByteArray(pctxt, %s.data, %d, numbits);" % (lv, root))
             fail_log(w)
@@ -674,6 +785,7 @@ def dec_bitstring(w, t, lv):
             w("if (%s.extdata == 0) return VX_LOG_ERR(pctxt, RTERR_NOMEM);" % lv)
             w("stat = rtxDecBitsToByteArray(pctxt, %s.extdata, more / 8 + 1, more);" % lv)
             fail_log(w)
+        trace_close(w)
         w("%s.numbits = (uint8_t)numbits;" % lv)
         w("%s::invokeBitStrValue(pctxt, numbits, %s.data);" % (EV64, lv))
 
@@ -683,17 +795,20 @@ def dec_octstring(w, t, lv):
     s = t.size
     if f == "bytes":
         w("stat = rtxDecBitsToByteArray(pctxt, %s.data, sizeof(%s.data), %d);" % (lv, lv, s.hi * 8))
+        trace_read(w, "octets", s.hi * 8)
         w("%s::invokeOctStrValue(pctxt, %d, %s.data);" % (EV64, s.hi, lv))
         fail_log(w)
     elif f == "var":
         w("uint32_t count = 0;")
         w("stat = rtxDecBits(pctxt, &count, %d);" % bitlen(s.hi - s.lo))
+        trace_read(w, "length", bitlen(s.hi - s.lo))
         fail_log(w)
         w("count += %d;" % s.lo)
         w("if (count > %d) return RTERR_CONSVIO;" % s.hi)
         w("%s.numocts = (%s)count;" % (lv, naming.count_ctype(s.hi)))
         w("stat = rtxDecBitsToByteArray(pctxt, %s.data, sizeof(%s.data), (uint64_t)count * 8);"
           % (lv, lv))
+        trace_read(w, "octets", "(uint64_t)count * 8")
         fail_log(w)
         w("%s::invokeOctStrValue(pctxt, count, %s.data);" % (EV64, lv))
     else:
@@ -718,13 +833,18 @@ def dec_string(w, t, lv):
         fail_log(w)
         w("%s::invokeCharStrValue(pctxt, %s);" % (EV, lv))
     elif s.lo == s.hi and not s.ext:
+        trace_open(w, "data")
         w("stat = pd_DynConstrainedStringData(pctxt, &%s, %d, 0, 7, 7);" % (lv, s.hi))
+        trace_close(w)
         fail_log(w)
     else:
         w("uint64_t count = 0;")
         w("stat = pd_ConsLength64(pctxt, &count, %d, %d);" % (bitlen(s.hi - s.lo), s.lo))
+        trace_read(w, "length", bitlen(s.hi - s.lo))
         fail_log(w)
+        trace_open(w, "data")
         w("stat = pd_DynConstrainedStringData(pctxt, &%s, count, 0, 7, 7);" % lv)
+        trace_close(w)
         fail_log(w)
 
 
@@ -776,10 +896,12 @@ def dec_sequence(w, t, lv):
     def slow(it):
         _, kind, c = it
         if kind == "ext":
-            w("rtxDecBit(pctxt, &extbit);")
+            traced_read(w, "rtxDecBit(pctxt, &extbit)", "extension bit")
         elif kind == "opt":
             w("stat = rtxDecBit(pctxt, &optbits[%d]);" % c.opt_index)
             fail_log(w)
+            if c is opts[-1]:
+                trace(w, "preamble", len(opts))
         elif c.optional:
             with w.block("if (optbits[%d])" % c.opt_index):
                 with bracket(w, c.name):
@@ -814,12 +936,14 @@ def dec_choice(w, t, lv):
     n = len(t.comps)
     if t.ext:
         w("uint8_t extbit = 0;")
-        w("rtxDecBit(pctxt, &extbit);")
+        traced_read(w, "rtxDecBit(pctxt, &extbit)", "extension bit")
         with w.block("if (extbit)"):
             # Unknown alternative: its index is kept in t (past the root) and
             # its octets in an open type, so that it is written back unchanged.
             w("uint32_t index = 0;")
+            trace_open(w, "choice index")
             w("stat = pd_SmallNonNegWholeNumber(pctxt, &index);")
+            trace_close(w)
             fail_log(w)
             w("%s.t = index + %d;" % (lv, n + 1))
             w("const uint8_t* data = 0;")
@@ -836,10 +960,12 @@ def dec_choice(w, t, lv):
     if width == 1:
         w("uint8_t bit = 0;")
         w("stat = rtxDecBit(pctxt, &bit);")
+        trace_read(w, "choice index", 1)
         fail_log(w)
         w("index = bit;")
     elif width:
         w("stat = rtxDecBits(pctxt, &index, %d);" % width)
+        trace_read(w, "choice index", width)
         fail_log(w)
     if (1 << width) != n:
         w("if (index >= %d) return RTERR_INVOPT;" % n)
@@ -896,6 +1022,7 @@ def dec_seqof(w, t, lv):
         width = bitlen(s.hi - s.lo)
         if width:
             w("stat = rtxDecBitsToByte(pctxt, &count, %d);" % width)
+            trace_read(w, "length", width)
             fail_log(w)
         w("count = (uint8_t)(count + %d);" % s.lo)
         with w.block("if (%s)" % size_test(lv, s, "count")):
@@ -941,7 +1068,11 @@ def dec_open(w, t, lv, parent):
             w("%s.t = %d;" % (lv, r.t))
             ulv = "%s.u.%s" % (lv, r.key_cid)
             alloc_record(w, r.type, ulv, layout.ptr_ctype(r.type))
-            w("stat = asn1PD_%s(pctxt, %s);" % (r.type.cname, ulv))
+            if traced(w):
+                w("VXRTDiagBitFieldList* outer = uperGenOpenNestBegin(pctxt);")
+            w("stat = %s(pctxt, %s);" % (fname(w, "PD", r.type), ulv))
+            if traced(w):
+                w("uperGenOpenNestEnd(pctxt, outer, stat, len);")
             fail_pass(w)
             w("%s::invokeEndElement(pctxt, %s, -1);" % (EV64, c_string(r.tag)))
             w("break;")
@@ -960,26 +1091,55 @@ def dec_open(w, t, lv, parent):
 
 # -- functions ----------------------------------------------------------------------
 
+def named(sig, name):
+    """sig with the function's name replaced."""
+    head, args = sig.split("(", 1)
+    return "%s %s(%s" % (head.rsplit(" ", 1)[0], name, args)
+
+
+def call_args(sig):
+    """The argument names of a signature, as a call passes them on."""
+    args = sig.split("(", 1)[1].rstrip(")")
+    return ", ".join(a.split()[-1].lstrip("*") for a in args.split(", "))
+
+
+def variant(w, kind, t, sig, write_body):
+    """t's function of the variant w.traced; the traced unit also holds
+    the plain function that picks between the two (kept out of the
+    untraced unit, where a second caller of each function would change what
+    the compiler inlines)."""
+    with w.block(named(sig, fname(w, kind, t))):
+        write_body()
+    w()
+    if traced(w):
+        args = call_args(sig)
+        with w.block(sig):
+            w("return pu_isTraceOn(pctxt) ? uperTrace%s_%s(%s) : uper%s_%s(%s);"
+              % (kind, t.cname, args, kind, t.cname, args))
+        w()
+
+
 def write_encoder(w, t):
-    if writes_back(t):
-        w("// Writes back: trailing zero bits of named-bit strings are trimmed in the")
-        w("// record itself, so the record is not const.")
-    with w.block(enc_sig(t)):
+    def body():
         if t.kind == "ALIAS":
-            w("return asn1PE_%s(pctxt, %s);" % (t.target.cname, "value" if byval(t) else "pvalue"))
+            w("return %s(pctxt, %s);" % (fname(w, "PE", t.target), "value" if byval(t) else "pvalue"))
         else:
             w("int stat = 0;")
             enc_body(w, t, "value" if byval(t) else "(*pvalue)", None)
             w("(void)stat;")
             w("return 0;")
-    w()
+
+    if writes_back(t):
+        w("// Writes back: trailing zero bits of named-bit strings are trimmed in the")
+        w("// record itself, so the record is not const.")
+    variant(w, "PE", t, enc_sig(t), body)
 
 
 def write_decoder(w, t):
-    with w.block(dec_sig(t)):
+    def body():
         w("int stat = 0;")
         if t.kind == "ALIAS":
-            w("stat = asn1PD_%s(pctxt, pvalue);" % t.target.cname)
+            w("stat = %s(pctxt, pvalue);" % fname(w, "PD", t.target))
             fail_pass(w)
         else:
             dec_body(w, t, "(*pvalue)", None)
@@ -988,7 +1148,70 @@ def write_decoder(w, t):
         else:
             w("(void)stat;")
             w("return 0;")
-    w()
+
+    variant(w, "PD", t, dec_sig(t), body)
+
+
+def write_traced_encoder(w, t):
+    w.traced = True
+    write_encoder(w, t)
+
+
+def write_traced_decoder(w, t):
+    w.traced = True
+    write_decoder(w, t)
+
+
+def declare(t):
+    """Per type: the plain encoder and decoder, and their untraced and
+    traced forms."""
+    lines = []
+    for kind, sig in (("PE", enc_sig(t)), ("PD", dec_sig(t))):
+        lines.append(sig + ";")
+        lines.append(named(sig, "uper%s_%s" % (kind, t.cname)) + ";")
+        lines.append(named(sig, "uperTrace%s_%s" % (kind, t.cname)) + ";")
+    return lines
+
+
+_PLAIN_HEAD = re.compile(r"^int (uperP[DE]_\w+)\(")
+_TRACED_HEAD = re.compile(r"^int uperTrace(P[DE]_\w+)\(")
+_LOG_ERR = re.compile(r"VX_LOG_ERR\(pctxt, (\w+)\)")
+
+
+def twin_positions(plain, traced_unit):
+    """The traced unit with each failure record at the line of the same
+    record in the untraced twin function: the k-th VX_LOG_ERR of
+    uperTracePD_T becomes VX_LOG_ERR_AT with the line of the k-th one of
+    uperPD_T. Both functions come from the same rules and take their
+    failing steps in the same order; the one-load paths that only the
+    untraced form has record none."""
+    where, cur = {}, None
+    for number, line in enumerate(plain.split("\n"), 1):
+        m = _PLAIN_HEAD.match(line)
+        if m:
+            cur = where.setdefault(m.group(1), [])
+        elif line == "}":
+            cur = None
+        elif cur is not None:
+            cur.extend([number] * len(_LOG_ERR.findall(line)))
+    out, queue, name = [], None, None
+    for line in traced_unit.split("\n"):
+        m = _TRACED_HEAD.match(line)
+        if m:
+            name = "uper" + m.group(1)
+            queue = list(where[name])
+        elif line == "}":
+            if queue:
+                raise AssertionError("%s: %d failure records too many" % (name, len(queue)))
+            queue = None
+        elif queue is not None:
+            def at(match):
+                if not queue:
+                    raise AssertionError("%s: failure records differ" % name)
+                return "VX_LOG_ERR_AT(pctxt, %s, %d)" % (match.group(1), queue.pop(0))
+            line = _LOG_ERR.sub(at, line)
+        out.append(line)
+    return "\n".join(out)
 
 
 def emit(model):
@@ -997,7 +1220,15 @@ def emit(model):
     for mod in model.order:
         (out[mod.stem + "Per.h"], out[mod.stem + "Enc.cpp"],
          out[mod.stem + "Dec.cpp"]) = codec_units(
-            mod, "UPER", "Per", COMMON_HEADER, enc_sig, dec_sig, write_encoder, write_decoder)
+            mod, "UPER", "Per", COMMON_HEADER, enc_sig, dec_sig, write_encoder, write_decoder,
+            declare)
+        # The traced forms in units of their own, so that the untraced
+        # units, and what the compiler makes of them, stay as they are.
+        _, enc, dec = codec_units(
+            mod, "UPER bit-trace", "Per", COMMON_HEADER, enc_sig, dec_sig, write_traced_encoder,
+            write_traced_decoder, declare)
+        out[mod.stem + "EncTrace.cpp"] = twin_positions(out[mod.stem + "Enc.cpp"], enc)
+        out[mod.stem + "DecTrace.cpp"] = twin_positions(out[mod.stem + "Dec.cpp"], dec)
     return out
 
 
