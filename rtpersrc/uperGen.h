@@ -100,6 +100,30 @@ inline int uperGenDecExt(VXCTXT* pctxt, ASN1TSeqExt* ext)
    return stat;
 }
 
+// The traced codecs' normally small numbers (the index of an unknown
+// alternative or enumeration value): one field of the given name over all
+// their bits, whichever of the two forms the number takes (the long form's
+// length is not a field of its own).
+inline int uperGenTracedEncSmall(VXCTXT* pctxt, uint32_t value, const char* name)
+{
+   uint64_t start = pu_getMsgLenBits(pctxt);
+   PU_DISABLETRACE(pctxt, true);
+   int stat = pe_SmallNonNegWholeNumber(pctxt, value);
+   PU_DISABLETRACE(pctxt, false);
+   PU_ADDFIELD(pctxt, name, pu_getMsgLenBits(pctxt) - start);
+   return stat;
+}
+
+inline int uperGenTracedDecSmall(VXCTXT* pctxt, uint32_t* pvalue, const char* name)
+{
+   uint64_t start = pu_getMsgLenBits(pctxt);
+   PU_DISABLETRACE(pctxt, true);
+   int stat = pd_SmallNonNegWholeNumber(pctxt, pvalue);
+   PU_DISABLETRACE(pctxt, false);
+   PU_ADDFIELD(pctxt, name, pu_getMsgLenBits(pctxt) - start);
+   return stat;
+}
+
 // Open types with a table constraint, encoding: the known value is written
 // into a fresh buffer of its own; *saved keeps the caller's buffer (and
 // trace list), given back with uperGenOpenRestore. While the trace is on,

@@ -139,6 +139,16 @@ def trace_open(w, name):
         w("PU_NEWFIELD(pctxt, %s);" % c_string(name))
 
 
+def small_number(w, side, arg, name):
+    """The call coding a normally small number (the index of an unknown
+    alternative or enumeration value); traced, one field over both of its
+    forms."""
+    if traced(w):
+        return "uperGenTraced%sSmall(pctxt, %s, %s)" % (
+            "Enc" if side == "pe" else "Dec", arg, c_string(name))
+    return "%s_SmallNonNegWholeNumber(pctxt, %s)" % (side, arg)
+
+
 def trace_close(w):
     if traced(w):
         w("PU_SETBITCOUNT(pctxt);")
@@ -447,9 +457,7 @@ def enc_choice(w, t, v):
             # An alternative this schema does not know: its index past the
             # root and its octets as they came.
             w("if (%s.u.extElem1 == 0) return RTERR_INVOPT;" % v)
-            trace_open(w, "choice index")
-            w("stat = pe_SmallNonNegWholeNumber(pctxt, %s.t - %d);" % (v, n + 1))
-            trace_close(w)
+            w("stat = %s;" % small_number(w, "pe", "%s.t - %d" % (v, n + 1), "choice index"))
             fail_log(w)
             w("stat = pe_OpenType(pctxt, %s.u.extElem1->numocts, %s.u.extElem1->data);" % (v, v))
             fail_log(w)
@@ -729,9 +737,7 @@ def dec_enum(w, t, lv):
         fail_log(w)
         with w.block("if (ext)"):
             # A value of a newer version: skipped, and marked unknown.
-            trace_open(w, "Enumerated")
-            w("stat = pd_SmallNonNegWholeNumber(pctxt, 0);")
-            trace_close(w)
+            w("stat = %s;" % small_number(w, "pd", "0", "Enumerated"))
             fail_log(w)
             w("%s = 0x7FFFFFFFU;" % lv)
         with w.block("else"):
@@ -941,9 +947,7 @@ def dec_choice(w, t, lv):
             # Unknown alternative: its index is kept in t (past the root) and
             # its octets in an open type, so that it is written back unchanged.
             w("uint32_t index = 0;")
-            trace_open(w, "choice index")
-            w("stat = pd_SmallNonNegWholeNumber(pctxt, &index);")
-            trace_close(w)
+            w("stat = %s;" % small_number(w, "pd", "&index", "choice index"))
             fail_log(w)
             w("%s.t = index + %d;" % (lv, n + 1))
             w("const uint8_t* data = 0;")
