@@ -88,9 +88,8 @@ def dec_sig(t):
 # record each field they code by its kind (the name printed behind "data")
 # and never take the one-load paths for runs of fields, and the plain
 # asn1PE_T / asn1PD_T (in the trace units) pick one of the two by the
-# context's trace flag.
-# Inside, a function calls the functions of its own kind, so the flag is
-# tested once per message. Fields that a run-time primitive codes (lengths,
+# context's trace flag. Inside, a function calls the functions of its own
+# kind, so the flag is tested once per message. Fields that a run-time primitive codes (lengths,
 # strings, open types) are recorded by the primitive. Which of the two is
 # being written is w.traced.
 
@@ -139,6 +138,11 @@ def trace_open(w, name):
         w("PU_NEWFIELD(pctxt, %s);" % c_string(name))
 
 
+def trace_close(w):
+    if traced(w):
+        w("PU_SETBITCOUNT(pctxt);")
+
+
 def small_number(w, side, arg, name):
     """The call coding a normally small number (the index of an unknown
     alternative or enumeration value); traced, one field over both of its
@@ -147,11 +151,6 @@ def small_number(w, side, arg, name):
         return "uperGenTraced%sSmall(pctxt, %s, %s)" % (
             "Enc" if side == "pe" else "Dec", arg, c_string(name))
     return "%s_SmallNonNegWholeNumber(pctxt, %s)" % (side, arg)
-
-
-def trace_close(w):
-    if traced(w):
-        w("PU_SETBITCOUNT(pctxt);")
 
 
 def fail_length(w):

@@ -126,6 +126,59 @@ TEST_F(BitTrace, NestedOpenTypeListWithBaseOffset)
    EXPECT_EQ(expected, out);
 }
 
+TEST_F(BitTrace, AddedFieldEndsAtTheCursor)
+{
+   VXRTDiagBitFieldList* list = startList({0xFF, 0xFF});
+   ASSERT_EQ(0, rtxCtxtSetBitOffset(&ctx, 11));
+   VXRTDiagBitField* f = rtxDiagAddBitField(list, "Boolean", 3);
+   ASSERT_NE(nullptr, f);
+   EXPECT_EQ(8u, f->bitOffset);
+   EXPECT_EQ(3u, f->bitCount);
+   // A count beyond the cursor (a write that did not take place) starts at 0.
+   f = rtxDiagAddBitField(list, "ConsUnsigned", 20);
+   ASSERT_NE(nullptr, f);
+   EXPECT_EQ(0u, f->bitOffset);
+   EXPECT_EQ(nullptr, rtxDiagAddBitField(nullptr, "x", 1));
+}
+
+// A nested list is recorded in the positions of the value it describes:
+// absolute ones when the value is read in place, from 0 when it was
+// written into a buffer of its own. Attached under the open type's field,
+// its positions count from the byte where that field begins.
+TEST_F(BitTrace, NestedListIsRebasedOnTheOpenTypeField)
+{
+   for (uint64_t origin : {uint64_t(13), uint64_t(0)}) {
+      SCOPED_TRACE(origin);
+      VXRTDiagBitFieldList* list = startList({0x12, 0x34, 0x56, 0x78});
+      field(list, "length", 0, 13);
+      field(list, "OpenType", 13, 16);
+      ASSERT_EQ(0, rtxCtxtSetBitOffset(&ctx, origin));
+      VXRTDiagBitFieldList* nested = rtxDiagNewNestedList(&ctx);
+      ASSERT_NE(nullptr, nested);
+      field(nested, "inner1", origin, 4);
+      field(nested, "inner2", origin + 4, 12);
+      rtxDiagAttachNestedList(list, nested);
+
+      VXRTDiagBitField* ot = static_cast<VXRTDiagBitField*>(list->fieldList.tail->data);
+      EXPECT_EQ(nested, ot->pOpenTypeFields);
+      ASSERT_EQ(3u, nested->fieldList.count);
+      VXRTSListNode* node = nested->fieldList.head;
+      const VXRTDiagBitField* base = static_cast<VXRTDiagBitField*>(node->data);
+      EXPECT_EQ(nullptr, base->nameSuffix);
+      EXPECT_EQ(5u, base->bitOffset);  // bit 13 is bit 5 of byte 1
+      EXPECT_EQ(0u, static_cast<VXRTDiagBitField*>(node->next->data)->bitOffset);
+      EXPECT_EQ(4u, static_cast<VXRTDiagBitField*>(node->next->next->data)->bitOffset);
+
+      // Printed, the nested fields show the bits at 13..16 and 17..28.
+      out.clear();
+      rtxDiagBitTracePrint(list, "data");
+      std::string nestedPart = "*** Open Type Data ***\n" + head("data inner1", 5, 4) +
+                               line("-----100 0", "34", "4") + "\n" + head("data inner2", 9, 12) +
+                               line("-------- -1010110 01111", "--56", "-V") + "\n***\n";
+      EXPECT_NE(std::string::npos, out.find(nestedPart)) << out;
+   }
+}
+
 TEST_F(BitTrace, PerHelpersRecordOnlyWhileTraceIsOn)
 {
    uint8_t data[2] = {0xC0, 0x00};
