@@ -54,7 +54,7 @@ VX_INLINE size_t xmlGenNameLength(const char* name)
 
 VX_INLINE uint8_t* xmlGenCopy(uint8_t* p, const char* text, size_t n)
 {
-   for (size_t i = 0; i < n; i++) p[i] = (uint8_t)text[i];
+   memcpy(p, text, n);
    return p + n;
 }
 
@@ -141,7 +141,14 @@ VX_INLINE uint8_t* xmlGenBreak(const VXCTXT* pctxt, const XmlGenOut& out, uint8_
       _mm_storeu_si128(reinterpret_cast<__m128i*>(p),
                        _mm_loadu_si128(reinterpret_cast<const __m128i*>(kLine + 1 - feed)));
       size_t total = width + feed;
-      if (VX_UNLIKELY(total > 16)) rtxTextPutRun(p + 16, total - 16, ' ', true);
+      if (VX_UNLIKELY(total > 16)) {
+         // Up to 32 in a second store: the room holds the pad behind them.
+         if (total <= 32)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 16),
+                             _mm_loadu_si128(reinterpret_cast<const __m128i*>(kLine + 1)));
+         else
+            rtxTextPutRun(p + 16, total - 16, ' ', true);
+      }
       return p + total;
    }
 #endif
@@ -292,12 +299,25 @@ VX_INLINE void xmlGenNumberRest(VXCTXT* pctxt, uint8_t* p, bool minus, uint64_t 
 // "<name>digits</name>" in one piece, as rtXmlEncInt64 / rtXmlEncUInt64
 // write it (nothing can fail once the room is there).
 VX_INLINE int xmlGenNumber(VXCTXT* pctxt, const XmlGenOut& out, uint64_t magnitude, bool minus,
-                           const char* elemName)
+                           const char* elemName, size_t known = SIZE_MAX)
 {
    size_t digits = rtxTextDigitCount(magnitude);
    size_t width = xmlGenWidth(pctxt, out);
    uint8_t* p = nullptr;
    int stat;
+   if (known != SIZE_MAX) {
+      // A component's name: its length is given, the copies are moves.
+      stat = xmlGenRoom(pctxt, out, width, 2 * known + 5 + 1 + digits, p);
+      if (stat != 0) return stat;
+      p = xmlGenBreak(pctxt, out, p, width);
+      *p++ = '<';
+      memcpy(p, elemName, known);
+      xmlGenNumberRest(pctxt, p + known, minus, magnitude, digits, [&](uint8_t* to) {
+         memcpy(to, elemName, known);
+         return to + known;
+      });
+      return 0;
+   }
    if (VX_LIKELY(out.pad != 0)) {
       // A growing buffer: room for the longest short name, the name copied
       // as it is measured, the end tag's copy taken from the start tag.
@@ -341,6 +361,23 @@ VX_INLINE int xmlGenUInt(VXCTXT* pctxt, const XmlGenOut& out, uint64_t value, co
    return xmlGenNumber(pctxt, out, value, false, elemName);
 }
 
+// The same for a component whose literal name of n bytes the compiler
+// knows: with n a constant, the name is copied by moves.
+VX_INLINE int xmlGenInt(VXCTXT* pctxt, const XmlGenOut& out, int64_t value, const char* elemName,
+                        size_t n)
+{
+   if (out.info == nullptr || n == 0) return rtXmlEncInt64(pctxt, value, elemName, nullptr);
+   uint64_t magnitude = value < 0 ? 0u - (uint64_t)value : (uint64_t)value;
+   return xmlGenNumber(pctxt, out, magnitude, value < 0, elemName, n);
+}
+
+VX_INLINE int xmlGenUInt(VXCTXT* pctxt, const XmlGenOut& out, uint64_t value, const char* elemName,
+                         size_t n)
+{
+   if (out.info == nullptr || n == 0) return rtXmlEncUInt64(pctxt, value, elemName, nullptr);
+   return xmlGenNumber(pctxt, out, value, false, elemName, n);
+}
+
 // ---- further steps, over the general writer ----
 
 // "<name>", "<id/>" one level deeper, "</name>", each on its own line: an
@@ -365,6 +402,7 @@ VX_INLINE int xmlGenNamed(VXCTXT* pctxt, const XmlGenOut& out, const char* id, s
    if (stat != 0) return stat;
    p = xmlGenBreak(pctxt, out, p, width);
    *p++ = '<';
+   const uint8_t* name = p;
    p = xmlGenCopy(p, elemName, n);
    *p++ = '>';
    pctxt->state = XMLSTATE_SOE;
@@ -376,7 +414,8 @@ VX_INLINE int xmlGenNamed(VXCTXT* pctxt, const XmlGenOut& out, const char* id, s
    p = xmlGenBreak(pctxt, out, p, width);
    *p++ = '<';
    *p++ = '/';
-   p = xmlGenCopy(p, elemName, n);
+   // From the start tag: 16 bytes a step where the pad allows.
+   p = out.pad != 0 ? xmlGenCopyPadded(p, name, n) : xmlGenCopy(p, (const char*)name, n);
    *p++ = '>';
    xmlGenDone(pctxt, p);
    pctxt->state = XMLSTATE_EOE;
@@ -401,13 +440,14 @@ VX_INLINE int xmlGenValueElement(VXCTXT* pctxt, const XmlGenOut& out, const char
    if (stat != 0) return stat;
    p = xmlGenBreak(pctxt, out, p, width);
    *p++ = '<';
+   const uint8_t* name = p;
    p = xmlGenCopy(p, elemName, n);
    *p++ = '>';
    fill(p);
    p += nchars;
    *p++ = '<';
    *p++ = '/';
-   p = xmlGenCopy(p, elemName, n);
+   p = out.pad != 0 ? xmlGenCopyPadded(p, name, n) : xmlGenCopy(p, (const char*)name, n);
    *p++ = '>';
    xmlGenDone(pctxt, p);
    pctxt->state = XMLSTATE_EOE;

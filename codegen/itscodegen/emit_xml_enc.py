@@ -118,6 +118,9 @@ def range_test(t, v):
 
 
 def put_integer(t, v, name):
+    """The number element; a component's literal name goes with its length."""
+    if name.startswith('"'):
+        name = "%s, %d" % (name, len(name[1:-1].encode("utf-8")))
     if int_field(t) in SIGNED_FIELDS:
         return "xmlGenInt(pctxt, out, (int64_t)(%s), %s)" % (v, name)
     return "xmlGenUInt(pctxt, out, (uint64_t)(%s), %s)" % (v, name)
