@@ -30,6 +30,14 @@ struct XmlGenOut {
    size_t pad;         // room kept behind the text for 16-byte runs of blanks
 };
 
+// Where the name of a start tag written in place lies in the output: its
+// offset (the buffer may move as it grows) and length, for the end tag to
+// copy. A length of SIZE_MAX: the start tag took the general writer.
+struct XmlGenTagRef {
+   size_t at;
+   size_t len;
+};
+
 VX_INLINE XmlGenOut xmlGenOutput(const VXCTXT* pctxt)
 {
    XmlCtxtInfo* info = rtXmlGetCtxtInfo(pctxt);
@@ -168,7 +176,8 @@ VX_INLINE void xmlGenDone(VXCTXT* pctxt, uint8_t* p)
 // bytes: "<" or "</"), the name, `close` (">" or "/>"). Growing buffers
 // take the name in one pass; the others measure it first. 0 or a status.
 VX_INLINE int xmlGenTag(VXCTXT* pctxt, const XmlGenOut& out, bool brk, const char* open,
-                        size_t openLen, const char* elemName, const char* close, size_t closeLen)
+                        size_t openLen, const char* elemName, const char* close, size_t closeLen,
+                        XmlGenTagRef* ref = nullptr)
 {
    size_t width = brk ? xmlGenWidth(pctxt, out) : 0;
    uint8_t* p = nullptr;
@@ -181,6 +190,7 @@ VX_INLINE int xmlGenTag(VXCTXT* pctxt, const XmlGenOut& out, bool brk, const cha
       for (size_t i = 0; i < openLen; i++) *p++ = (uint8_t)open[i];
       size_t n = xmlGenScanCopy(p, elemName);
       if (VX_LIKELY(n != SIZE_MAX)) {
+         if (ref != nullptr) *ref = XmlGenTagRef{(size_t)(p - pctxt->buffer.data), n};
          p += n;
          for (size_t i = 0; i < closeLen; i++) *p++ = (uint8_t)close[i];
          xmlGenDone(pctxt, p);
@@ -192,6 +202,7 @@ VX_INLINE int xmlGenTag(VXCTXT* pctxt, const XmlGenOut& out, bool brk, const cha
    if ((stat = xmlGenRoom(pctxt, out, width, openLen + n + closeLen, p)) != 0) return stat;
    if (brk) p = xmlGenBreak(pctxt, out, p, width);
    for (size_t i = 0; i < openLen; i++) *p++ = (uint8_t)open[i];
+   if (ref != nullptr) *ref = XmlGenTagRef{(size_t)(p - pctxt->buffer.data), n};
    p = xmlGenCopy(p, elemName, n);
    for (size_t i = 0; i < closeLen; i++) *p++ = (uint8_t)close[i];
    xmlGenDone(pctxt, p);
@@ -199,9 +210,12 @@ VX_INLINE int xmlGenTag(VXCTXT* pctxt, const XmlGenOut& out, bool brk, const cha
 }
 
 // rtXmlEncStartElement(name, no namespace, no attributes, terminated): an
-// empty name only terminates a pending start tag.
-VX_INLINE int xmlGenStart(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName)
+// empty name only terminates a pending start tag. With `ref`, where the
+// name went, for xmlGenEnd.
+VX_INLINE int xmlGenStart(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName,
+                          XmlGenTagRef* ref = nullptr)
 {
+   if (ref != nullptr) *ref = XmlGenTagRef{0, SIZE_MAX};
    if (out.info == nullptr || elemName == nullptr || elemName[0] == 0)
       return rtXmlEncStartElement(pctxt, elemName, nullptr, nullptr, true);
    XmlCtxtInfo* info = out.info;
@@ -210,7 +224,7 @@ VX_INLINE int xmlGenStart(VXCTXT* pctxt, const XmlGenOut& out, const char* elemN
       info->freeNameNodes = node->next;
    else if ((node = xmlGenNewNameNode(pctxt)) == nullptr)
       return VX_LOG_ERR(pctxt, RTERR_NOMEM);
-   int stat = xmlGenTag(pctxt, out, true, "<", 1, elemName, ">", 1);
+   int stat = xmlGenTag(pctxt, out, true, "<", 1, elemName, ">", 1, ref);
    if (stat != 0) {
       node->next = info->freeNameNodes;
       info->freeNameNodes = node;
@@ -224,8 +238,10 @@ VX_INLINE int xmlGenStart(VXCTXT* pctxt, const XmlGenOut& out, const char* elemN
 }
 
 // rtXmlEncEndElement: "</name>", on a line of its own behind elements, or
-// "<name/>" when nothing was written since the start tag.
-VX_INLINE int xmlGenEnd(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName)
+// "<name/>" when nothing was written since the start tag. With the start
+// tag's `ref`, the name is copied from the start tag.
+VX_INLINE int xmlGenEnd(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName,
+                        const XmlGenTagRef* ref = nullptr)
 {
    if (out.info == nullptr || elemName == nullptr || elemName[0] == 0)
       return rtXmlEncEndElement(pctxt, elemName, nullptr);
@@ -250,7 +266,20 @@ VX_INLINE int xmlGenEnd(VXCTXT* pctxt, const XmlGenOut& out, const char* elemNam
       xmlGenDone(pctxt, p);
    } else {
       bool own = pctxt->state == XMLSTATE_EOE || pctxt->state == XMLSTATE_COMMENT;
-      if ((stat = xmlGenTag(pctxt, out, own, "</", 2, elemName, ">", 1)) != 0) return stat;
+      if (ref != nullptr && ref->len != SIZE_MAX && out.pad != 0) {
+         // The name lies in the buffer: copied 16 bytes a step, from
+         // before the cursor to behind it (room kept for the overshoot).
+         size_t width = own ? xmlGenWidth(pctxt, out) : 0;
+         if ((stat = xmlGenRoom(pctxt, out, width, ref->len + 3, p)) != 0) return stat;
+         if (own) p = xmlGenBreak(pctxt, out, p, width);
+         *p++ = '<';
+         *p++ = '/';
+         p = xmlGenCopyPadded(p, pctxt->buffer.data + ref->at, ref->len);
+         *p++ = '>';
+         xmlGenDone(pctxt, p);
+      } else if ((stat = xmlGenTag(pctxt, out, own, "</", 2, elemName, ">", 1)) != 0) {
+         return stat;
+      }
    }
    pctxt->state = XMLSTATE_EOE;
    if (node != nullptr) {
