@@ -168,3 +168,32 @@ def element_site_args(t):
     if e.owned:
         return ()
     return (naming.element_cname(t.cname), layout.field_ctype(e))
+
+
+class Site:
+    """Where a value stands: its type and the function that codes it, which
+    is the type's own (OWNED + type name) or, for a value without a type of
+    its own, a static function of the unit (INLINE + its name) taking
+    `argtype`. Back ends set the two prefixes."""
+
+    OWNED = ""
+    INLINE = ""
+
+    def __init__(self, t, inline_name=None, argtype=None):
+        self.t = t
+        self.inline_name = inline_name
+        self.argtype = argtype
+
+    @property
+    def fn(self):
+        return self.OWNED + self.t.cname if self.t.owned else self.INLINE + self.inline_name
+
+    @classmethod
+    def of_comp(cls, t, c):
+        """A SEQUENCE component or CHOICE alternative c of t."""
+        return cls(c.type, *inline_site_args(t, c))
+
+    @classmethod
+    def of_elem(cls, t):
+        """The element of the list type t."""
+        return cls(t.elem, *element_site_args(t))

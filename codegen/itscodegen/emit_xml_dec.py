@@ -22,9 +22,9 @@ reader of the unit (`xmlDec_<parent>_<component>`), made by the rule of its
 kind; numbers are read in the SEQUENCE reader itself.
 """
 from . import layout, naming
+from . import codec_common
 from .codec_common import (alloc_record, alt_lv, by_pointer, construct, fail_log, fail_pass,
-                           element_site_args, inline_site_args, list_finish, list_init,
-                           list_store_item, size_test)
+                           list_finish, list_init, list_store_item, size_test)
 from .cwriter import c_string
 
 # Field type -> (reader of the value, the reader's smallest and largest value).
@@ -56,27 +56,13 @@ def dec_sig(t):
 
 # -- where a value stands ---------------------------------------------------------
 
-class Site:
-    """A value's type, the reader that reads it, and the argument type of
-    that reader when it is a static one of the unit."""
-
-    def __init__(self, t, inline_name=None, argtype=None):
-        self.t = t
-        self.inline_name = inline_name
-        self.argtype = argtype
-
-    @property
-    def fn(self):
-        return "XmlDec_" + self.t.cname if self.t.owned else "xmlDec_" + self.inline_name
+class Site(codec_common.Site):
+    OWNED = "XmlDec_"
+    INLINE = "xmlDec_"
 
 
-def comp_site(t, c):
-    """A SEQUENCE component or CHOICE alternative."""
-    return Site(c.type, *inline_site_args(t, c))
-
-
-def elem_site(t):
-    return Site(t.elem, *element_site_args(t))
+comp_site = Site.of_comp
+elem_site = Site.of_elem
 
 
 def read_inline(c):

@@ -15,9 +15,8 @@ the direct reader leaves behind is overwritten wherever that reader reads.
 Components without a type of their own get a static reader of the unit
 (`xmlFast_<parent>_<component>`), made by the rule of their kind.
 """
-from . import layout, naming
-from .codec_common import (construct, element_site_args, inline_site_args, list_finish, list_init,
-                           list_store_item, size_test)
+from . import codec_common, layout, naming
+from .codec_common import construct, list_finish, list_init, list_store_item, size_test
 from .cwriter import c_string
 from .emit_xml_dec import number_bounds
 
@@ -32,26 +31,13 @@ def fail_no(w, cond="stat != 0"):
     w("if (%s) %s" % (cond, NO))
 
 
-class Site:
-    """A value's type and the direct reader that reads it (a static one of
-    the unit, with its argument type, when the type is not owned)."""
-
-    def __init__(self, t, inline_name=None, argtype=None):
-        self.t = t
-        self.inline_name = inline_name
-        self.argtype = argtype
-
-    @property
-    def fn(self):
-        return "XmlFast_" + self.t.cname if self.t.owned else "xmlFast_" + self.inline_name
+class Site(codec_common.Site):
+    OWNED = "XmlFast_"
+    INLINE = "xmlFast_"
 
 
-def comp_site(t, c):
-    return Site(c.type, *inline_site_args(t, c))
-
-
-def elem_site(t):
-    return Site(t.elem, *element_site_args(t))
+comp_site = Site.of_comp
+elem_site = Site.of_elem
 
 
 def inline_sites(t):
