@@ -1,0 +1,76 @@
+// itsconv: the output of a run of messages.
+#include "output.h"
+
+namespace itsconv {
+
+void OutBuf::grow(size_t n)
+{
+   size_t cap = cap_ < 65536 ? 65536 : cap_;
+   while (cap < size_ + n) cap *= 2;
+   std::unique_ptr<char[]> bigger(new char[cap]);
+   if (size_ > 0) memcpy(bigger.get(), data_.get(), size_);
+   data_.swap(bigger);
+   cap_ = cap;
+}
+
+void appendHex(OutBuf* out, const char* bytes, size_t n)
+{
+   static const char digits[] = "0123456789abcdef";
+   char* d = out->reserve(2 * n);
+   for (size_t i = 0; i < n; i++) {
+      unsigned char b = static_cast<unsigned char>(bytes[i]);
+      d[2 * i] = digits[b >> 4];
+      d[2 * i + 1] = digits[b & 15];
+   }
+   out->commit(2 * n);
+}
+
+void appendBase64(OutBuf* out, const char* bytes, size_t n)
+{
+   static const char symbols[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+   char* d = out->reserve((n + 2) / 3 * 4);
+   char* start = d;
+   const unsigned char* s = reinterpret_cast<const unsigned char*>(bytes);
+   size_t i = 0;
+   for (; i + 3 <= n; i += 3) {
+      unsigned v = s[i] << 16 | s[i + 1] << 8 | s[i + 2];
+      *d++ = symbols[v >> 18];
+      *d++ = symbols[v >> 12 & 63];
+      *d++ = symbols[v >> 6 & 63];
+      *d++ = symbols[v & 63];
+   }
+   if (i < n) {
+      unsigned v = s[i] << 16 | (i + 1 < n ? s[i + 1] << 8 : 0);
+      *d++ = symbols[v >> 18];
+      *d++ = symbols[v >> 12 & 63];
+      *d++ = i + 1 < n ? symbols[v >> 6 & 63] : '=';
+      *d++ = '=';
+   }
+   out->commit(static_cast<size_t>(d - start));
+}
+
+void appendCompactJson(OutBuf* out, const char* text, size_t n)
+{
+   // Outside strings every blank goes. A string is copied up to its closing
+   // quote; a backslash takes the character behind it along, so an escaped
+   // quote does not end the string.
+   char* d = out->reserve(n);
+   char* start = d;
+   const char* s = text;
+   const char* end = text + n;
+   while (s < end) {
+      char c = *s++;
+      if (c == ' ' || c == '\n' || c == '\t' || c == '\r') continue;
+      *d++ = c;
+      if (c != '"') continue;
+      while (s < end) {
+         c = *s++;
+         *d++ = c;
+         if (c == '"') break;
+         if (c == '\\' && s < end) *d++ = *s++;
+      }
+   }
+   out->commit(static_cast<size_t>(d - start));
+}
+
+}  // namespace itsconv
