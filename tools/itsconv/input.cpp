@@ -1,6 +1,7 @@
 // itsconv: reading the inputs and cutting them into messages.
 #include "input.h"
 
+#include <emmintrin.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -145,7 +146,19 @@ bool readInput(const char* path, std::string* data, std::string* problem)
 
 bool looksBinary(const std::string& data)
 {
-   for (unsigned char c : data) {
+   // Signed compares: the bytes from 0x80 up count as below 0x09.
+   const char* p = data.data();
+   const char* end = p + data.size();
+   const __m128i tab = _mm_set1_epi8(0x09), cr = _mm_set1_epi8(0x0d);
+   const __m128i space = _mm_set1_epi8(0x20), del = _mm_set1_epi8(0x7f);
+   for (; end - p >= 16; p += 16) {
+      __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+      __m128i bad = _mm_or_si128(_mm_or_si128(_mm_cmplt_epi8(v, tab), _mm_cmpeq_epi8(v, del)),
+                                 _mm_and_si128(_mm_cmpgt_epi8(v, cr), _mm_cmplt_epi8(v, space)));
+      if (_mm_movemask_epi8(bad) != 0) return true;
+   }
+   for (; p < end; p++) {
+      unsigned char c = static_cast<unsigned char>(*p);
       if ((c < 0x20 && !isBlank(c)) || c >= 0x7f) return true;
    }
    return false;
@@ -328,12 +341,25 @@ bool decodeHex(const char* p, const char* end, std::vector<char>* bytes, std::st
          for (unsigned char c : {':', '-', ','}) v[c] = 17;
       }
    } table;
-   bytes->clear();
-   bytes->reserve(static_cast<size_t>(end - p) / 2);
+   // Room for every byte the digits can make; cut to size at the end.
+   bytes->resize(static_cast<size_t>(end - p) / 2 + 1);
+   char* out = bytes->data();
    int high = -1;
    size_t digits = 0;
    bool tokenStart = true;
    for (const char* q = p; q < end; q++) {
+      // Two digits in a row make a byte straight away.
+      if (high < 0 && q + 1 < end) {
+         unsigned a = table.v[static_cast<unsigned char>(q[0])];
+         unsigned b = table.v[static_cast<unsigned char>(q[1])];
+         if ((a | b) < 16) {
+            *out++ = static_cast<char>(a << 4 | b);
+            digits += 2;
+            tokenStart = false;
+            q++;
+            continue;
+         }
+      }
       unsigned char c = static_cast<unsigned char>(*q);
       unsigned v = table.v[c];
       if (v < 16) {
@@ -348,7 +374,7 @@ bool decodeHex(const char* p, const char* end, std::vector<char>* bytes, std::st
          if (high < 0) {
             high = static_cast<int>(v);
          } else {
-            bytes->push_back(static_cast<char>(high << 4 | static_cast<int>(v)));
+            *out++ = static_cast<char>(high << 4 | static_cast<int>(v));
             high = -1;
          }
       } else if (v < 18) {
@@ -358,6 +384,7 @@ bool decodeHex(const char* p, const char* end, std::vector<char>* bytes, std::st
          return false;
       }
    }
+   bytes->resize(static_cast<size_t>(out - bytes->data()));
    if (high >= 0) {
       *problem = "odd number of hexadecimal digits (" + std::to_string(digits) + ")";
       return false;

@@ -142,8 +142,8 @@ class Converter {
    void libraryFailure(Results* r, const std::string& where, const Message* m, int status,
                        const char* report, long headerId);
    const Message* pickFromText(const char* p, const char* end, std::string* why, long* headerId);
-   void fromUper(const Source& src, const Item& item, const std::string& where, Results* r);
-   void fromText(const Source& src, const Item& item, const std::string& where, Results* r);
+   void fromUper(const Source& src, const Item& item, Results* r);
+   void fromText(const Source& src, const Item& item, Results* r);
 
    const Options& o_;
    std::vector<char> bytes_;
@@ -152,15 +152,14 @@ class Converter {
 
 void Converter::convert(const Source& src, const Item& item, Results* r)
 {
-   std::string where = position(src, item);
    if (item.problem != nullptr) {
-      fail(r, where, item.problem);
+      fail(r, position(src, item), item.problem);
       return;
    }
    if (o_.textIn())
-      fromText(src, item, where, r);
+      fromText(src, item, r);
    else
-      fromUper(src, item, where, r);
+      fromUper(src, item, r);
 }
 
 void Converter::libraryFailure(Results* r, const std::string& where, const Message* m, int status,
@@ -188,8 +187,10 @@ void Converter::libraryFailure(Results* r, const std::string& where, const Messa
    r->failed++;
 }
 
-void Converter::fromUper(const Source& src, const Item& item, const std::string& where, Results* r)
+void Converter::fromUper(const Source& src, const Item& item, Results* r)
 {
+   // The position is only put into words when something fails.
+   auto where = [&] { return position(src, item); };
    const char* p = src.data.data() + item.begin;
    const char* end = src.data.data() + item.end;
    std::string problem;
@@ -206,25 +207,25 @@ void Converter::fromUper(const Source& src, const Item& item, const std::string&
          break;
    }
    if (!ok) {
-      fail(r, where, problem);
+      fail(r, where(), problem);
       return;
    }
    // The library is never handed an empty buffer: it would decode whatever
    // its fresh work buffer holds.
    if (bytes_.empty()) {
-      fail(r, where, "no message bytes");
+      fail(r, where(), "no message bytes");
       return;
    }
    long headerId = bytes_.size() >= 2 ? static_cast<unsigned char>(bytes_[1]) : -1;
    const Message* m = o_.message;
    if (m == nullptr) {
       if (headerId < 0) {
-         fail(r, where, "1 byte is too short for a message header");
+         fail(r, where(), "1 byte is too short for a message header");
          return;
       }
       m = byId(headerId);
       if (m == nullptr) {
-         fail(r, where,
+         fail(r, where(),
               "the header's messageID " + std::to_string(headerId) +
                  " names none of the seven messages");
          return;
@@ -236,7 +237,7 @@ void Converter::fromUper(const Source& src, const Item& item, const std::string&
    int status =
       (json ? m->toJson : m->toXml)(bytes_.data(), bytes_.size(), &text, &report, o_.verbose);
    if (status != 0) {
-      libraryFailure(r, where, m, status, report, headerId);
+      libraryFailure(r, where(), m, status, report, headerId);
    } else {
       size_t n = strlen(text);
       if (json && o_.lines)
@@ -275,8 +276,10 @@ const Message* Converter::pickFromText(const char* p, const char* end, std::stri
    return nullptr;
 }
 
-void Converter::fromText(const Source& src, const Item& item, const std::string& where, Results* r)
+void Converter::fromText(const Source& src, const Item& item, Results* r)
 {
+   // The position is only put into words when something fails.
+   auto where = [&] { return position(src, item); };
    const char* p = src.data.data() + item.begin;
    const char* end = src.data.data() + item.end;
    // The exports read NUL-terminated text.
@@ -289,7 +292,7 @@ void Converter::fromText(const Source& src, const Item& item, const std::string&
    if (m == nullptr) {
       m = pickFromText(p, end, &why, &headerId);
       if (m == nullptr) {
-         fail(r, where, why);
+         fail(r, where(), why);
          return;
       }
    }
@@ -300,7 +303,7 @@ void Converter::fromText(const Source& src, const Item& item, const std::string&
       text_.c_str(), &encoded, &len, &report, o_.verbose);
    if (status != 0) {
       if (o_.message != nullptr) pickFromText(p, end, &why, &headerId);
-      libraryFailure(r, where, m, status, report, headerId);
+      libraryFailure(r, where(), m, status, report, headerId);
    } else {
       switch (src.wire) {
          case WireForm::Binary:
