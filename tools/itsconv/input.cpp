@@ -344,22 +344,20 @@ bool decodeHex(const char* p, const char* end, std::vector<char>* bytes, std::st
    // Room for every byte the digits can make; cut to size at the end.
    bytes->resize(static_cast<size_t>(end - p) / 2 + 1);
    char* out = bytes->data();
+   // Digits alone go two at a time; from the first other character on, one
+   // at a time.
+   const char* q = p;
+   while (end - q >= 2) {
+      unsigned a = table.v[static_cast<unsigned char>(q[0])];
+      unsigned b = table.v[static_cast<unsigned char>(q[1])];
+      if ((a | b) >= 16) break;
+      *out++ = static_cast<char>(a << 4 | b);
+      q += 2;
+   }
    int high = -1;
-   size_t digits = 0;
-   bool tokenStart = true;
-   for (const char* q = p; q < end; q++) {
-      // Two digits in a row make a byte straight away.
-      if (high < 0 && q + 1 < end) {
-         unsigned a = table.v[static_cast<unsigned char>(q[0])];
-         unsigned b = table.v[static_cast<unsigned char>(q[1])];
-         if ((a | b) < 16) {
-            *out++ = static_cast<char>(a << 4 | b);
-            digits += 2;
-            tokenStart = false;
-            q++;
-            continue;
-         }
-      }
+   size_t digits = static_cast<size_t>(q - p);
+   bool tokenStart = q == p;
+   for (; q < end; q++) {
       unsigned char c = static_cast<unsigned char>(*q);
       unsigned v = table.v[c];
       if (v < 16) {

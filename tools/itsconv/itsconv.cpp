@@ -5,6 +5,7 @@
 //
 // See usage() below and itsconv.1 for the whole story.
 #include <strings.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <condition_variable>
@@ -324,14 +325,27 @@ void Converter::fromText(const Source& src, const Item& item, Results* r)
    etsi_delete_array(report);
 }
 
+// Set when writing the output failed; the run ends with status 1.
+int writeError = 0;
+
+// Writes the results straight to the output descriptor (they are already in
+// large blocks), after whatever the library printed through stdout.
 void emit(const Results& r)
 {
-   fwrite(r.out.data(), 1, r.out.size(), stdout);
-   if (!r.err.empty()) {
-      // Keep the lines about a message after the results before it.
-      fflush(stdout);
-      fwrite(r.err.data(), 1, r.err.size(), stderr);
+   fflush(stdout);
+   const char* p = r.out.data();
+   size_t left = r.out.size();
+   while (left > 0 && writeError == 0) {
+      ssize_t n = write(STDOUT_FILENO, p, left);
+      if (n < 0 && errno == EINTR) continue;
+      if (n < 0) {
+         writeError = errno;
+         break;
+      }
+      p += n;
+      left -= static_cast<size_t>(n);
    }
+   if (!r.err.empty()) fwrite(r.err.data(), 1, r.err.size(), stderr);
 }
 
 // Converts the items of one input and writes the results in input order.
@@ -582,12 +596,14 @@ int main(int argc, char** argv)
    o.files.assign(words.begin() + 2, words.end());
    if (o.files.empty()) o.files.push_back("-");
 
-   static char outBuffer[1 << 16];
-   setvbuf(stdout, outBuffer, _IOFBF, sizeof outBuffer);
    Results totals;
-   for (const char* f : o.files) convertInput(o, f, &totals);
-   if (fflush(stdout) != 0 || ferror(stdout)) {
-      fprintf(stderr, "itsconv: cannot write the output: %s\n", strerror(errno));
+   for (const char* f : o.files) {
+      convertInput(o, f, &totals);
+      if (writeError != 0) break;
+   }
+   if (fflush(stdout) != 0 && writeError == 0) writeError = errno;
+   if (writeError != 0) {
+      fprintf(stderr, "itsconv: cannot write the output: %s\n", strerror(writeError));
       return 1;
    }
    if (totals.converted + totals.failed != 1 || totals.failed != 0)
