@@ -1,5 +1,6 @@
 // itsconv: JSON compaction 32 bytes at a time (processors with AVX2, BMI and POPCNT, built for them).
 #include "compact.h"
+#include "output.h"
 
 #if defined(__x86_64__)
 

@@ -1,5 +1,6 @@
 // itsconv: JSON compaction 16 bytes at a time (any x86-64 processor).
 #include "compact.h"
+#include "output.h"
 
 #if defined(__x86_64__)
 

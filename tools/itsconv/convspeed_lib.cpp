@@ -1,13 +1,15 @@
 // The library's own rate on a file of hexadecimal UPER messages, one per
 // line: every line is decoded to bytes first, then the export alone is timed
-// (etsi_<MSG>_to_json and the release of what it hands out), on one thread.
+// (etsi_<MSG>_to_json and the release of what it hands out), on THREADS
+// threads (1 by default) that each take an equal share of the messages.
 //
-//   convspeed_lib MSG FILE [ROUNDS]
+//   convspeed_lib MSG FILE [THREADS]
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "input.h"
@@ -22,10 +24,11 @@ int main(int argc, char** argv)
    ITSCODEC_MESSAGES(CONVSPEED_PICK)
 #undef CONVSPEED_PICK
    if (toJson == nullptr || argc < 3) {
-      fprintf(stderr, "usage: convspeed_lib MSG FILE [ROUNDS]\n");
+      fprintf(stderr, "usage: convspeed_lib MSG FILE [THREADS]\n");
       return 2;
    }
-   int rounds = argc > 3 ? atoi(argv[3]) : 1;
+   int threads = argc > 3 ? atoi(argv[3]) : 1;
+   if (threads < 1) threads = 1;
    std::string data, problem;
    if (!itsconv::readInput(argv[2], &data, &problem)) {
       fprintf(stderr, "convspeed_lib: %s: %s\n", argv[2], problem.c_str());
@@ -41,25 +44,31 @@ int main(int argc, char** argv)
          return 1;
       }
    }
-   size_t failed = 0, textBytes = 0;
-   auto start = std::chrono::steady_clock::now();
-   for (int r = 0; r < rounds; r++) {
-      for (const std::vector<char>& m : messages) {
+   std::vector<size_t> failed(threads), textBytes(threads);
+   auto share = [&](int t) {
+      for (size_t i = t; i < messages.size(); i += threads) {
          char* text = nullptr;
          char* report = nullptr;
-         if (toJson(m.data(), m.size(), &text, &report, false) != 0)
-            failed++;
+         if (toJson(messages[i].data(), messages[i].size(), &text, &report, false) != 0)
+            failed[t]++;
          else
-            textBytes += strlen(text);
+            textBytes[t] += strlen(text);
          etsi_delete_array(text);
          etsi_delete_array(report);
       }
-   }
+   };
+   auto start = std::chrono::steady_clock::now();
+   std::vector<std::thread> pool;
+   for (int t = 1; t < threads; t++) pool.emplace_back(share, t);
+   share(0);
+   for (std::thread& t : pool) t.join();
    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-   double calls = static_cast<double>(messages.size()) * rounds;
+   double calls = static_cast<double>(messages.size());
+   size_t failedAll = 0, bytesAll = 0;
+   for (int t = 0; t < threads; t++) failedAll += failed[t], bytesAll += textBytes[t];
    printf(
-      "%.0f calls in %.3f s: %.0f messages/s, %.2f us per message (%zu failed, %zu bytes of "
-      "JSON)\n",
-      calls, seconds, calls / seconds, seconds / calls * 1e6, failed, textBytes);
-   return failed == 0 ? 0 : 1;
+      "%.0f calls on %d threads in %.3f s: %.0f messages/s, %.2f us per message (%zu failed, "
+      "%zu bytes of JSON)\n",
+      calls, threads, seconds, calls / seconds, seconds / calls * 1e6, failedAll, bytesAll);
+   return failedAll == 0 ? 0 : 1;
 }

@@ -3,7 +3,7 @@
 //
 //   itsconv MSG to-json|from-json|to-xml|from-xml [options] [FILE...]
 //
-// See usage() below and itsconv.1 for the whole story.
+// help() below and the manual page itsconv.1 tell the whole story.
 #include <strings.h>
 #include <unistd.h>
 
@@ -349,10 +349,12 @@ void emit(const Results& r)
 }
 
 // Converts the items of one input and writes the results in input order.
-// With more than one job, worker threads take chunks of consecutive items
-// in turn, each into a slot of its own; this thread writes the slots out in
-// order. A worker never runs more than the number of slots ahead of the
-// writer, so memory stays bounded however long the input.
+// With more than one job, N threads (this one among them) take chunks of
+// consecutive items in turn, each into a slot of its own. Whichever thread
+// completes the chunk that is next in order writes it and every completed
+// chunk behind it; one thread writes at a time. No thread runs more than the
+// number of slots ahead of the output, so memory stays bounded however long
+// the input.
 void run(const Options& o, const Source& src, const std::vector<Item>& items, Results* totals)
 {
    size_t n = items.size();
@@ -379,47 +381,42 @@ void run(const Options& o, const Source& src, const std::vector<Item>& items, Re
    std::vector<Results> slots(4 * jobs);
    std::vector<char> done(slots.size(), 0);
    std::mutex mutex;
-   std::condition_variable finished, freed;
+   std::condition_variable freed;
    size_t next = 0, written = 0;
+   bool writing = false;
 
    auto worker = [&]() {
       Converter conv(o);
-      for (;;) {
-         size_t c;
-         {
-            std::unique_lock<std::mutex> lock(mutex);
-            if (next == chunks) return;
-            c = next++;
-            freed.wait(lock, [&] { return c < written + slots.size(); });
-         }
+      std::unique_lock<std::mutex> lock(mutex);
+      while (next < chunks) {
+         size_t c = next++;
+         freed.wait(lock, [&] { return c < written + slots.size(); });
+         lock.unlock();
          Results& r = slots[c % slots.size()];
          r.clear();
          for (size_t j = c * per; j < n && j < (c + 1) * per; j++) conv.convert(src, items[j], &r);
-         {
-            std::lock_guard<std::mutex> lock(mutex);
-            done[c % slots.size()] = 1;
+         lock.lock();
+         done[c % slots.size()] = 1;
+         if (writing) continue;
+         writing = true;
+         size_t freedBefore = written;
+         while (written < chunks && done[written % slots.size()]) {
+            Results& ready = slots[written % slots.size()];
+            lock.unlock();
+            emit(ready);
+            lock.lock();
+            totals->converted += ready.converted;
+            totals->failed += ready.failed;
+            done[written % slots.size()] = 0;
+            written++;
          }
-         finished.notify_one();
+         writing = false;
+         if (written != freedBefore) freed.notify_all();
       }
    };
    std::vector<std::thread> threads;
-   for (unsigned t = 0; t < jobs; t++) threads.emplace_back(worker);
-   for (size_t c = 0; c < chunks; c++) {
-      size_t slot = c % slots.size();
-      {
-         std::unique_lock<std::mutex> lock(mutex);
-         finished.wait(lock, [&] { return done[slot] != 0; });
-      }
-      emit(slots[slot]);
-      totals->converted += slots[slot].converted;
-      totals->failed += slots[slot].failed;
-      {
-         std::lock_guard<std::mutex> lock(mutex);
-         done[slot] = 0;
-         written++;
-      }
-      freed.notify_all();
-   }
+   for (unsigned t = 1; t < jobs; t++) threads.emplace_back(worker);
+   worker();
    for (std::thread& t : threads) t.join();
 }
 

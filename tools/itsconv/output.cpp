@@ -53,11 +53,6 @@ void appendBase64(OutBuf* out, const char* bytes, size_t n)
    out->commit(static_cast<size_t>(d - start));
 }
 
-#if defined(__x86_64__)
-size_t compactJsonSse2(char* d, const char* text, size_t n);
-size_t compactJsonAvx2(char* d, const char* text, size_t n);
-#endif
-
 void appendCompactJson(OutBuf* out, const char* text, size_t n)
 {
    char* d = out->reserve(n + 32);
