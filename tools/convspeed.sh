@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # The converter's speed: a file of CAM hex lines (100,000 by default) to JSON
-# Lines with --jobs 1 and --jobs 2, beside the library's own per-call rate on
-# the same messages on one and two threads (build/tools/convspeed_lib: the
-# bytes decoded up front, then etsi_CAM_to_json alone). Each figure is the
-# best of three runs; the output goes to /dev/null. Other work on the machine
-# shows in the figures, so the load average is printed with them.
+# Lines with --jobs 1 and --jobs 2, beside the library's own rate on the same
+# messages on one and two threads (build/tools/convspeed_lib: the bytes
+# decoded up front, then etsi_CAM_to_json alone in a timed loop). The output
+# goes to /dev/null; each figure is the best of five runs. Wall time is what
+# counts on an idle machine; processor time (user + system) is given beside
+# it because it changes less when other work shares the cores, and the load
+# average is printed with the figures.
 #   tools/convspeed.sh [build-dir] [count]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -22,37 +24,35 @@ trap 'rm -rf "$work"' EXIT
 } > "$work/three.hex"
 awk -v n="$count" '{ m[NR] = $0 } END { for (i = 0; i < n; i++) print m[i % NR + 1] }' \
   "$work/three.hex" > "$work/cams.hex"
-"$conv" CAM to-json --lines "$work/cams.hex" > "$work/out.jsonl"
+"$conv" CAM to-json --lines "$work/cams.hex" > "$work/out.jsonl" 2>/dev/null
 lines=$(wc -l < "$work/out.jsonl")
 [ "$lines" -eq "$count" ] || { echo "expected $count JSON lines, got $lines"; exit 1; }
 
-best() {  # best wall time in seconds of three runs of the command, whole process
-  local best=""
-  for _ in 1 2 3; do
-    local t0 t1
-    t0=$(date +%s.%N)
-    "$@" > /dev/null 2>&1
-    t1=$(date +%s.%N)
-    best=$(echo "$t0 $t1 $best" | awk '{ d = $2 - $1; if ($3 == "" || d < $3) print d; else print $3 }')
-  done
-  echo "$best"
+# "wall cpu" of the whole converter process, the best of five by wall time.
+tool() {
+  local TIMEFORMAT='%R %U %S'
+  for _ in 1 2 3 4 5; do
+    { time "$conv" CAM to-json --lines --jobs "$1" "$work/cams.hex" > /dev/null 2>&1; } 2>&1
+  done | awk '{ if (best == "" || $1 < best) { best = $1; cpu = $2 + $3 } } END { print best, cpu }'
 }
-
-t1=$(best "$conv" CAM to-json --lines --jobs 1 "$work/cams.hex")
-t2=$(best "$conv" CAM to-json --lines --jobs 2 "$work/cams.hex")
-# The library's figure is its timed loop alone, the best of three runs.
-libbest() {
-  for _ in 1 2 3; do "$lib" CAM "$work/cams.hex" "$1"; done \
-    | awk '{ for (i = 1; i < NF; i++) if ($(i + 1) == "s:") t = $i; if (best == "" || t < best) best = t }
-           END { print best }'
+# "wall cpu" of the library's timed loop, the best of five by wall time.
+library() {
+  for _ in 1 2 3 4 5; do "$lib" CAM "$work/cams.hex" "$1"; done \
+    | awk '{ for (i = 1; i < NF; i++) { if ($(i + 1) == "s" && $(i - 1) == "in") w = $i
+                                        if ($(i - 1) == "time") c = $i }
+             if (best == "" || w < best) { best = w; cpu = c } }
+           END { print best, cpu }'
 }
-tl=$(libbest 1)
-tl2=$(libbest 2)
+read -r l1 l1cpu <<< "$(library 1)"
+read -r l2 l2cpu <<< "$(library 2)"
+read -r t1 t1cpu <<< "$(tool 1)"
+read -r t2 t2cpu <<< "$(tool 2)"
 echo "load average: $(cut -d' ' -f1-3 /proc/loadavg) ($(nproc) cores)"
-awk -v n="$count" -v t1="$t1" -v t2="$t2" -v tl="$tl" -v tl2="$tl2" 'BEGIN {
-  printf "%d CAM hex lines to JSON Lines\n", n
-  printf "  library, 1 thread %9.0f messages/s  %6.2f us/message\n", n / tl, tl / n * 1e6
-  printf "  library, 2 threads%9.0f messages/s  %6.2f us/message  (%.2fx one thread)\n", n / tl2, tl2 / n * 1e6, tl / tl2
-  printf "  itsconv --jobs 1  %9.0f messages/s  %6.2f us/message  (+%.0f%% over the library; target <= 30%%)\n", n / t1, t1 / n * 1e6, (t1 / tl - 1) * 100
-  printf "  itsconv --jobs 2  %9.0f messages/s  %6.2f us/message  (%.2fx one job; target >= 1.8x)\n", n / t2, t2 / n * 1e6, t1 / t2
+awk -v n="$count" -v l1="$l1" -v l1c="$l1cpu" -v l2="$l2" -v l2c="$l2cpu" \
+    -v t1="$t1" -v t1c="$t1cpu" -v t2="$t2" -v t2c="$t2cpu" 'BEGIN {
+  printf "%d CAM hex lines to JSON Lines (us per message: wall, processor)\n", n
+  printf "  library, 1 thread  %8.0f messages/s  %5.2f  %5.2f\n", n / l1, l1 / n * 1e6, l1c / n * 1e6
+  printf "  library, 2 threads %8.0f messages/s  %5.2f  %5.2f  (%.2fx one thread)\n", n / l2, l2 / n * 1e6, l2c / n * 1e6, l1 / l2
+  printf "  itsconv --jobs 1   %8.0f messages/s  %5.2f  %5.2f  (+%.0f%% wall, +%.0f%% processor over the library; target <= 30%%)\n", n / t1, t1 / n * 1e6, t1c / n * 1e6, (t1 / l1 - 1) * 100, (t1c / l1c - 1) * 100
+  printf "  itsconv --jobs 2   %8.0f messages/s  %5.2f  %5.2f  (%.2fx one job; target >= 1.8x)\n", n / t2, t2 / n * 1e6, t2c / n * 1e6, t1 / t2
 }'

@@ -1,11 +1,12 @@
-// itsconv: the library's JSON text on one line, a line at a time in vector
-// registers. Included by compact_sse2.cpp and compact_avx2.cpp, which build
-// it for the two register widths; everything here has internal linkage, so
-// the two builds never share a function.
+// itsconv: JSON text on one line, 64 bytes per step in vector registers.
+// Included by compact_sse2.cpp and compact_avx2.cpp, which build it for the
+// two register widths; everything here has internal linkage, so the two
+// builds never share a function.
 #ifndef ITSCONV_COMPACT_H
 #define ITSCONV_COMPACT_H
 
 #include <cstddef>
+#include <cstdint>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -14,83 +15,107 @@
 namespace itsconv {
 namespace {
 
-// From s, at the start of a line and so outside any string, up to and
-// including the next line feed outside a string: blanks outside strings go,
-// strings are copied as they stand, a backslash taking the character behind
-// it along.
-const char* compactLine(const char* s, const char* end, char** pd)
+// Where a text stands between two pieces of it.
+struct JsonState {
+   bool inString = false;
+   bool escape = false;  // a backslash inside a string was the last byte
+};
+
+inline bool isJsonBlank(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
+
+// Byte by byte: blanks outside strings go, strings are copied as they stand,
+// a backslash taking the byte behind it along.
+char* compactBytes(const char* s, const char* end, char* d, JsonState* st)
 {
-   char* d = *pd;
-   while (s < end) {
-      char c = *s++;
-      if (c == '\n') break;
-      if (c == ' ' || c == '\t' || c == '\r') continue;
-      *d++ = c;
-      if (c != '"') continue;
-      while (s < end) {
-         c = *s++;
+   bool inString = st->inString, escape = st->escape;
+   for (; s < end; s++) {
+      char c = *s;
+      if (inString) {
          *d++ = c;
-         if (c == '"') break;
-         if (c == '\\' && s < end) *d++ = *s++;
+         if (escape)
+            escape = false;
+         else if (c == '\\')
+            escape = true;
+         else if (c == '"')
+            inString = false;
+      } else if (!isJsonBlank(c)) {
+         *d++ = c;
+         inString = c == '"';
       }
    }
-   *pd = d;
-   return s;
+   st->inString = inString;
+   st->escape = escape;
+   return d;
 }
 
-// The library writes a line feed and an indentation after and before
-// brackets and after commas, and strict JSON has no raw line feed (nor any
-// other control character) inside a string, so each line starts outside a
-// string. A line's indentation is skipped and the rest copied a register
-// (V::W bytes) at a time; only a line with a blank, a control character or a
-// backslash behind its indentation, or with an odd number of quotes, is done
-// again byte by byte with strings tracked (compactLine). Stores run up to
-// V::W bytes past what is kept. Returns the length written at d.
 #if defined(__x86_64__)
+// Trailing zero bits, 64 for none.
+inline unsigned zeros(uint64_t x)
+{
+   return x != 0 ? static_cast<unsigned>(__builtin_ctzll(x)) : 64;
+}
+
+// Copies the lowest run of kept bytes of the step at s to d (64 bytes are
+// stored, the run's length kept) and clears it from *keep; with no run left
+// it copies nothing.
 template <typename V>
-size_t compactLines(char* d, const char* text, size_t n)
+inline void copyRun(const char* s, uint64_t* keep, char** d)
+{
+   uint64_t k = *keep;
+   unsigned at = zeros(k) & 63;
+   unsigned len = zeros(~(k >> at));
+   for (int i = 0; i < 64 / V::W; i++) V::store(*d + i * V::W, V::load(s + at + i * V::W));
+   *d += len;
+   *keep = k & (k + (k & (0 - k)));
+}
+
+// Each step takes 64 bytes as 64-bit masks of blanks and quotes. The quotes
+// seen so far, counted odd or even, tell which bytes are inside strings (a
+// prefix XOR), so the bytes to keep are the non-blanks and everything inside
+// strings; runs of them are copied 64 bytes at a time. The loads do not wait
+// on one another, so the processor overlaps the steps. A step with a
+// backslash, or behind one, goes byte by byte, as does the rest of the text
+// shorter than two steps. Stores run up to 64 bytes past what is kept.
+// Returns the length written at d.
+template <typename V>
+size_t compactChunks(char* d, const char* text, size_t n)
 {
    char* start = d;
    const char* s = text;
    const char* end = text + n;
-   const unsigned all = ~0u >> (32 - V::W);
-   while (s < end) {
-      while (end - s >= V::W) {
-         unsigned indent = V::eq(V::load(s), ' ');
-         if (indent != all) {
-            s += __builtin_ctz(~indent);
-            break;
-         }
-         s += V::W;
+   JsonState st;
+   // A run is copied from where it starts, up to 63 bytes into the step.
+   while (end - s >= 128) {
+      uint64_t blank = 0, quote = 0, backslash = 0;
+      for (int i = 0; i < 64 / V::W; i++) {
+         typename V::Reg v = V::load(s + i * V::W);
+         blank |= static_cast<uint64_t>(V::blank(v)) << (i * V::W);
+         quote |= static_cast<uint64_t>(V::eq(v, '"')) << (i * V::W);
+         backslash |= static_cast<uint64_t>(V::eq(v, '\\')) << (i * V::W);
       }
-      const char* line = s;
-      char* lineOut = d;
-      bool slow = true;
-      unsigned quotes = 0;  // their parity in bit 0 after folding
-      while (end - s >= V::W) {
-         typename V::Reg v = V::load(s);
-         unsigned lf = V::eq(v, '\n');
-         unsigned special = V::blankOrBackslash(v);
-         unsigned q = V::eq(v, '"');
-         V::store(d, v);
-         if (lf != 0) {
-            unsigned before = (lf & (0u - lf)) - 1;
-            unsigned len = static_cast<unsigned>(__builtin_ctz(lf));
-            slow = (special & before) != 0 || __builtin_parity(quotes ^ (q & before));
-            d += len;
-            s += len + 1;
-            break;
-         }
-         if (special != 0) break;
-         quotes ^= q;
-         d += V::W;
-         s += V::W;
+      if (backslash != 0 || st.escape) {
+         d = compactBytes(s, s + 64, d, &st);
+         s += 64;
+         continue;
       }
-      if (slow) {
-         d = lineOut;
-         s = compactLine(line, end, &d);
-      }
+      uint64_t inside = quote;
+      inside ^= inside << 1;
+      inside ^= inside << 2;
+      inside ^= inside << 4;
+      inside ^= inside << 8;
+      inside ^= inside << 16;
+      inside ^= inside << 32;
+      if (st.inString) inside = ~inside;
+      st.inString = (inside >> 63) != 0;
+      uint64_t keep = ~blank | inside;
+      // Most steps of the library's text have two or three runs: the first
+      // two go without a test (as no-ops once keep is empty), which leaves
+      // fewer mispredicted loop ends than a plain loop.
+      for (int r = 0; r < 2; r++) copyRun<V>(s, &keep, &d);
+      while (keep != 0) copyRun<V>(s, &keep, &d);
+      s += 64;
    }
+   d = compactBytes(s, end, d, &st);
    return static_cast<size_t>(d - start);
 }
 #endif

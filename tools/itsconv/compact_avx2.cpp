@@ -1,4 +1,4 @@
-// itsconv: JSON compaction 32 bytes at a time (processors with AVX2, BMI and POPCNT, built for them).
+// itsconv: JSON compaction 32 bytes per register (processors with AVX2, BMI and POPCNT, built for them).
 #include "compact.h"
 #include "output.h"
 
@@ -14,11 +14,15 @@ struct Avx2 {
    static void store(char* p, Reg v) { _mm256_storeu_si256(reinterpret_cast<Reg*>(p), v); }
    static unsigned bits(Reg m) { return static_cast<unsigned>(_mm256_movemask_epi8(m)); }
    static unsigned eq(Reg v, char c) { return bits(_mm256_cmpeq_epi8(v, _mm256_set1_epi8(c))); }
-   // Bytes up to the blank (unsigned), and backslashes.
-   static unsigned blankOrBackslash(Reg v)
+   // Blanks: space, line feed, tab, carriage return. Their low four bits
+   // differ, so a byte is a blank when the table entry its low four bits
+   // pick is the byte itself (bytes from 0x80 up pick 0).
+   static unsigned blank(Reg v)
    {
-      Reg low = _mm256_cmpeq_epi8(_mm256_min_epu8(v, _mm256_set1_epi8(' ')), v);
-      return bits(_mm256_or_si256(low, _mm256_cmpeq_epi8(v, _mm256_set1_epi8('\\'))));
+      const char x = static_cast<char>(0xff);
+      const Reg table = _mm256_setr_epi8(' ', x, x, x, x, x, x, x, x, '\t', '\n', x, x, '\r', x, x,
+                                         ' ', x, x, x, x, x, x, x, x, '\t', '\n', x, x, '\r', x, x);
+      return bits(_mm256_cmpeq_epi8(_mm256_shuffle_epi8(table, v), v));
    }
 };
 
@@ -26,7 +30,7 @@ struct Avx2 {
 
 size_t compactJsonAvx2(char* d, const char* text, size_t n)
 {
-   return compactLines<Avx2>(d, text, n);
+   return compactChunks<Avx2>(d, text, n);
 }
 
 }  // namespace itsconv

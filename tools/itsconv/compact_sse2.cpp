@@ -1,4 +1,4 @@
-// itsconv: JSON compaction 16 bytes at a time (any x86-64 processor).
+// itsconv: JSON compaction 16 bytes per register (any x86-64 processor).
 #include "compact.h"
 #include "output.h"
 
@@ -14,11 +14,14 @@ struct Sse2 {
    static void store(char* p, Reg v) { _mm_storeu_si128(reinterpret_cast<Reg*>(p), v); }
    static unsigned bits(Reg m) { return static_cast<unsigned>(_mm_movemask_epi8(m)); }
    static unsigned eq(Reg v, char c) { return bits(_mm_cmpeq_epi8(v, _mm_set1_epi8(c))); }
-   // Bytes up to the blank (unsigned), and backslashes.
-   static unsigned blankOrBackslash(Reg v)
+   // Blanks: space, line feed, tab, carriage return.
+   static unsigned blank(Reg v)
    {
-      Reg low = _mm_cmpeq_epi8(_mm_min_epu8(v, _mm_set1_epi8(' ')), v);
-      return bits(_mm_or_si128(low, _mm_cmpeq_epi8(v, _mm_set1_epi8('\\'))));
+      Reg sp = _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8(' ')),
+                            _mm_cmpeq_epi8(v, _mm_set1_epi8('\n')));
+      Reg tc = _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('\t')),
+                            _mm_cmpeq_epi8(v, _mm_set1_epi8('\r')));
+      return bits(_mm_or_si128(sp, tc));
    }
 };
 
@@ -26,7 +29,7 @@ struct Sse2 {
 
 size_t compactJsonSse2(char* d, const char* text, size_t n)
 {
-   return compactLines<Sse2>(d, text, n);
+   return compactChunks<Sse2>(d, text, n);
 }
 
 }  // namespace itsconv
