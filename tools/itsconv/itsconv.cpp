@@ -101,8 +101,9 @@ struct Source {
 };
 
 // What converting a run of messages left: the results in input order, the
-// lines for standard error, and the counts.
-struct Results {
+// lines for standard error, and the counts. Threads fill neighbouring ones,
+// so each has cache lines of its own.
+struct alignas(64) Results {
    OutBuf out;
    std::string err;
    size_t converted = 0, failed = 0;
