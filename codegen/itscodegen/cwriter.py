@@ -125,9 +125,11 @@ def guard(stem, suffix):
 
 
 def codec_units(mod, fmt, header_suffix, common_header, enc_sig, dec_sig, write_encoder,
-                write_decoder):
+                write_decoder, more_sigs=(), prelude=()):
     """The three units one codec back end writes for a module: the header of
-    its declarations (<stem><header_suffix>.h), the encoders and the decoders.
+    its declarations (<stem><header_suffix>.h), the encoders and the decoders
+    (more_sigs: further functions per type the decoders' unit defines, with
+    the declarations of `prelude` before them).
     Returns the three texts in that order."""
     decls = Writer()
     for line in header_banner(mod.stem, fmt + " encoder and decoder declarations").splitlines():
@@ -138,9 +140,15 @@ def codec_units(mod, fmt, header_suffix, common_header, enc_sig, dec_sig, write_
     decls()
     decls('#include "%s.h"' % mod.stem)
     decls()
+    for line in prelude:
+        decls(line)
+    if prelude:
+        decls()
     for t in mod.types:
         decls(enc_sig(t) + ";")
         decls(dec_sig(t) + ";")
+        for sig in more_sigs:
+            decls(sig(t) + ";")
     decls()
     decls("#endif")
 
