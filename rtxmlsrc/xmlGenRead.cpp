@@ -134,6 +134,24 @@ int xmlGenDecOpenElem(VXCTXT* pctxt, const XmlElemDescr* row)
    return id < 0 ? VX_LOG_ERR(pctxt, id) : 0;
 }
 
+int xmlGenSpreadBits(VXCTXT* pctxt, const uint8_t* bits, uint64_t nbits, uint8_t* data,
+                     size_t rootBytes, uint8_t* pnbits, uint8_t** pext)
+{
+   size_t nbytes = (size_t)((nbits + 7) / 8);
+   size_t root = nbytes < rootBytes ? nbytes : rootBytes;
+   memset(data, 0, rootBytes);
+   memcpy(data, bits, root);
+   *pext = nullptr;
+   if (nbytes > rootBytes) {
+      uint8_t* ext = static_cast<uint8_t*>(rtxMemAlloc(pctxt, nbytes - rootBytes));
+      if (ext == nullptr) return RTERR_NOMEM;
+      memcpy(ext, bits + rootBytes, nbytes - rootBytes);
+      *pext = ext;
+   }
+   *pnbits = (uint8_t)nbits;
+   return 0;
+}
+
 int xmlGenDecBitStrExt(VXCTXT* pctxt, uint8_t* data, size_t rootBytes, uint8_t* pnbits,
                        uint8_t** pext)
 {
@@ -144,17 +162,6 @@ int xmlGenDecBitStrExt(VXCTXT* pctxt, uint8_t* data, size_t rootBytes, uint8_t* 
    int stat = rtXmlpDecBitString64(pctxt, bits, &nbits, sizeof(bits));
    if (stat != 0) return stat;
    if (nbits > 255) return RTERR_CONSVIO;
-   size_t nbytes = (size_t)((nbits + 7) / 8);
-   size_t root = nbytes < rootBytes ? nbytes : rootBytes;
-   memset(data, 0, rootBytes);
-   memcpy(data, bits, root);
-   *pext = nullptr;
-   if (nbytes > rootBytes) {
-      uint8_t* ext = static_cast<uint8_t*>(rtxMemAlloc(pctxt, nbytes - rootBytes));
-      if (ext == nullptr) return VX_LOG_ERRNEW(pctxt, RTERR_NOMEM);
-      memcpy(ext, bits + rootBytes, nbytes - rootBytes);
-      *pext = ext;
-   }
-   *pnbits = (uint8_t)nbits;
-   return 0;
+   stat = xmlGenSpreadBits(pctxt, bits, nbits, data, rootBytes, pnbits, pext);
+   return stat != 0 ? VX_LOG_ERRNEW(pctxt, stat) : 0;
 }

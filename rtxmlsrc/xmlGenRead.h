@@ -57,4 +57,10 @@ int xmlGenDecOpenElem(VXCTXT* pctxt, const XmlElemDescr* row);
 int xmlGenDecBitStrExt(VXCTXT* pctxt, uint8_t* data, size_t rootBytes, uint8_t* pnbits,
                        uint8_t** pext);
 
+// The `nbits` (at most 255) bits of `bits` spread as xmlGenDecBitStrExt
+// does: the root part into `data`, the rest into a new heap block. 0, or
+// RTERR_NOMEM (not recorded).
+int xmlGenSpreadBits(VXCTXT* pctxt, const uint8_t* bits, uint64_t nbits, uint8_t* data,
+                     size_t rootBytes, uint8_t* pnbits, uint8_t** pext);
+
 #endif

@@ -30,6 +30,14 @@ struct XmlGenOut {
    size_t pad;         // room kept behind the text for 16-byte runs of blanks
 };
 
+// Where the name of a start tag written in place lies in the output: its
+// offset (the buffer may move as it grows) and length, for the end tag to
+// copy. A length of SIZE_MAX: the start tag took the general writer.
+struct XmlGenTagRef {
+   size_t at;
+   size_t len;
+};
+
 VX_INLINE XmlGenOut xmlGenOutput(const VXCTXT* pctxt)
 {
    XmlCtxtInfo* info = rtXmlGetCtxtInfo(pctxt);
@@ -54,7 +62,7 @@ VX_INLINE size_t xmlGenNameLength(const char* name)
 
 VX_INLINE uint8_t* xmlGenCopy(uint8_t* p, const char* text, size_t n)
 {
-   for (size_t i = 0; i < n; i++) p[i] = (uint8_t)text[i];
+   memcpy(p, text, n);
    return p + n;
 }
 
@@ -141,7 +149,14 @@ VX_INLINE uint8_t* xmlGenBreak(const VXCTXT* pctxt, const XmlGenOut& out, uint8_
       _mm_storeu_si128(reinterpret_cast<__m128i*>(p),
                        _mm_loadu_si128(reinterpret_cast<const __m128i*>(kLine + 1 - feed)));
       size_t total = width + feed;
-      if (VX_UNLIKELY(total > 16)) rtxTextPutRun(p + 16, total - 16, ' ', true);
+      if (VX_UNLIKELY(total > 16)) {
+         // Up to 32 in a second store: the room holds the pad behind them.
+         if (total <= 32)
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 16),
+                             _mm_loadu_si128(reinterpret_cast<const __m128i*>(kLine + 1)));
+         else
+            rtxTextPutRun(p + 16, total - 16, ' ', true);
+      }
       return p + total;
    }
 #endif
@@ -161,7 +176,8 @@ VX_INLINE void xmlGenDone(VXCTXT* pctxt, uint8_t* p)
 // bytes: "<" or "</"), the name, `close` (">" or "/>"). Growing buffers
 // take the name in one pass; the others measure it first. 0 or a status.
 VX_INLINE int xmlGenTag(VXCTXT* pctxt, const XmlGenOut& out, bool brk, const char* open,
-                        size_t openLen, const char* elemName, const char* close, size_t closeLen)
+                        size_t openLen, const char* elemName, const char* close, size_t closeLen,
+                        XmlGenTagRef* ref = nullptr)
 {
    size_t width = brk ? xmlGenWidth(pctxt, out) : 0;
    uint8_t* p = nullptr;
@@ -174,6 +190,7 @@ VX_INLINE int xmlGenTag(VXCTXT* pctxt, const XmlGenOut& out, bool brk, const cha
       for (size_t i = 0; i < openLen; i++) *p++ = (uint8_t)open[i];
       size_t n = xmlGenScanCopy(p, elemName);
       if (VX_LIKELY(n != SIZE_MAX)) {
+         if (ref != nullptr) *ref = XmlGenTagRef{(size_t)(p - pctxt->buffer.data), n};
          p += n;
          for (size_t i = 0; i < closeLen; i++) *p++ = (uint8_t)close[i];
          xmlGenDone(pctxt, p);
@@ -185,6 +202,7 @@ VX_INLINE int xmlGenTag(VXCTXT* pctxt, const XmlGenOut& out, bool brk, const cha
    if ((stat = xmlGenRoom(pctxt, out, width, openLen + n + closeLen, p)) != 0) return stat;
    if (brk) p = xmlGenBreak(pctxt, out, p, width);
    for (size_t i = 0; i < openLen; i++) *p++ = (uint8_t)open[i];
+   if (ref != nullptr) *ref = XmlGenTagRef{(size_t)(p - pctxt->buffer.data), n};
    p = xmlGenCopy(p, elemName, n);
    for (size_t i = 0; i < closeLen; i++) *p++ = (uint8_t)close[i];
    xmlGenDone(pctxt, p);
@@ -192,9 +210,12 @@ VX_INLINE int xmlGenTag(VXCTXT* pctxt, const XmlGenOut& out, bool brk, const cha
 }
 
 // rtXmlEncStartElement(name, no namespace, no attributes, terminated): an
-// empty name only terminates a pending start tag.
-VX_INLINE int xmlGenStart(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName)
+// empty name only terminates a pending start tag. With `ref`, where the
+// name went, for xmlGenEnd.
+VX_INLINE int xmlGenStart(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName,
+                          XmlGenTagRef* ref = nullptr)
 {
+   if (ref != nullptr) *ref = XmlGenTagRef{0, SIZE_MAX};
    if (out.info == nullptr || elemName == nullptr || elemName[0] == 0)
       return rtXmlEncStartElement(pctxt, elemName, nullptr, nullptr, true);
    XmlCtxtInfo* info = out.info;
@@ -203,7 +224,7 @@ VX_INLINE int xmlGenStart(VXCTXT* pctxt, const XmlGenOut& out, const char* elemN
       info->freeNameNodes = node->next;
    else if ((node = xmlGenNewNameNode(pctxt)) == nullptr)
       return VX_LOG_ERR(pctxt, RTERR_NOMEM);
-   int stat = xmlGenTag(pctxt, out, true, "<", 1, elemName, ">", 1);
+   int stat = xmlGenTag(pctxt, out, true, "<", 1, elemName, ">", 1, ref);
    if (stat != 0) {
       node->next = info->freeNameNodes;
       info->freeNameNodes = node;
@@ -217,8 +238,10 @@ VX_INLINE int xmlGenStart(VXCTXT* pctxt, const XmlGenOut& out, const char* elemN
 }
 
 // rtXmlEncEndElement: "</name>", on a line of its own behind elements, or
-// "<name/>" when nothing was written since the start tag.
-VX_INLINE int xmlGenEnd(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName)
+// "<name/>" when nothing was written since the start tag. With the start
+// tag's `ref`, the name is copied from the start tag.
+VX_INLINE int xmlGenEnd(VXCTXT* pctxt, const XmlGenOut& out, const char* elemName,
+                        const XmlGenTagRef* ref = nullptr)
 {
    if (out.info == nullptr || elemName == nullptr || elemName[0] == 0)
       return rtXmlEncEndElement(pctxt, elemName, nullptr);
@@ -243,7 +266,20 @@ VX_INLINE int xmlGenEnd(VXCTXT* pctxt, const XmlGenOut& out, const char* elemNam
       xmlGenDone(pctxt, p);
    } else {
       bool own = pctxt->state == XMLSTATE_EOE || pctxt->state == XMLSTATE_COMMENT;
-      if ((stat = xmlGenTag(pctxt, out, own, "</", 2, elemName, ">", 1)) != 0) return stat;
+      if (ref != nullptr && ref->len != SIZE_MAX && out.pad != 0) {
+         // The name lies in the buffer: copied 16 bytes a step, from
+         // before the cursor to behind it (room kept for the overshoot).
+         size_t width = own ? xmlGenWidth(pctxt, out) : 0;
+         if ((stat = xmlGenRoom(pctxt, out, width, ref->len + 3, p)) != 0) return stat;
+         if (own) p = xmlGenBreak(pctxt, out, p, width);
+         *p++ = '<';
+         *p++ = '/';
+         p = xmlGenCopyPadded(p, pctxt->buffer.data + ref->at, ref->len);
+         *p++ = '>';
+         xmlGenDone(pctxt, p);
+      } else if ((stat = xmlGenTag(pctxt, out, own, "</", 2, elemName, ">", 1)) != 0) {
+         return stat;
+      }
    }
    pctxt->state = XMLSTATE_EOE;
    if (node != nullptr) {
@@ -292,12 +328,25 @@ VX_INLINE void xmlGenNumberRest(VXCTXT* pctxt, uint8_t* p, bool minus, uint64_t 
 // "<name>digits</name>" in one piece, as rtXmlEncInt64 / rtXmlEncUInt64
 // write it (nothing can fail once the room is there).
 VX_INLINE int xmlGenNumber(VXCTXT* pctxt, const XmlGenOut& out, uint64_t magnitude, bool minus,
-                           const char* elemName)
+                           const char* elemName, size_t known = SIZE_MAX)
 {
    size_t digits = rtxTextDigitCount(magnitude);
    size_t width = xmlGenWidth(pctxt, out);
    uint8_t* p = nullptr;
    int stat;
+   if (known != SIZE_MAX) {
+      // A component's name: its length is given, the copies are moves.
+      stat = xmlGenRoom(pctxt, out, width, 2 * known + 5 + 1 + digits, p);
+      if (stat != 0) return stat;
+      p = xmlGenBreak(pctxt, out, p, width);
+      *p++ = '<';
+      memcpy(p, elemName, known);
+      xmlGenNumberRest(pctxt, p + known, minus, magnitude, digits, [&](uint8_t* to) {
+         memcpy(to, elemName, known);
+         return to + known;
+      });
+      return 0;
+   }
    if (VX_LIKELY(out.pad != 0)) {
       // A growing buffer: room for the longest short name, the name copied
       // as it is measured, the end tag's copy taken from the start tag.
@@ -341,6 +390,23 @@ VX_INLINE int xmlGenUInt(VXCTXT* pctxt, const XmlGenOut& out, uint64_t value, co
    return xmlGenNumber(pctxt, out, value, false, elemName);
 }
 
+// The same for a component whose literal name of n bytes the compiler
+// knows: with n a constant, the name is copied by moves.
+VX_INLINE int xmlGenInt(VXCTXT* pctxt, const XmlGenOut& out, int64_t value, const char* elemName,
+                        size_t n)
+{
+   if (out.info == nullptr || n == 0) return rtXmlEncInt64(pctxt, value, elemName, nullptr);
+   uint64_t magnitude = value < 0 ? 0u - (uint64_t)value : (uint64_t)value;
+   return xmlGenNumber(pctxt, out, magnitude, value < 0, elemName, n);
+}
+
+VX_INLINE int xmlGenUInt(VXCTXT* pctxt, const XmlGenOut& out, uint64_t value, const char* elemName,
+                         size_t n)
+{
+   if (out.info == nullptr || n == 0) return rtXmlEncUInt64(pctxt, value, elemName, nullptr);
+   return xmlGenNumber(pctxt, out, value, false, elemName, n);
+}
+
 // ---- further steps, over the general writer ----
 
 // "<name>", "<id/>" one level deeper, "</name>", each on its own line: an
@@ -365,6 +431,7 @@ VX_INLINE int xmlGenNamed(VXCTXT* pctxt, const XmlGenOut& out, const char* id, s
    if (stat != 0) return stat;
    p = xmlGenBreak(pctxt, out, p, width);
    *p++ = '<';
+   const uint8_t* name = p;
    p = xmlGenCopy(p, elemName, n);
    *p++ = '>';
    pctxt->state = XMLSTATE_SOE;
@@ -376,7 +443,8 @@ VX_INLINE int xmlGenNamed(VXCTXT* pctxt, const XmlGenOut& out, const char* id, s
    p = xmlGenBreak(pctxt, out, p, width);
    *p++ = '<';
    *p++ = '/';
-   p = xmlGenCopy(p, elemName, n);
+   // From the start tag: 16 bytes a step where the pad allows.
+   p = out.pad != 0 ? xmlGenCopyPadded(p, name, n) : xmlGenCopy(p, (const char*)name, n);
    *p++ = '>';
    xmlGenDone(pctxt, p);
    pctxt->state = XMLSTATE_EOE;
@@ -401,13 +469,14 @@ VX_INLINE int xmlGenValueElement(VXCTXT* pctxt, const XmlGenOut& out, const char
    if (stat != 0) return stat;
    p = xmlGenBreak(pctxt, out, p, width);
    *p++ = '<';
+   const uint8_t* name = p;
    p = xmlGenCopy(p, elemName, n);
    *p++ = '>';
    fill(p);
    p += nchars;
    *p++ = '<';
    *p++ = '/';
-   p = xmlGenCopy(p, elemName, n);
+   p = out.pad != 0 ? xmlGenCopyPadded(p, name, n) : xmlGenCopy(p, (const char*)name, n);
    *p++ = '>';
    xmlGenDone(pctxt, p);
    pctxt->state = XMLSTATE_EOE;

@@ -138,6 +138,19 @@ int memClose(VXRTSTREAM* pStream)
 
 }  // namespace
 
+bool rtxStreamMemoryUnread(VXCTXT* pctxt, const uint8_t** pdata, size_t* psize)
+{
+   const VXRTSTREAM* pStream = pctxt != nullptr ? pctxt->pStream : nullptr;
+   if (pStream == nullptr || pStream->read != memRead ||
+       (pStream->flags & (VXRT_STREAM_HEXTEXT | VXRT_STREAM_INPUT)) != VXRT_STREAM_INPUT ||
+       pStream->pCaptureBuf != nullptr || pStream->ioBytes != 0 || pStream->bytesProcessed != 0 ||
+       pctxt->buffer.byteIndex != 0)
+      return false;
+   *pdata = pctxt->buffer.data;
+   *psize = (size_t)pctxt->buffer.size;
+   return true;
+}
+
 int rtxStreamMemoryAttach(VXCTXT* pctxt, const uint8_t* pMemBuf, size_t bufSize, uint16_t flags)
 {
    if (pctxt == nullptr) return RTERR_INVPARAM;

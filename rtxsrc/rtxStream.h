@@ -235,6 +235,10 @@ int rtxStreamInit(VXCTXT* pctxt);
 // installs the memory stream functions. flags: VXRT_STREAM_INPUT or
 // VXRT_STREAM_OUTPUT, optionally VXRT_STREAM_HEXTEXT. -20 for null or empty data.
 int rtxStreamMemoryAttach(VXCTXT* pctxt, const uint8_t* pMemBuf, size_t bufSize, uint16_t flags);
+// The whole of an attached memory input stream, in place, when nothing has
+// been read from it yet (and it is neither read as hexadecimal text nor
+// captured, which needs every byte to pass through the stream).
+bool rtxStreamMemoryUnread(VXCTXT* pctxt, const uint8_t** pdata, size_t* psize);
 
 long rtxStreamRead(VXCTXT* pctxt, uint8_t* pbuffer, size_t bufSize);
 long rtxStreamReadDirect(VXCTXT* pctxt, uint8_t* pbuffer, size_t bufSize);

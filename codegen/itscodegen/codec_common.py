@@ -99,13 +99,14 @@ def list_init(w, t, v):
         w("rtxDListBufInit(&buf, 16, (void**)&array, sizeof(%s));" % et)
 
 
-def list_store_item(w, t, v, call, nomem, overflow, fail_item, fail_buffered):
+def list_store_item(w, t, v, call, nomem, overflow, fail_item, fail_buffered, fail_grow=fail_log):
     """Reads one item into its place: call(lv) is the reader's call for the
     item lv; `nomem` and `overflow` are the statements for a node that can
     not be had and an inline array already past its upper bound (it holds
     one item more, so the text reader's extra item is stored safely);
     fail_item(w) passes a failed read on, `fail_buffered` is the return of
-    a failed read into the buffer of a dynamic array (freed first)."""
+    a failed read into the buffer of a dynamic array (freed first),
+    fail_grow(w) that of a buffer that can not grow."""
     et = layout.field_ctype(t.elem)
     if t.form == "list":
         # The node and its element are one allocation, the element right
@@ -127,7 +128,7 @@ def list_store_item(w, t, v, call, nomem, overflow, fail_item, fail_buffered):
     else:
         with w.block("if (buf.n == buf.nMax)"):
             w("stat = rtxDListBufExpand(pctxt, &buf);")
-            fail_log(w)
+            fail_grow(w)
         with w.block("if ((stat = %s) != 0)" % call("array[buf.n]")):
             w("rtxDListBufFreeAll(pctxt, &buf);")
             w(fail_buffered)
@@ -135,11 +136,12 @@ def list_store_item(w, t, v, call, nomem, overflow, fail_item, fail_buffered):
         w("buf.nAll++;")
 
 
-def list_finish(w, t, v):
-    """A dynamic array takes its items out of the buffer."""
+def list_finish(w, t, v, fail=fail_log):
+    """A dynamic array takes its items out of the buffer; fail(w) passes a
+    failure of that on."""
     if t.form == "dynamic-array":
         w("stat = rtxDListBufToArray(pctxt, &buf);")
-        fail_log(w)
+        fail(w)
         w("%s.n = buf.nAll;" % v)
         w("%s.elem = array;" % v)
 
@@ -166,3 +168,32 @@ def element_site_args(t):
     if e.owned:
         return ()
     return (naming.element_cname(t.cname), layout.field_ctype(e))
+
+
+class Site:
+    """Where a value stands: its type and the function that codes it, which
+    is the type's own (OWNED + type name) or, for a value without a type of
+    its own, a static function of the unit (INLINE + its name) taking
+    `argtype`. Back ends set the two prefixes."""
+
+    OWNED = ""
+    INLINE = ""
+
+    def __init__(self, t, inline_name=None, argtype=None):
+        self.t = t
+        self.inline_name = inline_name
+        self.argtype = argtype
+
+    @property
+    def fn(self):
+        return self.OWNED + self.t.cname if self.t.owned else self.INLINE + self.inline_name
+
+    @classmethod
+    def of_comp(cls, t, c):
+        """A SEQUENCE component or CHOICE alternative c of t."""
+        return cls(c.type, *inline_site_args(t, c))
+
+    @classmethod
+    def of_elem(cls, t):
+        """The element of the list type t."""
+        return cls(t.elem, *element_site_args(t))

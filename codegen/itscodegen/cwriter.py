@@ -125,11 +125,13 @@ def guard(stem, suffix):
 
 
 def codec_units(mod, fmt, header_suffix, common_header, enc_sig, dec_sig, write_encoder,
-                write_decoder, declare=None):
+                write_decoder, more_sigs=(), prelude=(), declare=None):
     """The three units one codec back end writes for a module: the header of
-    its declarations (<stem><header_suffix>.h), the encoders and the decoders.
-    declare(t), if given, returns the header's lines for type t (by default
-    the two signatures). Returns the three texts in that order."""
+    its declarations (<stem><header_suffix>.h), the encoders and the decoders
+    (more_sigs: further functions per type the decoders' unit defines, with
+    the declarations of `prelude` before them). declare(t), if given, returns
+    the header's lines for type t in place of its two signatures.
+    Returns the three texts in that order."""
     decls = Writer()
     for line in header_banner(mod.stem, fmt + " encoder and decoder declarations").splitlines():
         decls(line)
@@ -139,9 +141,15 @@ def codec_units(mod, fmt, header_suffix, common_header, enc_sig, dec_sig, write_
     decls()
     decls('#include "%s.h"' % mod.stem)
     decls()
+    for line in prelude:
+        decls(line)
+    if prelude:
+        decls()
     for t in mod.types:
         for line in (declare(t) if declare else [enc_sig(t) + ";", dec_sig(t) + ";"]):
             decls(line)
+        for sig in more_sigs:
+            decls(sig(t) + ";")
     decls()
     decls("#endif")
 

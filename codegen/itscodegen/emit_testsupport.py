@@ -461,6 +461,8 @@ def emit_table(model):
           "{ return XmlEnc_%s(pctxt, %s, elemName, 0); }" % (t.cname, t.cname, xarg))
         w("int xd_%s(VXCTXT* pctxt, void* pvalue) { return XmlDec_%s(pctxt, (%s*)pvalue); }"
           % (t.cname, t.cname, r))
+        w("int xf_%s(XmlFastIn* in, void* pvalue) { return XmlFast_%s(in, (%s*)pvalue); }"
+          % (t.cname, t.cname, r))
         w("void fl_%s(VXCTXT* pctxt, void* pvalue, ItsTestRng& rng) { fill_%s(pctxt, (%s*)pvalue, rng); }"
           % (t.cname, t.cname, r))
         w("bool eq_%s(const void* a, const void* b) { return equal_%s((const %s*)a, (const %s*)b); }"
@@ -481,8 +483,8 @@ def emit_table(model):
             ext = "ext_" + c if t.kind == "SEQUENCE" and t.ext else "nullptr"
             alt = "alt_" + c if t.kind == "CHOICE" and t.ext else "nullptr"
             w("{%s, make_%s, release_%s, pe_%s, pd_%s, je_%s, jd_%s, fl_%s, eq_%s, %s, %s, %s, xe_%s, "
-              "xd_%s}," % (c_string(c), c, c, c, c, c, c, c, c, "true" if raw_open(t) else "false",
-                           ext, alt, c, c))
+              "xd_%s, xf_%s}," % (c_string(c), c, c, c, c, c, c, c, c, "true" if raw_open(t) else "false",
+                                  ext, alt, c, c, c))
     w("const size_t itsTestTypeCount = sizeof(itsTestTypes) / sizeof(itsTestTypes[0]);")
     return w.text()
 

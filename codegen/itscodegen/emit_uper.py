@@ -1224,12 +1224,12 @@ def emit(model):
         (out[mod.stem + "Per.h"], out[mod.stem + "Enc.cpp"],
          out[mod.stem + "Dec.cpp"]) = codec_units(
             mod, "UPER", "Per", COMMON_HEADER, enc_sig, dec_sig, write_encoder, write_decoder,
-            declare)
+            declare=declare)
         # The traced forms in units of their own, so that the untraced
         # units, and what the compiler makes of them, stay as they are.
         _, enc, dec = codec_units(
             mod, "UPER bit-trace", "Per", COMMON_HEADER, enc_sig, dec_sig, write_traced_encoder,
-            write_traced_decoder, declare)
+            write_traced_decoder, declare=declare)
         out[mod.stem + "EncTrace.cpp"] = twin_positions(out[mod.stem + "Enc.cpp"], enc)
         out[mod.stem + "DecTrace.cpp"] = twin_positions(out[mod.stem + "Dec.cpp"], dec)
     return out

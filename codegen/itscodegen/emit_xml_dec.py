@@ -22,9 +22,9 @@ reader of the unit (`xmlDec_<parent>_<component>`), made by the rule of its
 kind; numbers are read in the SEQUENCE reader itself.
 """
 from . import layout, naming
+from . import codec_common
 from .codec_common import (alloc_record, alt_lv, by_pointer, construct, fail_log, fail_pass,
-                           element_site_args, inline_site_args, list_finish, list_init,
-                           list_store_item, size_test)
+                           list_finish, list_init, list_store_item, size_test)
 from .cwriter import c_string
 
 # Field type -> (reader of the value, the reader's smallest and largest value).
@@ -56,27 +56,13 @@ def dec_sig(t):
 
 # -- where a value stands ---------------------------------------------------------
 
-class Site:
-    """A value's type, the reader that reads it, and the argument type of
-    that reader when it is a static one of the unit."""
-
-    def __init__(self, t, inline_name=None, argtype=None):
-        self.t = t
-        self.inline_name = inline_name
-        self.argtype = argtype
-
-    @property
-    def fn(self):
-        return "XmlDec_" + self.t.cname if self.t.owned else "xmlDec_" + self.inline_name
+class Site(codec_common.Site):
+    OWNED = "XmlDec_"
+    INLINE = "xmlDec_"
 
 
-def comp_site(t, c):
-    """A SEQUENCE component or CHOICE alternative."""
-    return Site(c.type, *inline_site_args(t, c))
-
-
-def elem_site(t):
-    return Site(t.elem, *element_site_args(t))
+comp_site = Site.of_comp
+elem_site = Site.of_elem
 
 
 def read_inline(c):
@@ -110,23 +96,31 @@ def elem_rows(w, names, var="elemtab"):
 
 # -- numbers ------------------------------------------------------------------------
 
-def number_read(w, t, lv, stat_decl):
-    """Reads the number of INTEGER type t into lv: `stat` is the reader's
-    failure, or a bare -16 for a value outside the range; lv is set only on
-    success. An extensible INTEGER takes any number its field holds."""
+def number_bounds(t):
+    """For INTEGER type t: its field type, the reader of the value and the
+    reader's value type, and the tests of `number` that put it outside the
+    range. An extensible INTEGER takes any number its field holds."""
     ct = naming.int_ctype(t.lo, t.hi, t.ext)
     reader, wide, rmin, rmax = INT_READERS[ct]
     fmin, fmax = FIELD_BOUNDS[ct]
     lo = fmin if t.ext or t.lo is None else max(t.lo, fmin)
     hi = fmax if t.ext or t.hi is None else min(t.hi, fmax)
+    conds = []
+    suffix = "LL" if wide == "int64_t" else "ULL"
+    if lo > rmin:
+        conds.append("number < %d%s" % (lo, suffix))
+    if hi < rmax:
+        conds.append("number > %d%s" % (hi, suffix))
+    return ct, reader, wide, conds
+
+
+def number_read(w, t, lv, stat_decl):
+    """Reads the number of INTEGER type t into lv: `stat` is the reader's
+    failure, or a bare -16 for a value outside the range; lv is set only on
+    success."""
+    ct, reader, wide, conds = number_bounds(t)
     w("%s number = 0;" % wide)
     w("%sstat = %s(pctxt, &number);" % ("int " if stat_decl else "", reader))
-    conds = []
-    signed = wide == "int64_t"
-    if lo > rmin:
-        conds.append("number < %d%s" % (lo, "LL" if signed else "ULL"))
-    if hi < rmax:
-        conds.append("number > %d%s" % (hi, "LL" if signed else "ULL"))
     if conds:
         w("if (stat == 0 && (%s)) stat = RTERR_CONSVIO;" % " || ".join(conds))
     w("if (stat == 0) %s = (%s)number;" % (lv, ct))
@@ -450,7 +444,6 @@ def write_decoder(w, t):
 def decode_branch(w, t, rec):
     """The document: the root element named after the type, holding the
     type's content; its end tag; then the status of what was recorded."""
-    w("VXCTXT* xctxt = msgBuf.getCtxtPtr();")
     w("stat = xmlGenDecStart(xctxt);")
     w("if (stat != 0) return VX_LOG_ERR(xctxt, stat);")
     w("stat = rtXmlpMatchStartTag(xctxt, %s, 0);" % c_string(t.xml_name))

@@ -118,6 +118,9 @@ def range_test(t, v):
 
 
 def put_integer(t, v, name):
+    """The number element; a component's literal name goes with its length."""
+    if name.startswith('"'):
+        name = "%s, %d" % (name, len(name[1:-1].encode("utf-8")))
     if int_field(t) in SIGNED_FIELDS:
         return "xmlGenInt(pctxt, out, (int64_t)(%s), %s)" % (v, name)
     return "xmlGenUInt(pctxt, out, (uint64_t)(%s), %s)" % (v, name)
@@ -205,7 +208,8 @@ def enc_string(w, t, v):
 
 def enc_sequence(w, t, v):
     w("const XmlGenOut out = xmlGenOutput(pctxt);")
-    w("int stat = xmlGenStart(pctxt, out, elemName);")
+    w("XmlGenTagRef tag;")
+    w("int stat = xmlGenStart(pctxt, out, elemName, &tag);")
     fail_pass(w)
     for c in t.comps:
         lv = "%s.%s" % (v, c.cid)
@@ -237,7 +241,7 @@ def enc_sequence(w, t, v):
         with w.block("if (%s.extElem1.count != 0)" % v):
             w("stat = rtAsn1XmlEncOpenTypeExt(pctxt, &%s.extElem1, %s);" % (v, reserved_names(w, t)))
             fail_pass(w)
-    w("return xmlGenEnd(pctxt, out, elemName);")
+    w("return xmlGenEnd(pctxt, out, elemName, &tag);")
 
 
 # -- CHOICE -------------------------------------------------------------------------
@@ -245,7 +249,8 @@ def enc_sequence(w, t, v):
 def enc_choice(w, t, v):
     n = len(t.comps)
     w("const XmlGenOut out = xmlGenOutput(pctxt);")
-    w("int stat = xmlGenStart(pctxt, out, elemName);")
+    w("XmlGenTagRef tag;")
+    w("int stat = xmlGenStart(pctxt, out, elemName, &tag);")
     fail_pass(w)
     with w.block("switch (%s.t)" % v):
         for i, c in enumerate(t.comps):
@@ -271,7 +276,7 @@ def enc_choice(w, t, v):
         w("default:")
         w("   return VX_LOG_ERR(pctxt, RTERR_INVOPT);")
     fail_pass(w)
-    w("return xmlGenEnd(pctxt, out, elemName);")
+    w("return xmlGenEnd(pctxt, out, elemName, &tag);")
 
 
 # -- SEQUENCE OF ----------------------------------------------------------------------
@@ -287,7 +292,8 @@ def enc_seqof(w, t, v):
         w("if (%s) return RTERR_CONSVIO;" % test)
     if t.form == "dynamic-array":
         w("if (%s.n != 0 && %s.elem == 0) return VX_LOG_ERR(pctxt, RTERR_INVPARAM);" % (v, v))
-    w("int stat = xmlGenStart(pctxt, out, elemName);")
+    w("XmlGenTagRef tag;")
+    w("int stat = xmlGenStart(pctxt, out, elemName, &tag);")
     fail_pass(w)
     if t.form == "list":
         w("for (const VXRTDListNode* node = %s.head; node != 0; node = node->next) {" % v)
@@ -302,7 +308,7 @@ def enc_seqof(w, t, v):
     fail_pass(w)
     w.dedent()
     w("}")
-    w("return xmlGenEnd(pctxt, out, elemName);")
+    w("return xmlGenEnd(pctxt, out, elemName, &tag);")
 
 
 # -- open types -------------------------------------------------------------------------
@@ -329,11 +335,12 @@ def enc_open(w, t, v, raw_ok=True):
             w.indent()
             # The known value as an element named with its type's ASN.1 name.
             w("if (%s == 0) return VX_LOG_ERR(pctxt, RTERR_INVOPT);" % member)
-            w("int stat = xmlGenStart(pctxt, out, elemName);")
+            w("XmlGenTagRef tag;")
+            w("int stat = xmlGenStart(pctxt, out, elemName, &tag);")
             fail_pass(w)
             w("stat = XmlEnc_%s(pctxt, %s, %s, 0);" % (r.type.cname, member, c_string(r.type.xml_name)))
             fail_pass(w)
-            w("return xmlGenEnd(pctxt, out, elemName);")
+            w("return xmlGenEnd(pctxt, out, elemName, &tag);")
             w.dedent()
             w("}")
         w("default:")

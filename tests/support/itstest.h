@@ -12,6 +12,8 @@
 #include "rtxDList.h"
 #include "rtxMemory.h"
 
+struct XmlFastIn;
+
 // Random numbers for the fill functions (seeded, so a failing case can be
 // replayed) and the depth of the record being filled.
 struct ItsTestRng {
@@ -74,6 +76,9 @@ struct ItsTestType {
    int (*xmlEncode)(VXCTXT* pctxt, const void* pvalue, const char* elemName);
    // The XML reader, inside the element the writer wrote.
    int (*xmlDecode)(VXCTXT* pctxt, void* pvalue);
+   // The direct XML reader, inside the element the writer wrote (0, or
+   // XML_FAST_NO when it leaves the text to the reader above).
+   int (*xmlFast)(XmlFastIn* in, void* pvalue);
 };
 
 extern const ItsTestType itsTestTypes[];

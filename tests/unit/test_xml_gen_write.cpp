@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -116,7 +117,10 @@ int runGeneral(VXCTXT* pctxt, const Step& s)
    }
 }
 
-int runGen(VXCTXT* pctxt, const Step& s)
+// The in-place steps as the generated encoders call them: an element's
+// end tag with its start tag's reference (kept in `refs`), a number with
+// its name's length known (every other value) or measured.
+int runGen(VXCTXT* pctxt, const Step& s, std::vector<XmlGenTagRef>& refs)
 {
    const XmlGenOut out = xmlGenOutput(pctxt);
    switch (s.op) {
@@ -126,15 +130,24 @@ int runGen(VXCTXT* pctxt, const Step& s)
          return xmlGenBits(pctxt, out, (uint64_t)s.value * 8 / 3, kData, s.name);
       case Op::Hex:
          return xmlGenHex(pctxt, out, (uint64_t)s.value, kData, s.name);
-      case Op::Start:
-         return xmlGenStart(pctxt, out, s.name);
-      case Op::End:
-         return xmlGenEnd(pctxt, out, s.name);
+      case Op::Start: {
+         XmlGenTagRef ref;
+         int stat = xmlGenStart(pctxt, out, s.name, &ref);
+         if (stat == 0) refs.push_back(ref);
+         return stat;
+      }
+      case Op::End: {
+         XmlGenTagRef ref = refs.back();
+         refs.pop_back();
+         return xmlGenEnd(pctxt, out, s.name, &ref);
+      }
       case Op::Empty:
          return xmlGenEmpty(pctxt, out, s.name);
       case Op::Int:
+         if (s.value & 1) return xmlGenInt(pctxt, out, s.value, s.name, strlen(s.name));
          return xmlGenInt(pctxt, out, s.value, s.name);
       default:
+         if (s.value & 1) return xmlGenUInt(pctxt, out, (uint64_t)s.value, s.name, strlen(s.name));
          return xmlGenUInt(pctxt, out, (uint64_t)s.value, s.name);
    }
 }
@@ -205,8 +218,9 @@ Outcome run(Writer& w, const Setting& s, const std::vector<Step>& steps, bool ge
 {
    int stat = w.open(s);
    if (stat != 0) return {0, stat};
+   std::vector<XmlGenTagRef> refs;
    for (size_t i = 0; i < steps.size(); i++) {
-      stat = gen ? runGen(&w.ctx, steps[i]) : runGeneral(&w.ctx, steps[i]);
+      stat = gen ? runGen(&w.ctx, steps[i], refs) : runGeneral(&w.ctx, steps[i]);
       if (stat != 0) return {i, stat};
    }
    stat = w.close(s);
@@ -222,9 +236,10 @@ TEST(XmlGenWrite, SameTextAsTheGeneralWriterInEverySetting)
          Writer general(s), gen(s);
          ASSERT_EQ(0, general.open(s));
          ASSERT_EQ(0, gen.open(s));
+         std::vector<XmlGenTagRef> refs;
          for (size_t i = 0; i < steps.size(); i++) {
             ASSERT_EQ(0, runGeneral(&general.ctx, steps[i]));
-            ASSERT_EQ(0, runGen(&gen.ctx, steps[i]));
+            ASSERT_EQ(0, runGen(&gen.ctx, steps[i], refs));
             ASSERT_EQ(general.text(), gen.text()) << "after step " << i;
             ASSERT_EQ(general.ctx.state, gen.ctx.state);
             ASSERT_EQ(general.ctx.level, gen.ctx.level);

@@ -1,0 +1,118 @@
+// The converter's JSON Lines writer on texts the library does not write
+// today but may: blanks outside strings within a line, tabs and carriage
+// returns, deep indentation, long lines, escapes and a raw line feed in a
+// string, every length around the step of 64 bytes. Each register width is
+// held to a byte-by-byte reading of the text.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "output.h"
+
+namespace {
+
+// Blanks outside strings go; strings stay as they stand, escapes included.
+std::string reference(const std::string& text)
+{
+   std::string out;
+   bool inString = false, escape = false;
+   for (char c : text) {
+      if (inString) {
+         out += c;
+         if (escape)
+            escape = false;
+         else if (c == '\\')
+            escape = true;
+         else if (c == '"')
+            inString = false;
+      } else if (c != ' ' && c != '\n' && c != '\t' && c != '\r') {
+         out += c;
+         if (c == '"') inString = true;
+      }
+   }
+   return out;
+}
+
+// Pretty-printed JSON-like text: lines of indentation and members, strings
+// drawn from characters that matter to the writer.
+std::string randomText(std::mt19937* rng)
+{
+   auto pick = [&](int n) { return static_cast<int>((*rng)() % static_cast<unsigned>(n)); };
+   static const char* const pieces[] = {
+      "a", "Z", "0", " ",    "  ",   ":",   ",",   "{",
+      "}", "[", "]", "\\\"", "\\\\", "\\n", "\\t", "\\u0041",
+   };
+   std::string text;
+   int lines = 1 + pick(12);
+   for (int l = 0; l < lines; l++) {
+      text.append(3 * static_cast<size_t>(pick(16)), ' ');
+      int members = 1 + pick(3);
+      for (int m = 0; m < members; m++) {
+         text += '"';
+         int len = pick(50);
+         for (int i = 0; i < len; i++) text += pieces[pick(sizeof pieces / sizeof *pieces)];
+         // Rarely a raw line feed inside the string.
+         if (pick(40) == 0) text += "\n  x";
+         text += '"';
+         static const char* const between[] = {":",  " : ", ":\t", ",",  "\r",
+                                               ":{", "[",   "}",   "],", " "};
+         text += between[pick(sizeof between / sizeof *between)];
+         if (pick(3) == 0) text += std::to_string(pick(100000));
+      }
+      if (l + 1 < lines) text += '\n';
+   }
+   return text;
+}
+
+typedef size_t (*Compact)(char*, const char*, size_t);
+
+void checkSteps(const std::string& text)
+{
+   std::string want = reference(text);
+   std::vector<std::pair<const char*, Compact>> steps;
+#if defined(__x86_64__)
+   steps.push_back({"16-byte registers", itsconv::compactJsonSse2});
+   if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
+       __builtin_cpu_supports("popcnt"))
+      steps.push_back({"32-byte registers", itsconv::compactJsonAvx2});
+#endif
+   for (const auto& step : steps) {
+      // Exactly the text's bytes, so a read past its end shows under ASan.
+      std::unique_ptr<char[]> in(new char[text.size()]);
+      memcpy(in.get(), text.data(), text.size());
+      std::string out(text.size() + 64, '\0');
+      size_t n = step.second(&out[0], in.get(), text.size());
+      ASSERT_EQ(out.substr(0, n), want) << step.first << " on\n" << text;
+   }
+   itsconv::OutBuf buf;
+   buf.push('>');
+   itsconv::appendCompactJson(&buf, text.data(), text.size());
+   ASSERT_EQ(std::string(buf.data(), buf.size()), ">" + want);
+}
+
+TEST(CompactJson, RandomLinesEveryRegisterWidth)
+{
+   std::mt19937 rng(2024);
+   for (int i = 0; i < 3000; i++) checkSteps(randomText(&rng));
+}
+
+TEST(CompactJson, EveryCutOfOneText)
+{
+   // Each prefix puts the line ends and the text's end at another offset
+   // from the register width.
+   std::mt19937 rng(7);
+   std::string text = randomText(&rng) + "\n" + std::string(40, ' ') + "\"a b\" : [1, 2]\n}";
+   for (size_t n = 0; n <= text.size(); n++) checkSteps(text.substr(0, n));
+}
+
+TEST(CompactJson, LibraryLayout)
+{
+   checkSteps(
+      "{\n   \"header\":{\n      \"protocolVersion\":2\n   },\n   \"v\":{\"value\" : \"0a\"},\n"
+      "   \"name\":\"Main  St. \\\"A\\\"\",\n   \"list\":[\n      1,\n      2\n   ]\n}");
+   checkSteps(std::string(100, ' ') + "\"deep\":1");
+   checkSteps("\"" + std::string(200, 'x') + " y\"");
+}
+
+}  // namespace

@@ -1,0 +1,70 @@
+// itsconv: the output of a run of messages.
+#include "output.h"
+
+#include <cstdlib>
+
+#include "compact.h"
+
+namespace itsconv {
+
+void OutBuf::grow(size_t n)
+{
+   size_t cap = cap_ < 65536 ? 65536 : cap_;
+   while (cap < size_ + n) cap *= 2;
+   std::unique_ptr<char[]> bigger(new char[cap]);
+   if (size_ > 0) memcpy(bigger.get(), data_.get(), size_);
+   data_.swap(bigger);
+   cap_ = cap;
+}
+
+void appendHex(OutBuf* out, const char* bytes, size_t n)
+{
+   static const char digits[] = "0123456789abcdef";
+   char* d = out->reserve(2 * n);
+   for (size_t i = 0; i < n; i++) {
+      unsigned char b = static_cast<unsigned char>(bytes[i]);
+      d[2 * i] = digits[b >> 4];
+      d[2 * i + 1] = digits[b & 15];
+   }
+   out->commit(2 * n);
+}
+
+void appendBase64(OutBuf* out, const char* bytes, size_t n)
+{
+   static const char symbols[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+   char* d = out->reserve((n + 2) / 3 * 4);
+   char* start = d;
+   const unsigned char* s = reinterpret_cast<const unsigned char*>(bytes);
+   size_t i = 0;
+   for (; i + 3 <= n; i += 3) {
+      unsigned v = s[i] << 16 | s[i + 1] << 8 | s[i + 2];
+      *d++ = symbols[v >> 18];
+      *d++ = symbols[v >> 12 & 63];
+      *d++ = symbols[v >> 6 & 63];
+      *d++ = symbols[v & 63];
+   }
+   if (i < n) {
+      unsigned v = s[i] << 16 | (i + 1 < n ? s[i + 1] << 8 : 0);
+      *d++ = symbols[v >> 18];
+      *d++ = symbols[v >> 12 & 63];
+      *d++ = i + 1 < n ? symbols[v >> 6 & 63] : '=';
+      *d++ = '=';
+   }
+   out->commit(static_cast<size_t>(d - start));
+}
+
+void appendCompactJson(OutBuf* out, const char* text, size_t n)
+{
+   char* d = out->reserve(n + 64);
+#if defined(__x86_64__)
+   // ITSCONV_SIMD=sse2 holds a processor with AVX2 to 16-byte registers (tests).
+   static const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
+                            __builtin_cpu_supports("popcnt") && getenv("ITSCONV_SIMD") == nullptr;
+   out->commit(avx2 ? compactJsonAvx2(d, text, n) : compactJsonSse2(d, text, n));
+#else
+   JsonState st;
+   out->commit(static_cast<size_t>(compactBytes(text, text + n, d, &st) - d));
+#endif
+}
+
+}  // namespace itsconv

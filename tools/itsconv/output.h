@@ -1,0 +1,58 @@
+// itsconv: the output of a run of messages.
+#ifndef ITSCONV_OUTPUT_H
+#define ITSCONV_OUTPUT_H
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <string>
+
+namespace itsconv {
+
+// A growing byte buffer that, unlike std::string, does not clear what it
+// hands out for writing: results are appended straight into it.
+class OutBuf {
+ public:
+   // Room for n more bytes; write them, then commit what was written.
+   char* reserve(size_t n)
+   {
+      if (size_ + n > cap_) grow(n);
+      return data_.get() + size_;
+   }
+   void commit(size_t n) { size_ += n; }
+   void append(const char* p, size_t n)
+   {
+      memcpy(reserve(n), p, n);
+      size_ += n;
+   }
+   void append(const std::string& s) { append(s.data(), s.size()); }
+   void push(char c) { *reserve(1) = c, size_++; }
+   const char* data() const { return data_.get(); }
+   size_t size() const { return size_; }
+   void clear() { size_ = 0; }
+
+ private:
+   void grow(size_t n);
+   std::unique_ptr<char[]> data_;
+   size_t size_ = 0, cap_ = 0;
+};
+
+// Bytes as lower-case hexadecimal digits, or as base64 (standard alphabet,
+// padded).
+void appendHex(OutBuf* out, const char* bytes, size_t n);
+void appendBase64(OutBuf* out, const char* bytes, size_t n);
+
+// The library's JSON text on one line: blanks outside strings are dropped,
+// strings are copied as they stand.
+void appendCompactJson(OutBuf* out, const char* text, size_t n);
+
+#if defined(__x86_64__)
+// The same into d, in registers of 16 or 32 bytes (the latter needs AVX2,
+// BMI and POPCNT); d has room for n + 64 bytes. Return the length written.
+size_t compactJsonSse2(char* d, const char* text, size_t n);
+size_t compactJsonAvx2(char* d, const char* text, size_t n);
+#endif
+
+}  // namespace itsconv
+
+#endif
