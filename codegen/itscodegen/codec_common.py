@@ -71,6 +71,24 @@ def size_test(s, count):
     return " || ".join(conds)
 
 
+def bitstr_count(w, t, v):
+    """Writes the size test of the bit string v of type t for writing (a
+    bare -16 outside the constraint) and returns the expression of its
+    number of bits; None for a string with bits past its root, which its
+    writer counts itself."""
+    f = layout.bitstr_form(t)
+    s = t.size
+    if f == "bytes":
+        return str(s.hi)
+    if f == "bitstr32":
+        w("if (%s.numbits != %d) return RTERR_CONSVIO;" % (v, s.hi))
+        return str(s.hi)
+    if f == "var":
+        w("if (%s) return RTERR_CONSVIO;" % size_test(s, "%s.numbits" % v))
+        return "%s.numbits" % v
+    return None
+
+
 def fail_pass(w):
     """A failure of the step just written goes back as it is."""
     w("if (stat != 0) return stat;")

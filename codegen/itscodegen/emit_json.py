@@ -21,7 +21,7 @@ own gets a static function of the unit, named after the inline naming rule
 (`jsonEnc_<parent>_<component>`), coded by the rule of its kind like a type.
 """
 from . import control, layout, naming
-from .codec_common import (alloc_record, alt_lv, by_pointer, construct, fail_log, fail_pass, is_pdu,
+from .codec_common import (alloc_record, alt_lv, bitstr_count, by_pointer, construct, fail_log, fail_pass, is_pdu,
                            element_site_args, inline_site_args, list_finish, list_init,
                            list_store_item, reserved_names, size_test)
 from .cwriter import Writer, c_string, codec_units
@@ -207,19 +207,14 @@ def dec_enum(w, t, lv):
 # -- strings ----------------------------------------------------------------------
 
 def enc_bitstring(w, t, v):
-    f = layout.bitstr_form(t)
-    s = t.size
-    if f == "bytes":
-        w("return rtJsonEncFixedBitStrValue(pctxt, %d, %s.data);" % (s.hi, v))
-    elif f == "bitstr32":
-        w("if (%s.numbits != %d) return RTERR_CONSVIO;" % (v, s.hi))
-        w("return rtJsonEncFixedBitStrValue(pctxt, %d, %s.data);" % (s.hi, v))
-    elif f == "var":
-        w("if (%s) return RTERR_CONSVIO;" % size_test(s, "%s.numbits" % v))
-        w("return rtJsonEncBitStrValue(pctxt, %s.numbits, %s.data);" % (v, v))
-    else:
+    count = bitstr_count(w, t, v)
+    if count is None:
         w("return rtJsonEncBitStrValueExt(pctxt, %s.numbits, %s.data, %d, %s.extdata);"
-          % (v, v, naming.nbytes(s.lo), v))
+          % (v, v, naming.nbytes(t.size.lo), v))
+    elif layout.bitstr_form(t) == "var":
+        w("return rtJsonEncBitStrValue(pctxt, %s, %s.data);" % (count, v))
+    else:
+        w("return rtJsonEncFixedBitStrValue(pctxt, %s, %s.data);" % (count, v))
 
 
 def dec_bitstring(w, t, lv):

@@ -19,7 +19,7 @@ Only the XER style is written: `nsPrefix` is taken for the signature's sake
 and not used (no element of this system has a prefix).
 """
 from . import layout, naming
-from .codec_common import (alt_lv, byval, element_site_args, fail_pass, inline_site_args,
+from .codec_common import (alt_lv, bitstr_count, byval, element_site_args, fail_pass, inline_site_args,
                            reserved_names, size_test)
 from .cwriter import c_string
 
@@ -167,20 +167,13 @@ def enc_null(w, t, v):
 # -- strings ----------------------------------------------------------------------
 
 def enc_bitstring(w, t, v):
-    f = layout.bitstr_form(t)
-    s = t.size
     w("const XmlGenOut out = xmlGenOutput(pctxt);")
-    if f == "bytes":
-        w("return xmlGenBits(pctxt, out, %d, %s.data, elemName);" % (s.hi, v))
-    elif f == "bitstr32":
-        w("if (%s.numbits != %d) return RTERR_CONSVIO;" % (v, s.hi))
-        w("return xmlGenBits(pctxt, out, %d, %s.data, elemName);" % (s.hi, v))
-    elif f == "var":
-        w("if (%s) return RTERR_CONSVIO;" % size_test(s, "%s.numbits" % v))
-        w("return xmlGenBits(pctxt, out, %s.numbits, %s.data, elemName);" % (v, v))
-    else:
+    count = bitstr_count(w, t, v)
+    if count is None:
         w("return xmlGenBitsExt(pctxt, out, %s.numbits, %s.data, %d, %s.extdata, elemName);"
-          % (v, v, naming.nbytes(s.lo), v))
+          % (v, v, naming.nbytes(t.size.lo), v))
+    else:
+        w("return xmlGenBits(pctxt, out, %s, %s.data, elemName);" % (count, v))
 
 
 def enc_octstring(w, t, v):

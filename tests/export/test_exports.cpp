@@ -13,26 +13,7 @@
 
 namespace {
 
-struct ToJson {
-   int stat;
-   std::string text, error;
-   bool textSet, errorSet;
-};
-
-ToJson camToJson(const std::string& bytes)
-{
-   char* text = reinterpret_cast<char*>(1);
-   char* err = reinterpret_cast<char*>(1);
-   ToJson r;
-   r.stat = etsi_CAM_to_json(bytes.data(), bytes.size(), &text, &err, false);
-   r.textSet = text != nullptr;
-   r.errorSet = err != nullptr;
-   if (text) r.text = text;
-   if (err) r.error = err;
-   etsi_delete_array(text);
-   etsi_delete_array(err);
-   return r;
-}
+TextResult camToJson(const std::string& bytes) { return callToText(etsi_CAM_to_json, bytes); }
 
 struct FromJson {
    int stat;
@@ -63,7 +44,7 @@ TEST(Exports, CapturedCamRoundTripsByteForByte)
       SCOPED_TRACE(name);
       std::string uper = readHexFile(name);
       ASSERT_FALSE(uper.empty());
-      ToJson j = camToJson(uper);
+      TextResult j = camToJson(uper);
       ASSERT_EQ(0, j.stat) << j.error;
       EXPECT_TRUE(j.textSet);
       EXPECT_FALSE(j.errorSet);
@@ -78,7 +59,7 @@ TEST(Exports, CapturedCamRoundTripsByteForByte)
 
 TEST(Exports, TextFormHasThreeSpaceIndentAndNoFinalLineFeed)
 {
-   ToJson j = camToJson(readHexFile("cam_captured_protocol1.uper.hex"));
+   TextResult j = camToJson(readHexFile("cam_captured_protocol1.uper.hex"));
    ASSERT_EQ(0, j.stat) << j.error;
    const std::string head =
       "{\n"
@@ -126,7 +107,7 @@ TEST(Exports, TextEndingAfterTheBraceFailsWithPeekAndReadRecords)
 TEST(Exports, TrailingTextAndTrailingBytesAreIgnored)
 {
    std::string uper = readHexFile("cam_captured_protocol1.uper.hex");
-   ToJson j = camToJson(uper + std::string("\x55\xAA\x00", 3));
+   TextResult j = camToJson(uper + std::string("\x55\xAA\x00", 3));
    ASSERT_EQ(0, j.stat) << j.error;
    FromJson u = camFromJson((j.text + " garbage ]]").c_str());
    ASSERT_EQ(0, u.stat) << u.error;
@@ -135,7 +116,7 @@ TEST(Exports, TrailingTextAndTrailingBytesAreIgnored)
 
 TEST(Exports, EmptyOrTruncatedUperGivesEndOfBuffer)
 {
-   ToJson j = camToJson(std::string("\x02", 1).substr(0, 0));
+   TextResult j = camToJson(std::string("\x02", 1).substr(0, 0));
    EXPECT_EQ(-2, j.stat);
    EXPECT_FALSE(j.textSet);
    ASSERT_TRUE(j.errorSet);
@@ -143,7 +124,7 @@ TEST(Exports, EmptyOrTruncatedUperGivesEndOfBuffer)
              j.error.find("ERROR: Status -2\nUnexpected end of buffer on decode\nStack trace:\n"));
    std::string uper = readHexFile("cam_captured_station1.uper.hex");
    for (size_t n = 1; n < uper.size(); n += 7) {
-      ToJson t = camToJson(uper.substr(0, n));
+      TextResult t = camToJson(uper.substr(0, n));
       EXPECT_NE(0, t.stat) << n;
       EXPECT_TRUE(t.errorSet != t.textSet) << n;
    }
@@ -157,7 +138,7 @@ TEST(Exports, RobustnessSamplesFailOrSucceedCleanly)
    // width than this schema's, fail or succeed cleanly.
    for (const char* name : {"cam_malformed_yawrate.uper.hex", "cam_captured_station1.uper.hex",
                             "cam_captured_station55552.uper.hex"}) {
-      ToJson j = camToJson(readHexFile(name));
+      TextResult j = camToJson(readHexFile(name));
       EXPECT_TRUE(j.textSet != j.errorSet) << name;
       EXPECT_EQ(j.stat == 0, j.textSet) << name;
    }

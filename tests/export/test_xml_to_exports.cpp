@@ -12,29 +12,6 @@
 
 namespace {
 
-typedef int (*ToText)(const char*, unsigned long, char**, char**, bool);
-
-struct Result {
-   int stat;
-   std::string text, error;
-   bool textSet, errorSet;
-};
-
-Result call(ToText fn, const std::string& bytes)
-{
-   char* text = reinterpret_cast<char*>(1);
-   char* err = reinterpret_cast<char*>(1);
-   Result r;
-   r.stat = fn(bytes.data(), bytes.size(), &text, &err, false);
-   r.textSet = text != nullptr;
-   r.errorSet = err != nullptr;
-   if (text) r.text = text;
-   if (err) r.error = err;
-   etsi_delete_array(text);
-   etsi_delete_array(err);
-   return r;
-}
-
 // UPER bytes of a message given as JSON.
 std::string fromJson(int (*fn)(const char*, char**, unsigned long*, char**, bool), const char* json)
 {
@@ -54,7 +31,7 @@ TEST(XmlToExports, CapturedCamIsOneRootElementWithItsValues)
    for (const char* name : {"cam_captured_protocol1.uper.hex"}) {
       SCOPED_TRACE(name);
       std::string uper = readHexFile(name);
-      Result x = call(etsi_CAM_to_xml, uper);
+      TextResult x = callToText(etsi_CAM_to_xml, uper);
       ASSERT_EQ(0, x.stat) << x.error;
       EXPECT_TRUE(x.textSet);
       EXPECT_FALSE(x.errorSet);
@@ -62,7 +39,7 @@ TEST(XmlToExports, CapturedCamIsOneRootElementWithItsValues)
       EXPECT_EQ(head, x.text.substr(0, head.size()));
       EXPECT_EQ("\n</CAM>", x.text.substr(x.text.size() - 7));
       // the station of the JSON text is the station of the XML text
-      Result j = call(etsi_CAM_to_json, uper);
+      TextResult j = callToText(etsi_CAM_to_json, uper);
       ASSERT_EQ(0, j.stat);
       std::smatch mj, mx;
       ASSERT_TRUE(std::regex_search(j.text, mj, std::regex("\"stationID\":(\\d+)")));
@@ -73,7 +50,7 @@ TEST(XmlToExports, CapturedCamIsOneRootElementWithItsValues)
 
 TEST(XmlToExports, BytesThatDoNotDecodeReportThePerStatus)
 {
-   Result empty = call(etsi_CAM_to_xml, "");
+   TextResult empty = callToText(etsi_CAM_to_xml, "");
    EXPECT_EQ(-2, empty.stat);
    EXPECT_FALSE(empty.textSet);
    ASSERT_TRUE(empty.errorSet);
@@ -83,8 +60,8 @@ TEST(XmlToExports, BytesThatDoNotDecodeReportThePerStatus)
 
    // the same status and report as the JSON export of the same bytes
    std::string bad = readHexFile("cam_malformed_yawrate.uper.hex");
-   Result x = call(etsi_CAM_to_xml, bad);
-   Result j = call(etsi_CAM_to_json, bad);
+   TextResult x = callToText(etsi_CAM_to_xml, bad);
+   TextResult j = callToText(etsi_CAM_to_json, bad);
    EXPECT_NE(0, x.stat);
    EXPECT_EQ(j.stat, x.stat);
    EXPECT_FALSE(x.textSet);
@@ -126,8 +103,8 @@ TEST(XmlToExports, RawRegionalValueOfAKnownRegionTypeIsMinus9)
 {
    std::string uper = fromJson(etsi_SPATEM_from_json, kSpatemRegion1);
    ASSERT_FALSE(uper.empty());
-   ASSERT_EQ(0, call(etsi_SPATEM_to_json, uper).stat);
-   Result x = call(etsi_SPATEM_to_xml, uper);
+   ASSERT_EQ(0, callToText(etsi_SPATEM_to_json, uper).stat);
+   TextResult x = callToText(etsi_SPATEM_to_xml, uper);
    EXPECT_EQ(-9, x.stat);
    EXPECT_FALSE(x.textSet);
    ASSERT_TRUE(x.errorSet);
@@ -146,21 +123,21 @@ TEST(XmlToExports, EveryMessageHasItsRootAndFailsCleanly)
 {
    struct {
       const char* root;
-      ToText fn;
+      ToTextFn fn;
    } all[] = {{"CAM", etsi_CAM_to_xml},       {"DENM", etsi_DENM_to_xml},
               {"SPATEM", etsi_SPATEM_to_xml}, {"MAPEM", etsi_MAPEM_to_xml},
               {"IVIM", etsi_IVIM_to_xml},     {"SREM", etsi_SREM_to_xml},
               {"SSEM", etsi_SSEM_to_xml}};
    for (auto& m : all) {
       SCOPED_TRACE(m.root);
-      Result r = call(m.fn, std::string("\x02", 1));
+      TextResult r = callToText(m.fn, std::string("\x02", 1));
       EXPECT_LT(r.stat, 0);
       EXPECT_FALSE(r.textSet);
       EXPECT_TRUE(r.errorSet);
    }
    // a raw value on a type without a known region: hexadecimal octets
    std::string spatem = fromJson(etsi_SPATEM_from_json, kSpatemRawOnSpat);
-   Result s = call(etsi_SPATEM_to_xml, spatem);
+   TextResult s = callToText(etsi_SPATEM_to_xml, spatem);
    ASSERT_EQ(0, s.stat) << s.error;
    EXPECT_NE(std::string::npos, s.text.find("\n<SPATEM>\n   <header>")) << s.text;
    EXPECT_NE(std::string::npos,

@@ -9,6 +9,8 @@
 #include <regex>
 #include <string>
 
+#include "itscodec.h"
+
 // A file of the test data folder (tests/data), whole.
 inline std::string readDataFile(const std::string& name)
 {
@@ -30,6 +32,32 @@ inline std::string readHexFile(const std::string& name)
 inline std::string normalise(const std::string& report)
 {
    return std::regex_replace(report, std::regex("Module: \\S+ Line \\d+"), "Module: M Line N");
+}
+
+// What a UPER-to-text export handed out: its status, text and report, and
+// which of the two outputs it set (both start non-null, so that one left
+// alone shows).
+struct TextResult {
+   int stat;
+   std::string text, error;
+   bool textSet, errorSet;
+};
+
+typedef int (*ToTextFn)(const char*, unsigned long, char**, char**, bool);
+
+inline TextResult callToText(ToTextFn fn, const std::string& bytes)
+{
+   char* text = reinterpret_cast<char*>(1);
+   char* err = reinterpret_cast<char*>(1);
+   TextResult r;
+   r.stat = fn(bytes.data(), bytes.size(), &text, &err, false);
+   r.textSet = text != nullptr;
+   r.errorSet = err != nullptr;
+   if (text) r.text = text;
+   if (err) r.error = err;
+   etsi_delete_array(text);
+   etsi_delete_array(err);
+   return r;
 }
 
 #endif
