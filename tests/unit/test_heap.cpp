@@ -53,28 +53,6 @@ class Heap : public ::testing::Test {
 
 // ---- sizing ------------------------------------------------------------------
 
-TEST_F(Heap, SingleSpareUnitGoesToTheElement)
-{
-   // 504 payload units in a 508-unit block would leave a 1-unit remainder.
-   void* p = alloc(504 * 8);
-   MemBlk* b = blockOf(p);
-   EXPECT_EQ(hdr(p)->w0, 506u);
-   EXPECT_EQ(b->maxFreeElem, 0u);
-   EXPECT_TRUE(freeRuns(b).empty());
-}
-
-TEST_F(Heap, HoleOneUnitTooBigIsTakenWhole)
-{
-   void* a = alloc(8);
-   void* b = alloc(24);  // 4 units
-   void* c = alloc(8);
-   rtxMemHeapFreePtr(&heap, b);
-   EXPECT_EQ(alloc(16), b);  // needs 3 of the 4
-   EXPECT_EQ(hdr(b)->w0, 4u);
-   EXPECT_EQ(freeRuns(blockOf(a)).size(), 1u);
-   EXPECT_EQ(hdr(c)->w1, 4u);
-}
-
 TEST_F(Heap, LargestBlockAllocationAndRawThreshold)
 {
    void* p = alloc(524256);  // 65532 payload units: exactly a full block
@@ -239,34 +217,6 @@ TEST_F(Heap, ReallocGrowsAndShrinksInPlace)
    EXPECT_EQ(a[0], 1);
    EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
    EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 8), a);  // same size
-}
-
-TEST_F(Heap, ReallocShrinkBeforeAnAllocatedElement)
-{
-   void* a = alloc(80);  // 11 units
-   void* next = alloc(8);
-   MemBlk* b = blockOf(a);
-   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 72), a);  // one unit over: kept
-   EXPECT_EQ(hdr(a)->w0, 11u);
-   EXPECT_EQ(freeRuns(b).size(), 1u);
-   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 40), a);  // six units over: a new free element
-   EXPECT_EQ(hdr(a)->w0, 6u);
-   EXPECT_EQ(freeRuns(b).front(), (std::pair<uint32_t, uint32_t>{8u, 5u}));
-   EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
-   rtxMemHeapFreePtr(&heap, next);
-}
-
-TEST_F(Heap, ReallocTakesAllOfTheNextWhenOneUnitWouldRemain)
-{
-   void* a = alloc(8);   // 2 units at 2
-   void* b = alloc(24);  // 4 units at 4
-   void* c = alloc(8);   // keeps the hole closed
-   rtxMemHeapFreePtr(&heap, b);
-   EXPECT_EQ(rtxMemHeapRealloc(&heap, a, 32), a);  // needs 5 of the 6
-   EXPECT_EQ(hdr(a)->w0, 6u);
-   EXPECT_EQ(hdr(c)->w1, 6u);
-   EXPECT_EQ(freeRuns(blockOf(a)).size(), 1u);
-   EXPECT_EQ(rtxMemHeapCheckQuiet(&heap), 0);
 }
 
 TEST_F(Heap, ReallocMovesWhenBlocked)

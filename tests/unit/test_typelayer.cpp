@@ -107,15 +107,6 @@ void checkEnumTable(const char* type, const Item* tab, size_t n, const char* (*t
    EXPECT_STREQ(toString(0x7FFFFFFF), "_UNKNOWN_") << type;
 }
 
-TEST(TypeLayer, EveryEnumerationTableIsSortedAndSearchable)
-{
-   int n = 0;
-#define X(R) checkEnumTable(#R, R##_ENUMTAB, R##_ENUMTAB_SIZE, R##_ToString), n++;
-   ITSGEN_ENUM_TYPES(X)
-#undef X
-   EXPECT_EQ(n, 45);
-}
-
 TEST(TypeLayer, NamedBitTablesInBitOrderWithClosingRow)
 {
    const auto* tab = g_ASN1T_ITS_DrivingLaneStatus_NAMEDBITTAB;

@@ -151,24 +151,6 @@ TEST(XmlReader, ReplacedWhiteSpace)
       1);
 }
 
-TEST(XmlReader, LongTokensGrowTheBufferInSteps)
-{
-   std::string name(120, 'n');
-   std::string text = "<" + name + ">" + std::string(300, 'v') + "</" + name + ">";
-   EXPECT_EQ("<" + name + "@1 '" + std::string(300, 'v') + "'*@1 </" + name + "@1 END",
-             readXml(text));
-   // Through the buffer: 50, then +50 until the longest token fits.
-   InPlacePair pair(text, 0);
-   XmlReader* r = nullptr;
-   xmltest::EventLogOptions o;
-   xmltest::readWith(&pair.bytewise, o, &r);
-   ASSERT_NE(nullptr, r);
-   EXPECT_EQ(0u, r->bufCap % 50);
-   EXPECT_GE(r->bufCap, 300u);
-   EXPECT_LT(r->bufCap, 300u + 2 * 50u + 10u);
-   rtXmlpFreeReader(&pair.bytewise, r);
-}
-
 TEST(XmlReader, CommentsAndInstructions)
 {
    expectEvents({
@@ -244,52 +226,6 @@ TEST(XmlReader, EndOfTheRootLeavesTheStreamBehindIt)
                 pair.fast.buffer.byteIndex - 1)
          << t;
    }
-}
-
-// A reader over bytes fed only through a memory stream (no in-place
-// reading), for byte forms that are converted.
-std::string readConverted(const std::string& text, bool oneByteReads)
-{
-   InPlacePair pair(text, 0);
-   if (oneByteReads) {
-      xmltest::memoryRead() = pair.bytewise.pStream->read;
-      pair.bytewise.pStream->read = xmltest::readOneByte;
-   }
-   xmltest::EventLogOptions o;
-   return xmltest::readWith(&pair.bytewise, o);
-}
-
-std::string utf16(const std::string& ascii, bool bigEndian)
-{
-   std::string out;
-   for (char c : ascii) {
-      if (bigEndian) out += '\0';
-      out += c;
-      if (!bigEndian) out += '\0';
-   }
-   return out;
-}
-
-TEST(XmlReader, ByteForms)
-{
-   std::string le = std::string("\xFF\xFE", 2) + utf16("<a>x</a>", false);
-   std::string be = std::string("\xFE\xFF", 2) + utf16("<a>\xE9</a>", true);
-   for (bool bytewise : {false, true}) {
-      EXPECT_EQ("<a@1 'x'*@1 </a@1 END", readConverted(le, bytewise));
-      EXPECT_EQ("<a@1 '\\xC3\\xA9'*@1 </a@1 END", readConverted(be, bytewise));
-      EXPECT_EQ("ERR -201: Invalid symbol '\\x00' detected in XML stream at position 1:2",
-                readConverted(utf16("<a/>", false), bytewise));
-      // In place the same texts are taken through the stream as well.
-      EXPECT_EQ("<a@1 'x'*@1 </a@1 END", readXml(le));
-   }
-   // Latin-1 is expanded from the fill after the declaration on; the bytes
-   // read with it pass as they are.
-   // How many bytes that is depends on the size of the reads.
-   std::string head = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>";
-   EXPECT_EQ("DOC <a@1 '\\xE9'*@1 </a@1 END", readConverted(head + "<a>\xE9</a>", false));
-   EXPECT_EQ("DOC <a@1 '\\xC3\\xA9'*@1 </a@1 END", readConverted(head + "<a>\xE9</a>", true));
-   std::string pad(60, ' ');
-   EXPECT_EQ("DOC <a@1 '\\xC3\\xA9'*@1 </a@1 END", readXml(head + pad + "<a>\xE9</a>"));
 }
 
 TEST(XmlReader, EmptyMemoryBufferGivesNoReader)
@@ -455,31 +391,6 @@ TEST_F(XmlReaderApi, AttributesAndNamespaces)
    EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
 }
 
-TEST_F(XmlReaderApi, NamespaceIndicesFromTheCallersTable)
-{
-   static const char* const kTable[] = {"urn:one", "urn:two"};
-   open(
-      "<a xmlns='urn:two' xmlns:s='http://schemas.xmlsoap.org/soap/envelope/' "
-      "xmlns:e=''><xml:b/><s:c/></a>");
-   r->nsTable = kTable;
-   r->nsTableCount = 2;
-   int16_t ns;
-   ASSERT_EQ(0, rtXmlRdGetTagName(r, nullptr, nullptr, &ns));
-   EXPECT_EQ(2, ns);
-   ASSERT_EQ(0, rtXmlRdNextTag(r));
-   ASSERT_EQ(0, rtXmlRdGetTagName(r, nullptr, nullptr, &ns));
-   EXPECT_EQ(XMLNS_XML, ns);
-   ASSERT_EQ(0, rtXmlRdNextTag(r));
-   ASSERT_EQ(0, rtXmlRdGetTagName(r, nullptr, nullptr, &ns));
-   EXPECT_EQ(XMLNS_SOAP, ns);
-   ctx.flags |= 0x80u;
-   EXPECT_EQ(XMLNS_UNKNOWN, rtXmlRdGetNamespaceIndex(r, (const uint8_t*)"zz", 2));
-   EXPECT_EQ(XMLNS_UNKNOWN, rtXmlRdGetNamespaceIndex(r, (const uint8_t*)"e", 1));
-   ASSERT_EQ(0, rtXmlRdGetTagName(r, nullptr, nullptr, &ns));
-   EXPECT_EQ((int16_t)0xFFFE, ns);
-   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
-}
-
 class XmlReaderMarks : public XmlReaderApi, public ::testing::WithParamInterface<bool> {};
 
 TEST_P(XmlReaderMarks, RewindReadsTheSameEventsAgain)
@@ -501,35 +412,6 @@ TEST_P(XmlReaderMarks, RewindReadsTheSameEventsAgain)
 }
 
 INSTANTIATE_TEST_SUITE_P(InPlaceAndBuffered, XmlReaderMarks, ::testing::Bool());
-
-TEST_F(XmlReaderApi, FilteredEventsSkipDeeperElements)
-{
-   open("<r><a><x><y/></x></a><b>2</b></r>");
-   uint64_t ev = 0;
-   ASSERT_EQ(0, rtXmlRdNextEvent(r, XMLRD_STARTTAG, -1, &ev));
-   EXPECT_EQ(XMLRD_STARTTAG | (2ull << 32), ev);  // a
-   // Starts below level 2 are skipped whole.
-   ASSERT_EQ(0, rtXmlRdNextEvent(r, XMLRD_ENDTAG, 2, &ev));
-   EXPECT_EQ(XMLRD_ENDTAG | (2ull << 32), ev);  // </a>
-   ASSERT_EQ(0, rtXmlRdNextTag(r));
-   ASSERT_EQ(0, rtXmlRdSkipCurrentLevel(r));
-   EXPECT_EQ(XMLRD_ENDTAG | (2ull << 32), rtXmlRdGetLastEvent(r));
-   EXPECT_EQ(XMLRD_ENDTAG, (int)rtXmlRdMarkLastEventDone(r));
-   EXPECT_EQ(XMLRD_ENDTAG | XMLRD_DONE_MARK, rtXmlRdMarkLastEventActive(r));
-   ASSERT_EQ(0, rtXmlRdNextEndTag(r));
-   EXPECT_EQ(XML_E_UNEXPEOF, rtXmlRdNextTag(r));
-}
-
-TEST_F(XmlReaderApi, ResetReadsTheNextDocument)
-{
-   open("<a>1</a>");
-   while (rtXmlRdNext(r) != XMLRD_ENDDOC) {
-   }
-   ctx.buffer.byteIndex = 0;
-   ASSERT_EQ(0, rtXmlRdResetXmlReader(r));
-   EXPECT_EQ(XMLRD_STARTTAG, (int)r->lastEvent);
-   EXPECT_EQ(1u, r->depth);
-}
 
 // Any bytes end in an event or a failure: the reader never stalls. A run of
 // events is bounded by the length of the text.
