@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "capture.h"
 #include "input.h"
 #include "itscodec.h"
 #include "output.h"
@@ -472,7 +473,9 @@ void convertInput(const Options& o, const char* path, Results* totals)
    run(o, src, items, totals);
 }
 
-const char kUsage[] = "usage: itsconv MSG to-json|from-json|to-xml|from-xml [options] [FILE...]\n";
+const char kUsage[] =
+   "usage: itsconv MSG to-json|from-json|to-xml|from-xml [options] [FILE...]\n"
+   "       itsconv capture FILE [--to json|xml|hex] [--only MSG,...] [--jobs N]\n";
 
 void help()
 {
@@ -506,10 +509,13 @@ void help()
       "  -h, --help     this text\n"
       "  -V, --version  the library version\n"
       "\n"
+      "%s"
+      "\n"
       "Each failure goes to standard error with its place (FILE:LINE) and the\n"
       "library's report; the other messages still convert. A summary line\n"
       "follows unless exactly one message converted. Exit status: 0 all\n"
-      "converted, 1 something failed, 2 bad command line.\n");
+      "converted, 1 something failed, 2 bad command line.\n",
+      kCaptureHelp);
 }
 
 int usageError(const std::string& why)
@@ -533,6 +539,7 @@ bool parseJobs(const char* text, unsigned* jobs)
 
 int main(int argc, char** argv)
 {
+   if (argc >= 2 && strcmp(argv[1], "capture") == 0) return captureMain(argc - 1, argv + 1);
    Options o;
    std::vector<const char*> words;
    bool optionsEnd = false;
