@@ -5,6 +5,7 @@
 #include <stddef.h>
 #include <stdint.h>
 #include <stdlib.h>
+#include <string.h>
 
 #include "rtxCapture.h"
 
@@ -39,6 +40,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
          if (pkt.reason == nullptr || pkt.text[0] == 0 || pkt.problemOffset > f.length) abort();
       }
       if (pkt.sourceLength > sizeof pkt.source) abort();
+      // The names written for every message: within their buffers.
+      char gn[16], sec[32];
+      if (strlen(vxcap::gnTypeName(pkt.gnType, pkt.gnSubtype, gn)) >= sizeof gn) abort();
+      if (strlen(vxcap::securityName(pkt.securityVersion, pkt.security, sec)) >= sizeof sec)
+         abort();
    }
    if (reader.position() > size) abort();
    return 0;

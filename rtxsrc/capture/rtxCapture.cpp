@@ -871,7 +871,15 @@ const char* securityName(uint8_t version, SecurityKind kind, char buf[32])
          k = "signed-encrypted";
          break;
    }
-   snprintf(buf, 32, "%s-v%u", k, version);
+   // Called once per message: no formatted printing.
+   size_t n = strlen(k);
+   memcpy(buf, k, n);
+   buf[n++] = '-';
+   buf[n++] = 'v';
+   if (version >= 100) buf[n++] = static_cast<char>('0' + version / 100);
+   if (version >= 10) buf[n++] = static_cast<char>('0' + version / 10 % 10);
+   buf[n++] = static_cast<char>('0' + version % 10);
+   buf[n] = 0;
    return buf;
 }
 

@@ -166,40 +166,88 @@ void civilDate(int64_t days, int64_t* y, unsigned* m, unsigned* d)
    *y = static_cast<int64_t>(yoe) + era * 400 + (*m <= 2);
 }
 
+char* put(char* d, const char* s, size_t n)
+{
+   memcpy(d, s, n);
+   return d + n;
+}
+char* put(char* d, const char* s) { return put(d, s, strlen(s)); }
+
+char* putUnsigned(char* d, unsigned long long v)
+{
+   char tmp[24];
+   int n = 0;
+   do {
+      tmp[n++] = static_cast<char>('0' + v % 10);
+      v /= 10;
+   } while (v != 0);
+   while (n > 0) *d++ = tmp[--n];
+   return d;
+}
+
+// The text of the last second written: frames come many to a second.
+struct SecondCache {
+   bool valid = false;
+   int64_t second = 0;
+   char text[40];
+   size_t length = 0;
+};
+
 // 2023-11-14T22:13:20.123456Z, with as many fraction digits as the file's
-// time unit justifies.
+// time unit justifies. Writes at most 64 bytes.
+char* putTime(char* d, const vxcap::CapturedFrame& f, SecondCache* cache)
+{
+   if (!cache->valid || cache->second != f.seconds) {
+      int64_t days = f.seconds / 86400, rest = f.seconds % 86400;
+      if (rest < 0) {
+         rest += 86400;
+         days--;
+      }
+      int64_t y;
+      unsigned m, day;
+      civilDate(days, &y, &m, &day);
+      int n = snprintf(cache->text, sizeof cache->text, "%04lld-%02u-%02uT%02u:%02u:%02u",
+                       static_cast<long long>(y), m, day, static_cast<unsigned>(rest / 3600),
+                       static_cast<unsigned>(rest / 60 % 60), static_cast<unsigned>(rest % 60));
+      cache->length = n > 0 ? static_cast<size_t>(n) : 0;
+      cache->second = f.seconds;
+      cache->valid = true;
+   }
+   d = put(d, cache->text, cache->length);
+   if (f.fractionDigits > 0) {
+      *d++ = '.';
+      uint32_t v = f.nanos;
+      char digits[9];
+      for (int i = 8; i >= 0; i--, v /= 10) digits[i] = static_cast<char>('0' + v % 10);
+      d = put(d, digits, f.fractionDigits > 9 ? 9 : f.fractionDigits);
+   }
+   *d++ = 'Z';
+   return d;
+}
+
 std::string timeText(const vxcap::CapturedFrame& f)
 {
-   int64_t days = f.seconds / 86400, rest = f.seconds % 86400;
-   if (rest < 0) {
-      rest += 86400;
-      days--;
+   SecondCache cache;
+   char buf[72];
+   return std::string(buf, static_cast<size_t>(putTime(buf, f, &cache) - buf));
+}
+
+// aa:bb:cc:dd:ee:ff; at most 24 bytes.
+char* putSource(char* d, const vxcap::ItsPacket& p)
+{
+   static const char digits[] = "0123456789abcdef";
+   for (unsigned i = 0; i < p.sourceLength; i++) {
+      if (i > 0) *d++ = ':';
+      *d++ = digits[p.source[i] >> 4];
+      *d++ = digits[p.source[i] & 15];
    }
-   int64_t y;
-   unsigned m, d;
-   civilDate(days, &y, &m, &d);
-   char buf[64];
-   int n = snprintf(buf, sizeof buf, "%04lld-%02u-%02uT%02u:%02u:%02u", static_cast<long long>(y),
-                    m, d, static_cast<unsigned>(rest / 3600), static_cast<unsigned>(rest / 60 % 60),
-                    static_cast<unsigned>(rest % 60));
-   if (f.fractionDigits > 0) {
-      char frac[16];
-      snprintf(frac, sizeof frac, "%09u", f.nanos);
-      n += snprintf(buf + n, sizeof buf - n, ".%.*s", f.fractionDigits, frac);
-   }
-   snprintf(buf + n, sizeof buf - n, "Z");
-   return buf;
+   return d;
 }
 
 std::string sourceText(const vxcap::ItsPacket& p)
 {
-   std::string s;
-   char b[4];
-   for (unsigned i = 0; i < p.sourceLength; i++) {
-      snprintf(b, sizeof b, i == 0 ? "%02x" : ":%02x", p.source[i]);
-      s += b;
-   }
-   return s;
+   char buf[32];
+   return std::string(buf, static_cast<size_t>(putSource(buf, p) - buf));
 }
 
 class Processor {
@@ -215,6 +263,7 @@ class Processor {
    void message(Tally* t, const vxcap::CaptureEvent& ev, const vxcap::ItsPacket& p);
 
    const CaptureOptions& o_;
+   SecondCache second_;
 };
 
 // {"frame":1,"time":"…Z","source":"…","gn":"SHB","btp":"B","port":2001,
@@ -222,49 +271,54 @@ class Processor {
 void Processor::jsonFacts(OutBuf* out, const vxcap::CaptureEvent& ev, const vxcap::ItsPacket* p,
                           int kind)
 {
-   char buf[64];
+   // Every piece has a bound: the whole fits in 256 bytes.
+   char* start = out->reserve(256);
+   char* d = start;
    bool frame = ev.kind == vxcap::CaptureEvent::Frame;
    unsigned long long number = frame ? ev.frame.number : ev.frameNumber;
-   if (number != 0)
-      snprintf(buf, sizeof buf, "{\"frame\":%llu", number);
-   else
-      snprintf(buf, sizeof buf, "{\"offset\":%llu", static_cast<unsigned long long>(ev.offset));
-   appendText(out, buf);
-   if (!frame) return;
-   appendText(out, ",\"time\":");
-   if (ev.frame.hasTime) {
-      std::string t = timeText(ev.frame);
-      appendJsonString(out, t.data(), t.size());
-   } else {
-      appendText(out, "null");
+   d = put(d, number != 0 ? "{\"frame\":" : "{\"offset\":");
+   d = putUnsigned(d, number != 0 ? number : ev.offset);
+   if (frame) {
+      d = put(d, ",\"time\":");
+      if (ev.frame.hasTime) {
+         *d++ = '"';
+         d = putTime(d, ev.frame, &second_);
+         *d++ = '"';
+      } else {
+         d = put(d, "null");
+      }
    }
-   if (p == nullptr) return;
-   if (p->sourceLength > 0) {
-      std::string s = sourceText(*p);
-      appendText(out, ",\"source\":");
-      appendJsonString(out, s.data(), s.size());
+   if (frame && p != nullptr) {
+      if (p->sourceLength > 0) {
+         d = put(d, ",\"source\":\"");
+         d = putSource(d, *p);
+         *d++ = '"';
+      }
+      if (p->hasCommonHeader) {
+         char name[16];
+         d = put(d, ",\"gn\":\"");
+         d = put(d, vxcap::gnTypeName(p->gnType, p->gnSubtype, name));
+         *d++ = '"';
+      }
+      if (p->btp != 0) {
+         d = put(d, ",\"btp\":\"");
+         *d++ = static_cast<char>(p->btp);
+         d = put(d, "\",\"port\":");
+         d = putUnsigned(d, p->port);
+      }
+      if (p->hasBasicHeader) {
+         char name[32];
+         d = put(d, ",\"security\":\"");
+         d = put(d, vxcap::securityName(p->securityVersion, p->security, name));
+         *d++ = '"';
+      }
+      if (kind >= 0) {
+         d = put(d, ",\"type\":\"");
+         d = put(d, kKinds[kind].name);
+         *d++ = '"';
+      }
    }
-   if (p->hasCommonHeader) {
-      char name[16];
-      const char* gn = vxcap::gnTypeName(p->gnType, p->gnSubtype, name);
-      appendText(out, ",\"gn\":");
-      appendJsonString(out, gn, strlen(gn));
-   }
-   if (p->btp != 0) {
-      snprintf(buf, sizeof buf, ",\"btp\":\"%c\",\"port\":%u", p->btp, p->port);
-      appendText(out, buf);
-   }
-   if (p->hasBasicHeader) {
-      char name[32];
-      const char* sec = vxcap::securityName(p->securityVersion, p->security, name);
-      appendText(out, ",\"security\":");
-      appendJsonString(out, sec, strlen(sec));
-   }
-   if (kind >= 0) {
-      appendText(out, ",\"type\":\"");
-      appendText(out, kKinds[kind].name);
-      out->push('"');
-   }
+   out->commit(static_cast<size_t>(d - start));
 }
 
 // The same facts as words: "frame 3, time …, source …" (XML comments, and
