@@ -206,10 +206,23 @@ char* putTime(char* d, const vxcap::CapturedFrame& f, SecondCache* cache)
       int64_t y;
       unsigned m, day;
       civilDate(days, &y, &m, &day);
-      int n = snprintf(cache->text, sizeof cache->text, "%04lld-%02u-%02uT%02u:%02u:%02u",
-                       static_cast<long long>(y), m, day, static_cast<unsigned>(rest / 3600),
-                       static_cast<unsigned>(rest / 60 % 60), static_cast<unsigned>(rest % 60));
-      cache->length = n > 0 ? static_cast<size_t>(n) : 0;
+      // YYYY-MM-DDTHH:MM:SS (years beyond 9999 or before 0 as printf writes them).
+      char* t = cache->text;
+      if (y >= 0 && y <= 9999) {
+         unsigned yy = static_cast<unsigned>(y);
+         for (unsigned div : {1000u, 100u, 10u, 1u}) *t++ = static_cast<char>('0' + yy / div % 10);
+      } else {
+         t += snprintf(t, 24, "%lld", static_cast<long long>(y));
+      }
+      unsigned parts[5] = {m, day, static_cast<unsigned>(rest / 3600),
+                           static_cast<unsigned>(rest / 60 % 60), static_cast<unsigned>(rest % 60)};
+      const char seps[5] = {'-', '-', 'T', ':', ':'};
+      for (int i = 0; i < 5; i++) {
+         *t++ = seps[i];
+         *t++ = static_cast<char>('0' + parts[i] / 10);
+         *t++ = static_cast<char>('0' + parts[i] % 10);
+      }
+      cache->length = static_cast<size_t>(t - cache->text);
       cache->second = f.seconds;
       cache->valid = true;
    }
