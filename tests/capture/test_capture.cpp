@@ -592,6 +592,23 @@ TEST(CaptureFile, PcapNgInterfacesUnitsAndSections)
    }
 }
 
+TEST(CaptureFile, PcapNgTimeOffset)
+{
+   for (bool little : {true, false}) {
+      // if_tsoffset: 3600 seconds added to every stamp of the interface.
+      Out b;
+      b.little = little;
+      b.u16(1).u16(0).u32(0).u16(14).u16(8);
+      b.u32(little ? 3600 : 0).u32(little ? 0 : 3600).u16(0).u16(0);
+      Bytes file = cat({section(little), block(little, 1, b.b).b,
+                        enhancedBlock(little, 0, 1000000, frame(gnPacket(commonOnward(cam()))))});
+      std::unique_ptr<uint8_t[]> keep;
+      auto seen = readAll(file, &keep);
+      ASSERT_EQ(seen.size(), 1u);
+      EXPECT_EQ(seen[0].ev.frame.seconds, 3601);
+   }
+}
+
 // --- Bad input ---------------------------------------------------------------
 
 struct Expect {
