@@ -281,6 +281,11 @@ class BadCaptures(CaptureTest):
                 self.assertIn(why, err.splitlines()[0])
         rc, out, err = run("--help")
         self.assertIn("itsconv capture FILE", out)
+        # A link type the reader does not know: skipped, and named.
+        rc, out, err, name = self.capture(cb.pcap([cb.link(cb.gn(self.uper["CAM"]))], 147))
+        self.assertEqual((rc, out), (0, ""))
+        self.assertEqual(err.splitlines()[1], f"itsconv: {name}: skipped: 1 of link type 147, "
+                                              "not read")
 
     def test_standard_input(self):
         data = cb.pcap([cb.link(cb.gn(self.uper["SSEM"], 2008), cb.SLL)], cb.SLL)

@@ -481,7 +481,12 @@ void Processor::process(const vxcap::CaptureEvent& ev, Tally* t)
    vxcap::parseFrame(ev.frame, &p);
    switch (p.outcome) {
       case vxcap::ItsPacket::NotGeoNetworking:
-         t->skipped["not GeoNetworking"]++;
+         // A link type the reader does not know is named, so it can be told
+         // from traffic that is simply something else.
+         if (strcmp(p.reason, "link-type") == 0)
+            t->skipped["of link type " + std::to_string(ev.frame.linkType) + ", not read"]++;
+         else
+            t->skipped["not GeoNetworking"]++;
          return;
       case vxcap::ItsPacket::NoMessage:
          t->skipped[std::string("GeoNetworking without a message (") + p.reason + ")"]++;
