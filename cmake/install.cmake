@@ -63,8 +63,8 @@ set(CPACK_PACKAGE_VENDOR "itscodec developers")
 set(CPACK_PACKAGE_CONTACT "itscodec developers")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
     "C-ITS messages between UPER and JSON or XML: shared library, header and converter")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION_SUMMARY}
-libitscodec translates the European C-ITS messages CAM, DENM, SPATEM, MAPEM,
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
+"libitscodec translates the European C-ITS messages CAM, DENM, SPATEM, MAPEM,
 IVIM, SREM and SSEM between their ASN.1 UPER encoding and JSON or XML text.
 The package holds the shared library, its C header, CMake and pkg-config
 files, and the command-line converter itsconv.")
