@@ -1,10 +1,12 @@
-// The converter's JSON Lines writer on texts the library does not write
-// today but may: blanks outside strings within a line, tabs and carriage
-// returns, deep indentation, long lines, escapes and a raw line feed in a
-// string, every length around the step of 64 bytes. Each register width is
-// held to a byte-by-byte reading of the text.
+// The converter's JSON Lines writer on texts around the library's layout:
+// blank lines, tabs and carriage returns in the indentation, deep
+// indentation, long lines, blanks and escapes within lines, every length
+// around the register widths. Each register width is held to a byte-by-byte
+// reading of the rule. (That the library's own texts come out with no blank
+// outside strings is tested on the converter's output.)
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <random>
 #include <string>
 
@@ -12,24 +14,18 @@
 
 namespace {
 
-// Blanks outside strings go; strings stay as they stand, escapes included.
+// Each line feed goes with the blanks behind it; everything else stays.
 std::string reference(const std::string& text)
 {
    std::string out;
-   bool inString = false, escape = false;
-   for (char c : text) {
-      if (inString) {
-         out += c;
-         if (escape)
-            escape = false;
-         else if (c == '\\')
-            escape = true;
-         else if (c == '"')
-            inString = false;
-      } else if (c != ' ' && c != '\n' && c != '\t' && c != '\r') {
-         out += c;
-         if (c == '"') inString = true;
+   size_t i = 0;
+   while (i < text.size() && strchr(" \n\t\r", text[i]) != nullptr) i++;
+   for (; i < text.size(); i++) {
+      if (text[i] != '\n') {
+         out += text[i];
+         continue;
       }
+      while (i + 1 < text.size() && strchr(" \n\t\r", text[i + 1]) != nullptr) i++;
    }
    return out;
 }
@@ -47,13 +43,12 @@ std::string randomText(std::mt19937* rng)
    int lines = 1 + pick(12);
    for (int l = 0; l < lines; l++) {
       text.append(3 * static_cast<size_t>(pick(16)), ' ');
+      if (pick(20) == 0) text += "\t\r\n  ";
       int members = 1 + pick(3);
       for (int m = 0; m < members; m++) {
          text += '"';
          int len = pick(50);
          for (int i = 0; i < len; i++) text += pieces[pick(sizeof pieces / sizeof *pieces)];
-         // Rarely a raw line feed inside the string.
-         if (pick(40) == 0) text += "\n  x";
          text += '"';
          static const char* const between[] = {":",  " : ", ":\t", ",",  "\r",
                                                ":{", "[",   "}",   "],", " "};
@@ -73,8 +68,7 @@ void checkSteps(const std::string& text)
    std::vector<std::pair<const char*, Compact>> steps;
 #if defined(__x86_64__)
    steps.push_back({"16-byte registers", itsconv::compactJsonSse2});
-   if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
-       __builtin_cpu_supports("popcnt"))
+   if (__builtin_cpu_supports("avx2"))
       steps.push_back({"32-byte registers", itsconv::compactJsonAvx2});
 #endif
    for (const auto& step : steps) {
