@@ -10,6 +10,7 @@
 #include <random>
 #include <string>
 
+#include "input.h"
 #include "output.h"
 
 namespace {
@@ -107,6 +108,44 @@ TEST(CompactJson, LibraryLayout)
       "   \"name\":\"Main  St. \\\"A\\\"\",\n   \"list\":[\n      1,\n      2\n   ]\n}");
    checkSteps(std::string(100, ' ') + "\"deep\":1");
    checkSteps("\"" + std::string(200, 'x') + " y\"");
+}
+
+}  // namespace
+
+namespace {
+
+// Hexadecimal digits of every run length around the sixteen read at once,
+// in either case: the bytes they stand for; one character that is no digit
+// anywhere in them: the error names it and its column.
+TEST(DecodeHex, RunsAndBadCharactersAtEveryColumn)
+{
+   std::mt19937 rng(11);
+   const char* digits[] = {"0123456789abcdef", "0123456789ABCDEF"};
+   for (int len = 0; len <= 80; len += 2) {
+      std::string text;
+      std::vector<char> want;
+      for (int i = 0; i < len; i += 2) {
+         unsigned b = rng() % 256;
+         text += digits[rng() % 2][b >> 4];
+         text += digits[rng() % 2][b & 15];
+         want.push_back(static_cast<char>(b));
+      }
+      std::vector<char> got;
+      std::string problem;
+      ASSERT_TRUE(itsconv::decodeHex(text.data(), text.data() + text.size(), &got, &problem))
+         << text;
+      ASSERT_EQ(got, want) << text;
+      for (int at = 0; at < len; at++) {
+         for (char bad : std::string("gG@`/;\x80\xe1")) {
+            std::string broken = text;
+            broken[at] = bad;
+            ASSERT_FALSE(
+               itsconv::decodeHex(broken.data(), broken.data() + broken.size(), &got, &problem));
+            ASSERT_NE(problem.find("at column " + std::to_string(at + 1)), std::string::npos)
+               << problem;
+         }
+      }
+   }
 }
 
 }  // namespace
