@@ -1,7 +1,13 @@
-// itsconv: JSON text on one line, 64 bytes per step in vector registers.
+// itsconv: the library's JSON text on one line, in vector registers.
 // Included by compact_sse2.cpp and compact_avx2.cpp, which build it for the
 // two register widths; everything here has internal linkage, so the two
 // builds never share a function.
+//
+// The rule: every line feed goes, with the blanks that open the next line
+// (the indentation). In JSON a raw line feed stands only between tokens, so
+// nothing dropped belongs to a string, and the library writes no other
+// blank outside strings, so its text comes out compact. Per line that is
+// one search for the line feed and one for the end of the indentation.
 #ifndef ITSCONV_COMPACT_H
 #define ITSCONV_COMPACT_H
 
@@ -16,124 +22,81 @@
 namespace itsconv {
 namespace {
 
-// Where a text stands between two pieces of it.
-struct JsonState {
-   bool inString = false;
-   bool escape = false;  // a backslash inside a string was the last byte
-};
-
+#if !defined(__x86_64__)
 inline bool isJsonBlank(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
 
-// Byte by byte: blanks outside strings go, strings are copied as they stand,
-// a backslash taking the byte behind it along.
-char* compactBytes(const char* s, const char* end, char* d, JsonState* st)
+// Byte by byte; *skipping: inside the blanks behind a line feed.
+char* compactBytes(const char* s, const char* end, char* d, bool* skipping)
 {
-   bool inString = st->inString, escape = st->escape;
+   bool skip = *skipping;
    for (; s < end; s++) {
       char c = *s;
-      if (inString) {
-         *d++ = c;
-         if (escape)
-            escape = false;
-         else if (c == '\\')
-            escape = true;
-         else if (c == '"')
-            inString = false;
-      } else if (!isJsonBlank(c)) {
-         *d++ = c;
-         inString = c == '"';
+      if (skip && isJsonBlank(c)) continue;
+      skip = c == '\n';
+      if (!skip) *d++ = c;
+   }
+   *skipping = skip;
+   return d;
+}
+#else
+// The text from s on while s < stop, a register at a time: a line's bytes
+// are stored whole and the cursor moved to its line feed; blanks behind
+// one are passed over. Loads W bytes at any s < stop and stores W bytes at
+// the output cursor. Returns where it stopped.
+template <typename V>
+const char* compactSteps(const char* s, const char* stop, char** pd, bool* skipping)
+{
+   char* d = *pd;
+   bool skip = *skipping;
+   for (;;) {
+      if (skip) {
+         unsigned kept;
+         for (;;) {
+            if (s >= stop) goto out;
+            kept = ~V::blank(V::load(s)) & V::kAll;
+            if (kept != 0) break;
+            s += V::W;
+         }
+         s += __builtin_ctz(kept);
+         skip = false;
       }
+      unsigned feed;
+      for (;;) {
+         if (s >= stop) goto out;
+         typename V::Reg v = V::load(s);
+         V::store(d, v);
+         feed = V::eq(v, '\n');
+         if (feed != 0) break;
+         s += V::W;
+         d += V::W;
+      }
+      unsigned k = static_cast<unsigned>(__builtin_ctz(feed));
+      d += k;
+      s += k + 1;
+      skip = true;
    }
-   st->inString = inString;
-   st->escape = escape;
-   return d;
+out:
+   *pd = d;
+   *skipping = skip;
+   return s;
 }
 
-#if defined(__x86_64__)
-// Trailing zero bits, 64 for none.
-inline unsigned zeros(uint64_t x)
-{
-   return x != 0 ? static_cast<unsigned>(__builtin_ctzll(x)) : 64;
-}
-
-// Copies the lowest run of kept bytes of the step at s to d (64 bytes are
-// stored, the run's length kept) and clears it from *keep; with no run left
-// it copies nothing.
-template <typename V>
-__attribute__((always_inline)) inline void copyRun(const char* s, uint64_t* keep, char** d)
-{
-   uint64_t k = *keep;
-   unsigned at = zeros(k) & 63;
-   unsigned len = zeros(~(k >> at));
-#pragma GCC unroll 4
-   for (int i = 0; i < 64 / V::W; i++) V::store(*d + i * V::W, V::load(s + at + i * V::W));
-   *d += len;
-   *keep = k & (k + (k & (0 - k)));
-}
-
-// One step: the 64 bytes at s as 64-bit masks of blanks and quotes. The
-// quotes seen so far, counted odd or even, tell which bytes are inside
-// strings (a prefix XOR), so the bytes to keep are the non-blanks and
-// everything inside strings; runs of them are copied 64 bytes at a time. A
-// step with a backslash, or behind one, goes byte by byte. Reads 128 bytes
-// from s, stores up to 64 bytes past what it keeps; returns the new end of d.
-template <typename V>
-__attribute__((always_inline)) inline char* compactStep(const char* s, char* d, JsonState* st)
-{
-   uint64_t blank = 0, quote = 0, backslash = 0;
-#pragma GCC unroll 4
-   for (int i = 0; i < 64 / V::W; i++) {
-      typename V::Reg v = V::load(s + i * V::W);
-      blank |= static_cast<uint64_t>(V::blank(v)) << (i * V::W);
-      quote |= static_cast<uint64_t>(V::eq(v, '"')) << (i * V::W);
-      backslash |= static_cast<uint64_t>(V::eq(v, '\\')) << (i * V::W);
-   }
-   if (backslash != 0 || st->escape) return compactBytes(s, s + 64, d, st);
-   uint64_t inside = quote;
-   inside ^= inside << 1;
-   inside ^= inside << 2;
-   inside ^= inside << 4;
-   inside ^= inside << 8;
-   inside ^= inside << 16;
-   inside ^= inside << 32;
-   if (st->inString) inside = ~inside;
-   st->inString = (inside >> 63) != 0;
-   uint64_t keep = ~blank | inside;
-   // Most steps of the library's text have two or three runs: the first two
-   // go without a test (as no-ops once keep is empty), which leaves fewer
-   // mispredicted loop ends than a plain loop.
-   for (int r = 0; r < 2; r++) copyRun<V>(s, &keep, &d);
-   while (keep != 0) copyRun<V>(s, &keep, &d);
-   return d;
-}
-
-// The whole text in steps of 64 bytes, whose loads do not wait on one
-// another, so the processor overlaps them. The last bytes go through a copy
-// padded with blanks, which drop out unless the text ends inside a string;
-// then they are done again byte by byte. Stores run up to 64 bytes past what
+// The whole text; the last bytes (fewer than a register) go through a copy
+// padded with line feeds, which drop out. Stores run up to W bytes past what
 // is kept. Returns the length written at d.
 template <typename V>
 size_t compactChunks(char* d, const char* text, size_t n)
 {
    char* start = d;
-   const char* s = text;
    const char* end = text + n;
-   JsonState st;
-   for (; end - s >= 128; s += 64) d = compactStep<V>(s, d, &st);
+   bool skip = true;  // blanks before the first token go too
+   const char* s = text;
+   if (n >= static_cast<size_t>(V::W)) s = compactSteps<V>(s, end - V::W + 1, &d, &skip);
    size_t rest = static_cast<size_t>(end - s);
-   char padded[192], out[256];
+   char padded[2 * V::W];
    memcpy(padded, s, rest);
-   memset(padded + rest, ' ', sizeof padded - rest);
-   JsonState before = st;
-   char* o = out;
-   for (size_t at = 0; at < rest; at += 64) o = compactStep<V>(padded + at, o, &st);
-   if (st.inString) {
-      st = before;
-      d = compactBytes(s, end, d, &st);
-   } else {
-      memcpy(d, out, static_cast<size_t>(o - out));
-      d += o - out;
-   }
+   memset(padded + rest, '\n', sizeof padded - rest);
+   compactSteps<V>(padded, padded + rest, &d, &skip);
    return static_cast<size_t>(d - start);
 }
 #endif

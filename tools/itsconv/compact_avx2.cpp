@@ -1,4 +1,4 @@
-// itsconv: JSON compaction 32 bytes per register (processors with AVX2, BMI and POPCNT, built for them).
+// itsconv: JSON compaction 32 bytes per register (processors with AVX2, built for them).
 #include "compact.h"
 #include "output.h"
 
@@ -9,6 +9,7 @@ namespace {
 
 struct Avx2 {
    typedef __m256i Reg;
+   static const unsigned kAll = 0xFFFFFFFFu;
    static const int W = 32;
    static Reg load(const char* p) { return _mm256_loadu_si256(reinterpret_cast<const Reg*>(p)); }
    static void store(char* p, Reg v) { _mm256_storeu_si256(reinterpret_cast<Reg*>(p), v); }

@@ -9,6 +9,7 @@ namespace {
 
 struct Sse2 {
    typedef __m128i Reg;
+   static const unsigned kAll = 0xFFFFu;
    static const int W = 16;
    static Reg load(const char* p) { return _mm_loadu_si128(reinterpret_cast<const Reg*>(p)); }
    static void store(char* p, Reg v) { _mm_storeu_si128(reinterpret_cast<Reg*>(p), v); }
