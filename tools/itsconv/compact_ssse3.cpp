@@ -43,6 +43,7 @@ struct Ssse3 {
    static void masks(const char* s, uint64_t* blank, uint64_t* feed)
    {
       uint64_t b = 0, f = 0;
+#pragma GCC unroll 4
       for (int i = 0; i < 4; i++) {
          __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16 * i));
          b |= blanks(v) << (16 * i);
@@ -55,6 +56,7 @@ struct Ssse3 {
    }
    static char* pack(char* d, const char* s, uint64_t keep)
    {
+#pragma GCC unroll 8
       for (int i = 0; i < 8; i++) {
          unsigned m = static_cast<unsigned>(keep >> (8 * i)) & 0xFF;
          __m128i v = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(s + 8 * i));
