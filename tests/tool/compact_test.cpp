@@ -1,7 +1,7 @@
 // The converter's JSON Lines writer on texts around the library's layout:
 // blank lines, tabs and carriage returns in the indentation, deep
 // indentation, long lines, blanks and escapes within lines, every length
-// around the register widths. Each register width is held to a byte-by-byte
+// around the step of 64 bytes. Each instruction set is held to a byte-by-byte
 // reading of the rule. (That the library's own texts come out with no blank
 // outside strings is tested on the converter's output.)
 #include <gtest/gtest.h>
@@ -67,10 +67,12 @@ void checkSteps(const std::string& text)
 {
    std::string want = reference(text);
    std::vector<std::pair<const char*, Compact>> steps;
+   steps.push_back({"a byte at a time", itsconv::compactJsonScalar});
 #if defined(__x86_64__)
-   steps.push_back({"16-byte registers", itsconv::compactJsonSse2});
-   if (__builtin_cpu_supports("avx2"))
-      steps.push_back({"32-byte registers", itsconv::compactJsonAvx2});
+   if (__builtin_cpu_supports("ssse3") && __builtin_cpu_supports("popcnt"))
+      steps.push_back({"SSSE3", itsconv::compactJsonSsse3});
+   if (__builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi2"))
+      steps.push_back({"AVX-512 VBMI2", itsconv::compactJsonVbmi2});
 #endif
    for (const auto& step : steps) {
       // Exactly the text's bytes, so a read past its end shows under ASan.
