@@ -22,6 +22,12 @@
 #include <stdbool.h>
 #endif
 
+/* The library's version. The build checks these against the project's
+ * version and stops at configure time when they differ. */
+#define ITSCODEC_VERSION_MAJOR 0
+#define ITSCODEC_VERSION_MINOR 1
+#define ITSCODEC_VERSION_PATCH 0
+
 #define ITSCODEC_API __attribute__((visibility("default")))
 
 #ifdef __cplusplus

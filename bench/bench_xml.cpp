@@ -63,38 +63,38 @@ const Item* items()
    return all;
 }
 
-VX_TYPE_FN int xmlEncCoord(VXCTXT* pctxt, int32_t value, const char* elemName)
+VX_TYPE_FN int xmlEncCoord(VXCTXT* pctxt, XmlGenOut out, int32_t value, XmlGenName name)
 {
-   return xmlGenInt(pctxt, xmlGenOutput(pctxt), value, elemName);
+   return xmlGenInt(pctxt, out, value, name);
 }
 
-VX_TYPE_FN int xmlEncPos(VXCTXT* pctxt, const Item* it, const char* elemName)
+VX_TYPE_FN int xmlEncPos(VXCTXT* pctxt, XmlGenOut out, const Item* it, XmlGenName name)
 {
-   const XmlGenOut out = xmlGenOutput(pctxt);
-   int stat = xmlGenStart(pctxt, out, elemName);
-   if (stat == 0) stat = xmlEncCoord(pctxt, it->lat, "lat");
-   if (stat == 0) stat = xmlEncCoord(pctxt, it->lon, "lon");
-   if (stat == 0) stat = xmlGenEnd(pctxt, out, elemName);
+   int stat = xmlGenStart(pctxt, out, name);
+   if (stat == 0) stat = xmlEncCoord(pctxt, out, it->lat, XmlGenName{"lat", 3});
+   if (stat == 0) stat = xmlEncCoord(pctxt, out, it->lon, XmlGenName{"lon", 3});
+   if (stat == 0) stat = xmlGenEnd(pctxt, out, name);
    return stat;
 }
 
-VX_TYPE_FN int xmlEncItem(VXCTXT* pctxt, const Item* it, const char* elemName)
+VX_TYPE_FN int xmlEncItem(VXCTXT* pctxt, XmlGenOut out, const Item* it, XmlGenName name)
 {
-   const XmlGenOut out = xmlGenOutput(pctxt);
-   int stat = xmlGenStart(pctxt, out, elemName);
-   if (stat == 0) stat = xmlGenInt(pctxt, out, it->id, "id");
-   if (stat == 0) stat = xmlEncPos(pctxt, it, "pos");
-   if (stat == 0) stat = xmlGenUInt(pctxt, out, (uint32_t)it->speed, "speed");
-   if (stat == 0) stat = xmlGenEnd(pctxt, out, elemName);
+   int stat = xmlGenStart(pctxt, out, name);
+   if (stat == 0) stat = xmlGenInt(pctxt, out, it->id, XmlGenName{"id", 2});
+   if (stat == 0) stat = xmlEncPos(pctxt, out, it, XmlGenName{"pos", 3});
+   if (stat == 0) stat = xmlGenUInt(pctxt, out, (uint32_t)it->speed, XmlGenName{"speed", 5});
+   if (stat == 0) stat = xmlGenEnd(pctxt, out, name);
    return stat;
 }
 
 VX_TYPE_FN int xmlEncList(VXCTXT* pctxt, const Item* list, int n, const char* elemName)
 {
    const XmlGenOut out = xmlGenOutput(pctxt);
-   int stat = xmlGenStart(pctxt, out, elemName);
-   for (int i = 0; i < n && stat == 0; i++) stat = xmlEncItem(pctxt, &list[i], "item");
-   if (stat == 0) stat = xmlGenEnd(pctxt, out, elemName);
+   const XmlGenName name = xmlGenNameOf(elemName);
+   int stat = xmlGenStart(pctxt, out, name);
+   for (int i = 0; i < n && stat == 0; i++)
+      stat = xmlEncItem(pctxt, out, &list[i], XmlGenName{"item", 4});
+   if (stat == 0) stat = xmlGenEnd(pctxt, out, name);
    return stat;
 }
 

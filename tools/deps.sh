@@ -3,7 +3,10 @@
 # if any is missing. Safe to run repeatedly.
 set -euo pipefail
 pkgs=(cmake ninja-build g++ clang libclang-rt-14-dev googletest libgtest-dev libgmock-dev
-      libbenchmark-dev python3 binutils xxd)
+      libbenchmark-dev python3 binutils xxd
+      # the package tests: the Debian package (dpkg-shlibdeps, file), the
+      # example through pkg-config, the Python package installed into a venv
+      dpkg-dev file pkgconf python3-venv python3-setuptools python3-wheel)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

@@ -26,8 +26,9 @@ def emit(model):
         (out[mod.stem + "Xml.h"], out[mod.stem + "XmlEnc.cpp"],
          out[mod.stem + "XmlDec.cpp"]) = codec_units(
             mod, "XML", "Xml", COMMON_HEADER, emit_xml_enc.enc_sig, emit_xml_dec.dec_sig,
-            emit_xml_enc.write_encoder, write_decoders, (emit_xml_fast.fast_sig,),
-            ("struct XmlFastIn;",))
+            emit_xml_enc.write_encoder, write_decoders,
+            (emit_xml_enc.inner_sig, emit_xml_fast.fast_sig),
+            ("struct XmlFastIn;", "struct XmlGenOut;", "struct XmlGenName;"))
     return out
 
 

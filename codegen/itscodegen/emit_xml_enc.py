@@ -33,6 +33,18 @@ def enc_sig(t):
         t.cname, arg)
 
 
+def inner_sig(t):
+    """The writer the other writers call: the output decided once by the
+    caller, the element name with its length."""
+    arg = "%s value" % t.record if byval(t) else "const %s* pvalue" % t.record
+    return "int xmlEncIn_%s(VXCTXT* pctxt, XmlGenOut out, %s, XmlGenName name)" % (t.cname, arg)
+
+
+def gen_name(literal):
+    """A literal element name with its length in bytes."""
+    return "XmlGenName{%s, %d}" % (c_string(literal), len(literal.encode("utf-8")))
+
+
 # -- where a value stands and the function that writes it ----------------------
 
 class Site:
@@ -49,16 +61,14 @@ class Site:
 
     @property
     def fn(self):
-        return "XmlEnc_" + self.t.cname if self.t.owned else "xmlEnc_" + self.inline_name
+        return "xmlEncIn_" + self.t.cname if self.t.owned else "xmlEnc_" + self.inline_name
 
 
 def call(site, lv, name, ptr=None):
     """The writer's call on the value lv (or, not passed by value, on the
     pointer ptr when one is at hand)."""
     arg = lv if byval(site.t) else (ptr or "&" + lv)
-    if site.t.owned:
-        return "%s(pctxt, %s, %s, 0)" % (site.fn, arg, name)
-    return "%s(pctxt, %s, %s)" % (site.fn, arg, name)
+    return "%s(pctxt, out, %s, %s)" % (site.fn, arg, name)
 
 
 def comp_site(t, c):
@@ -118,9 +128,7 @@ def range_test(t, v):
 
 
 def put_integer(t, v, name):
-    """The number element; a component's literal name goes with its length."""
-    if name.startswith('"'):
-        name = "%s, %d" % (name, len(name[1:-1].encode("utf-8")))
+    """The number element named name (an XmlGenName expression)."""
     if int_field(t) in SIGNED_FIELDS:
         return "xmlGenInt(pctxt, out, (int64_t)(%s), %s)" % (v, name)
     return "xmlGenUInt(pctxt, out, (uint64_t)(%s), %s)" % (v, name)
@@ -135,8 +143,7 @@ def integer_stat(t, v, name):
 
 
 def enc_integer(w, t, v):
-    w("const XmlGenOut out = xmlGenOutput(pctxt);")
-    w("return %s;" % integer_stat(t, v, "elemName"))
+    w("return %s;" % integer_stat(t, v, "name"))
 
 
 def boolean_stat(v, name):
@@ -144,69 +151,61 @@ def boolean_stat(v, name):
 
 
 def enc_boolean(w, t, v):
-    w("const XmlGenOut out = xmlGenOutput(pctxt);")
-    w("return %s;" % boolean_stat(v, "elemName"))
+    w("return %s;" % boolean_stat(v, "name"))
 
 
 def enc_enum(w, t, v):
     # The identifier of the value; "_UNKNOWN_" for a value outside the
     # table (a list item; a component is tested by its SEQUENCE first).
     tab = t.record + "_ENUMTAB"
-    w("const XmlGenOut out = xmlGenOutput(pctxt);")
     with w.block("if (%s < %dU)" % (v, len(t.items))):
         w("const VXEnumItem& item = %s[%s[%s].transidx];" % (tab, tab, v))
-        w("return xmlGenNamed(pctxt, out, item.name, item.namelen, elemName);")
-    w("return xmlGenNamed(pctxt, out, \"_UNKNOWN_\", 9, elemName);")
+        w("return xmlGenNamed(pctxt, out, item.name, item.namelen, name);")
+    w("return xmlGenNamed(pctxt, out, \"_UNKNOWN_\", 9, name);")
 
 
 def enc_null(w, t, v):
-    w("const XmlGenOut out = xmlGenOutput(pctxt);")
-    w("return xmlGenEmpty(pctxt, out, elemName);")
+    w("return xmlGenEmpty(pctxt, out, name);")
 
 
 # -- strings ----------------------------------------------------------------------
 
 def enc_bitstring(w, t, v):
-    w("const XmlGenOut out = xmlGenOutput(pctxt);")
     count = bitstr_count(w, t, v)
     if count is None:
-        w("return xmlGenBitsExt(pctxt, out, %s.numbits, %s.data, %d, %s.extdata, elemName);"
+        w("return xmlGenBitsExt(pctxt, out, %s.numbits, %s.data, %d, %s.extdata, name);"
           % (v, v, naming.nbytes(t.size.lo), v))
     else:
-        w("return xmlGenBits(pctxt, out, %s, %s.data, elemName);" % (count, v))
+        w("return xmlGenBits(pctxt, out, %s, %s.data, name);" % (count, v))
 
 
 def enc_octstring(w, t, v):
     f = layout.octstr_form(t)
-    w("const XmlGenOut out = xmlGenOutput(pctxt);")
     if f == "bytes":
-        w("return xmlGenHex(pctxt, out, %d, %s.data, elemName);" % (t.size.hi, v))
+        w("return xmlGenHex(pctxt, out, %d, %s.data, name);" % (t.size.hi, v))
         return
     if f == "var":
         w("if (%s) return RTERR_CONSVIO;" % size_test(t.size, "%s.numocts" % v))
-    w("return xmlGenHex(pctxt, out, %s.numocts, %s.data, elemName);" % (v, v))
+    w("return xmlGenHex(pctxt, out, %s.numocts, %s.data, name);" % (v, v))
 
 
 def enc_string(w, t, v):
-    w("const XmlGenOut out = xmlGenOutput(pctxt);")
     test = size_test(t.size, "length")
     if test:
         length = "rtxUTF8Len(%s)" % v if t.strtype == "UTF8String" else "strlen(%s)" % v
         w("size_t length = %s != 0 ? %s : 0;" % (v, length))
         w("if (%s) return RTERR_CONSVIO;" % test)
-    w("return xmlGenText(pctxt, out, %s, elemName);" % v)
+    w("return xmlGenText(pctxt, out, %s, name);" % v)
 
 
 # -- SEQUENCE -----------------------------------------------------------------------
 
 def enc_sequence(w, t, v):
-    w("const XmlGenOut out = xmlGenOutput(pctxt);")
-    w("XmlGenTagRef tag;")
-    w("int stat = xmlGenStart(pctxt, out, elemName, &tag);")
+    w("int stat = xmlGenStart(pctxt, out, name);")
     fail_pass(w)
     for c in t.comps:
         lv = "%s.%s" % (v, c.cid)
-        name = c_string(c.name)
+        name = gen_name(c.name)
         b = c.type.base
         if c.optional:
             w("if (%s.m.%sPresent) {" % (v, c.cid))
@@ -234,22 +233,20 @@ def enc_sequence(w, t, v):
         with w.block("if (%s.extElem1.count != 0)" % v):
             w("stat = rtAsn1XmlEncOpenTypeExt(pctxt, &%s.extElem1, %s);" % (v, reserved_names(w, t)))
             fail_pass(w)
-    w("return xmlGenEnd(pctxt, out, elemName, &tag);")
+    w("return xmlGenEnd(pctxt, out, name);")
 
 
 # -- CHOICE -------------------------------------------------------------------------
 
 def enc_choice(w, t, v):
     n = len(t.comps)
-    w("const XmlGenOut out = xmlGenOutput(pctxt);")
-    w("XmlGenTagRef tag;")
-    w("int stat = xmlGenStart(pctxt, out, elemName, &tag);")
+    w("int stat = xmlGenStart(pctxt, out, name);")
     fail_pass(w)
     with w.block("switch (%s.t)" % v):
         for i, c in enumerate(t.comps):
             w("case %d:" % (i + 1))
             w.indent()
-            name = c_string(c.name)
+            name = gen_name(c.name)
             if c.type.base.kind == "NULL":
                 w("stat = xmlGenEmpty(pctxt, out, %s);" % name)
             else:
@@ -269,7 +266,7 @@ def enc_choice(w, t, v):
         w("default:")
         w("   return VX_LOG_ERR(pctxt, RTERR_INVOPT);")
     fail_pass(w)
-    w("return xmlGenEnd(pctxt, out, elemName, &tag);")
+    w("return xmlGenEnd(pctxt, out, name);")
 
 
 # -- SEQUENCE OF ----------------------------------------------------------------------
@@ -277,16 +274,14 @@ def enc_choice(w, t, v):
 def enc_seqof(w, t, v):
     site = elem_site(t)
     et = layout.field_ctype(t.elem)
-    item = c_string(t.item)
-    w("const XmlGenOut out = xmlGenOutput(pctxt);")
+    item = gen_name(t.item)
     count = "%s.count" % v if t.form == "list" else "%s.n" % v
     test = size_test(t.size, count)
     if test:
         w("if (%s) return RTERR_CONSVIO;" % test)
     if t.form == "dynamic-array":
         w("if (%s.n != 0 && %s.elem == 0) return VX_LOG_ERR(pctxt, RTERR_INVPARAM);" % (v, v))
-    w("XmlGenTagRef tag;")
-    w("int stat = xmlGenStart(pctxt, out, elemName, &tag);")
+    w("int stat = xmlGenStart(pctxt, out, name);")
     fail_pass(w)
     if t.form == "list":
         w("for (const VXRTDListNode* node = %s.head; node != 0; node = node->next) {" % v)
@@ -301,15 +296,14 @@ def enc_seqof(w, t, v):
     fail_pass(w)
     w.dedent()
     w("}")
-    w("return xmlGenEnd(pctxt, out, elemName, &tag);")
+    w("return xmlGenEnd(pctxt, out, name);")
 
 
 # -- open types -------------------------------------------------------------------------
 
 def enc_open(w, t, v, raw_ok=True):
-    w("const XmlGenOut out = xmlGenOutput(pctxt);")
     if not t.rows:
-        w("return xmlGenOpenValue(pctxt, out, %s.data, %s.numocts, elemName);" % (v, v))
+        w("return xmlGenOpenValue(pctxt, out, %s.data, %s.numocts, name);" % (v, v))
         return
     with w.block("switch (%s.t)" % v):
         w("case 0:")
@@ -317,7 +311,7 @@ def enc_open(w, t, v, raw_ok=True):
         if raw_ok:
             w("if (%s.u.openType == 0) return VX_LOG_ERR(pctxt, RTERR_INVOPT);" % v)
             w("return xmlGenOpenValue(pctxt, out, %s.u.openType->data, %s.u.openType->numocts, "
-              "elemName);" % (v, v))
+              "name);" % (v, v))
         else:
             # A raw value of a region whose type is known has no XML form.
             w("return VX_LOG_ERR(pctxt, RTERR_INVOPT);")
@@ -328,12 +322,11 @@ def enc_open(w, t, v, raw_ok=True):
             w.indent()
             # The known value as an element named with its type's ASN.1 name.
             w("if (%s == 0) return VX_LOG_ERR(pctxt, RTERR_INVOPT);" % member)
-            w("XmlGenTagRef tag;")
-            w("int stat = xmlGenStart(pctxt, out, elemName, &tag);")
+            w("int stat = xmlGenStart(pctxt, out, name);")
             fail_pass(w)
-            w("stat = XmlEnc_%s(pctxt, %s, %s, 0);" % (r.type.cname, member, c_string(r.type.xml_name)))
+            w("stat = xmlEncIn_%s(pctxt, out, %s, %s);" % (r.type.cname, member, gen_name(r.type.xml_name)))
             fail_pass(w)
-            w("return xmlGenEnd(pctxt, out, elemName, &tag);")
+            w("return xmlGenEnd(pctxt, out, name);")
             w.dedent()
             w("}")
         w("default:")
@@ -366,7 +359,7 @@ def enc_body(w, t, v, site=None):
 def write_inline_encoder(w, site):
     t = site.t
     arg = "%s value" % site.argtype if byval(t) else "const %s* pvalue" % site.argtype
-    with w.block("static int %s(VXCTXT* pctxt, %s, const char* elemName)" % (site.fn, arg)):
+    with w.block("static int %s(VXCTXT* pctxt, XmlGenOut out, %s, XmlGenName name)" % (site.fn, arg)):
         enc_body(w, t, value_of(t), site)
     w()
 
@@ -374,12 +367,16 @@ def write_inline_encoder(w, site):
 def write_encoder(w, t):
     for s in inline_sites(t):
         write_inline_encoder(w, s)
-    with w.block(enc_sig(t)):
-        w("(void)nsPrefix;")
+    arg = "value" if byval(t) else "pvalue"
+    with w.block(inner_sig(t)):
         if t.kind == "ALIAS":
-            w("return XmlEnc_%s(pctxt, %s, elemName, 0);" % (t.target.cname, "value" if byval(t) else "pvalue"))
+            w("return xmlEncIn_%s(pctxt, out, %s, name);" % (t.target.cname, arg))
         else:
             enc_body(w, t, value_of(t))
+    w()
+    with w.block(enc_sig(t)):
+        w("(void)nsPrefix;")
+        w("return xmlEncIn_%s(pctxt, xmlGenOutput(pctxt), %s, xmlGenNameOf(elemName));" % (t.cname, arg))
     w()
 
 

@@ -25,18 +25,18 @@ struct Step {
    int64_t value;
 };
 
-// Names of every length class the steps treat apart: short, around a word,
-// just under and over the length copied in one pass.
-const std::string kLong47(47, 'm'), kLong48(48, 'n'), kLong70(70, 'o');
+// Names of every length class a name is copied by: 1 to 3 bytes, 4 to 7,
+// 8 to 16 (two overlapping words each) and longer.
+const std::string kLong70(70, 'o');
 const char* const kNames[] = {"a",
                               "id",
                               "lat",
-                              "speed",
+                              "long",
+                              "heading",
                               "abcdefgh",
                               "regExtValue",
+                              "abcdefghijklmnop",
                               "Position3D-addGrpC",
-                              kLong47.c_str(),
-                              kLong48.c_str(),
                               kLong70.c_str()};
 
 // A random well-nested program: elements open and close, leaves between,
@@ -117,38 +117,29 @@ int runGeneral(VXCTXT* pctxt, const Step& s)
    }
 }
 
-// The in-place steps as the generated encoders call them: an element's
-// end tag with its start tag's reference (kept in `refs`), a number with
-// its name's length known (every other value) or measured.
-int runGen(VXCTXT* pctxt, const Step& s, std::vector<XmlGenTagRef>& refs)
+// The in-place steps as the generated encoders call them, each name with
+// its length.
+int runGen(VXCTXT* pctxt, const Step& s)
 {
    const XmlGenOut out = xmlGenOutput(pctxt);
+   const XmlGenName name = xmlGenNameOf(s.name);
    switch (s.op) {
       case Op::Named:
-         return xmlGenNamed(pctxt, out, "alt-000-01", 10, s.name);
+         return xmlGenNamed(pctxt, out, "alt-000-01", 10, name);
       case Op::Bits:
-         return xmlGenBits(pctxt, out, (uint64_t)s.value * 8 / 3, kData, s.name);
+         return xmlGenBits(pctxt, out, (uint64_t)s.value * 8 / 3, kData, name);
       case Op::Hex:
-         return xmlGenHex(pctxt, out, (uint64_t)s.value, kData, s.name);
-      case Op::Start: {
-         XmlGenTagRef ref;
-         int stat = xmlGenStart(pctxt, out, s.name, &ref);
-         if (stat == 0) refs.push_back(ref);
-         return stat;
-      }
-      case Op::End: {
-         XmlGenTagRef ref = refs.back();
-         refs.pop_back();
-         return xmlGenEnd(pctxt, out, s.name, &ref);
-      }
+         return xmlGenHex(pctxt, out, (uint64_t)s.value, kData, name);
+      case Op::Start:
+         return xmlGenStart(pctxt, out, name);
+      case Op::End:
+         return xmlGenEnd(pctxt, out, name);
       case Op::Empty:
-         return xmlGenEmpty(pctxt, out, s.name);
+         return xmlGenEmpty(pctxt, out, name);
       case Op::Int:
-         if (s.value & 1) return xmlGenInt(pctxt, out, s.value, s.name, strlen(s.name));
-         return xmlGenInt(pctxt, out, s.value, s.name);
+         return xmlGenInt(pctxt, out, s.value, name);
       default:
-         if (s.value & 1) return xmlGenUInt(pctxt, out, (uint64_t)s.value, s.name, strlen(s.name));
-         return xmlGenUInt(pctxt, out, (uint64_t)s.value, s.name);
+         return xmlGenUInt(pctxt, out, (uint64_t)s.value, name);
    }
 }
 
@@ -218,9 +209,8 @@ Outcome run(Writer& w, const Setting& s, const std::vector<Step>& steps, bool ge
 {
    int stat = w.open(s);
    if (stat != 0) return {0, stat};
-   std::vector<XmlGenTagRef> refs;
    for (size_t i = 0; i < steps.size(); i++) {
-      stat = gen ? runGen(&w.ctx, steps[i], refs) : runGeneral(&w.ctx, steps[i]);
+      stat = gen ? runGen(&w.ctx, steps[i]) : runGeneral(&w.ctx, steps[i]);
       if (stat != 0) return {i, stat};
    }
    stat = w.close(s);
@@ -236,10 +226,9 @@ TEST(XmlGenWrite, SameTextAsTheGeneralWriterInEverySetting)
          Writer general(s), gen(s);
          ASSERT_EQ(0, general.open(s));
          ASSERT_EQ(0, gen.open(s));
-         std::vector<XmlGenTagRef> refs;
          for (size_t i = 0; i < steps.size(); i++) {
             ASSERT_EQ(0, runGeneral(&general.ctx, steps[i]));
-            ASSERT_EQ(0, runGen(&gen.ctx, steps[i], refs));
+            ASSERT_EQ(0, runGen(&gen.ctx, steps[i]));
             ASSERT_EQ(general.text(), gen.text()) << "after step " << i;
             ASSERT_EQ(general.ctx.state, gen.ctx.state);
             ASSERT_EQ(general.ctx.level, gen.ctx.level);
@@ -292,21 +281,21 @@ TEST(XmlGenWrite, ElementNameStackNamesTheOpenElement)
    ASSERT_EQ(0, w.open(kSettings[0]));
    const XmlGenOut out = xmlGenOutput(&w.ctx);
    ASSERT_NE(nullptr, out.info);
-   ASSERT_EQ(0, xmlGenStart(&w.ctx, out, "outer"));
-   ASSERT_EQ(0, xmlGenStart(&w.ctx, out, "inner"));
+   ASSERT_EQ(0, xmlGenStart(&w.ctx, out, xmlGenNameOf("outer")));
+   ASSERT_EQ(0, xmlGenStart(&w.ctx, out, xmlGenNameOf("inner")));
    EXPECT_STREQ("inner", (const char*)w.ctx.elemNameStack.tail->data);
-   ASSERT_EQ(0, xmlGenEnd(&w.ctx, out, "inner"));
+   ASSERT_EQ(0, xmlGenEnd(&w.ctx, out, xmlGenNameOf("inner")));
    EXPECT_STREQ("outer", (const char*)w.ctx.elemNameStack.tail->data);
    // An end tag of another name is recorded and the element closed anyway,
    // as the general writer does.
-   ASSERT_EQ(0, xmlGenEnd(&w.ctx, out, "other"));
+   ASSERT_EQ(0, xmlGenEnd(&w.ctx, out, xmlGenNameOf("other")));
    EXPECT_EQ(RTERR_IDNOTFOU, rtxErrGetStatus(&w.ctx));
    EXPECT_STREQ("doc", (const char*)w.ctx.elemNameStack.tail->data);
    // The same text under another pointer is no mismatch.
    std::string again = "again";
-   ASSERT_EQ(0, xmlGenStart(&w.ctx, out, "again"));
+   ASSERT_EQ(0, xmlGenStart(&w.ctx, out, xmlGenNameOf("again")));
    rtxErrResetErrInfo(&w.ctx);
-   ASSERT_EQ(0, xmlGenEnd(&w.ctx, out, again.c_str()));
+   ASSERT_EQ(0, xmlGenEnd(&w.ctx, out, xmlGenNameOf(again.c_str())));
    EXPECT_EQ(0u, rtxErrGetErrorCnt(&w.ctx));
 }
 

@@ -377,8 +377,10 @@ void run(const Options& o, const Source& src, const std::vector<Item>& items, Re
       }
       return;
    }
+   // Chunks small enough that all slots' output stays in the processor's
+   // cache (tens of kilobytes each), large enough that the lock is rare.
    size_t per = n / (jobs * 16);
-   per = per < 1 ? 1 : per > 256 ? 256 : per;
+   per = per < 1 ? 1 : per > 32 ? 32 : per;
    size_t chunks = (n + per - 1) / per;
    std::vector<Results> slots(4 * jobs);
    std::vector<char> done(slots.size(), 0);

@@ -3,8 +3,6 @@
 
 #include <cstdlib>
 
-#include "compact.h"
-
 namespace itsconv {
 
 void OutBuf::grow(size_t n)
@@ -55,16 +53,22 @@ void appendBase64(OutBuf* out, const char* bytes, size_t n)
 
 void appendCompactJson(OutBuf* out, const char* text, size_t n)
 {
-   char* d = out->reserve(n + 64);
+   typedef size_t (*Compact)(char*, const char*, size_t);
+   // ITSCONV_SIMD=ssse3 or =scalar holds a processor to that way (tests).
+   static const Compact compact = [] {
+      const char* force = getenv("ITSCONV_SIMD");
+      std::string way = force != nullptr ? force : "";
 #if defined(__x86_64__)
-   // ITSCONV_SIMD=sse2 holds a processor with AVX2 to 16-byte registers (tests).
-   static const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
-                            __builtin_cpu_supports("popcnt") && getenv("ITSCONV_SIMD") == nullptr;
-   out->commit(avx2 ? compactJsonAvx2(d, text, n) : compactJsonSse2(d, text, n));
-#else
-   JsonState st;
-   out->commit(static_cast<size_t>(compactBytes(text, text + n, d, &st) - d));
+      if (way.empty() && __builtin_cpu_supports("avx512bw") &&
+          __builtin_cpu_supports("avx512vbmi2"))
+         return compactJsonVbmi2;
+      if (way != "scalar" && __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("popcnt"))
+         return compactJsonSsse3;
 #endif
+      return compactJsonScalar;
+   }();
+   char* d = out->reserve(n + 64);
+   out->commit(compact(d, text, n));
 }
 
 }  // namespace itsconv

@@ -42,15 +42,16 @@ class OutBuf {
 void appendHex(OutBuf* out, const char* bytes, size_t n);
 void appendBase64(OutBuf* out, const char* bytes, size_t n);
 
-// The library's JSON text on one line: blanks outside strings are dropped,
-// strings are copied as they stand.
+// The library's JSON text on one line: each line feed is dropped with the
+// indentation behind it.
 void appendCompactJson(OutBuf* out, const char* text, size_t n);
 
+// The same into d, which has room for n + 64 bytes, by instruction set:
+// any, SSSE3 with POPCNT, AVX-512 BW with VBMI2. Return the length written.
+size_t compactJsonScalar(char* d, const char* text, size_t n);
 #if defined(__x86_64__)
-// The same into d, in registers of 16 or 32 bytes (the latter needs AVX2,
-// BMI and POPCNT); d has room for n + 64 bytes. Return the length written.
-size_t compactJsonSse2(char* d, const char* text, size_t n);
-size_t compactJsonAvx2(char* d, const char* text, size_t n);
+size_t compactJsonSsse3(char* d, const char* text, size_t n);
+size_t compactJsonVbmi2(char* d, const char* text, size_t n);
 #endif
 
 }  // namespace itsconv
