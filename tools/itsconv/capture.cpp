@@ -3,10 +3,7 @@
 // bytes as hexadecimal), with a summary on standard error.
 #include "capture.h"
 
-#include <fcntl.h>
 #include <strings.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -518,50 +515,6 @@ void emit(const Tally& t)
    if (!t.err.empty()) fwrite(t.err.data(), 1, t.err.size(), stderr);
 }
 
-// The capture's bytes: the file mapped, or standard input (and anything
-// that can not be mapped) read whole.
-class CaptureBytes {
- public:
-   ~CaptureBytes()
-   {
-      if (map_ != nullptr) munmap(map_, size_);
-   }
-   bool load(const char* path, std::string* problem)
-   {
-      if (strcmp(path, "-") != 0) {
-         int fd = open(path, O_RDONLY | O_CLOEXEC);
-         if (fd < 0) {
-            *problem = std::string("cannot open: ") + strerror(errno);
-            return false;
-         }
-         struct stat st;
-         if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) {
-            void* m = mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
-            if (m != MAP_FAILED) {
-               map_ = m;
-               size_ = static_cast<size_t>(st.st_size);
-               madvise(map_, size_, MADV_SEQUENTIAL);
-               close(fd);
-               return true;
-            }
-         }
-         close(fd);
-      }
-      return readInput(path, &copy_, problem);
-   }
-   const uint8_t* data() const
-   {
-      return map_ != nullptr ? static_cast<const uint8_t*>(map_)
-                             : reinterpret_cast<const uint8_t*>(copy_.data());
-   }
-   size_t size() const { return map_ != nullptr ? size_ : copy_.size(); }
-
- private:
-   void* map_ = nullptr;
-   size_t size_ = 0;
-   std::string copy_;
-};
-
 // Events are gathered in batches; with more than one job the threads take
 // chunks of a batch in turn, each into a tally of its own, and the tallies
 // are written in frame order once the batch is done.
@@ -715,7 +668,7 @@ int captureMain(int argc, char** argv)
    if (o.file == nullptr) return usage("capture needs a FILE ('-': standard input)");
    o.label = strcmp(o.file, "-") == 0 ? "stdin" : o.file;
 
-   CaptureBytes bytes;
+   InputBytes bytes;
    std::string problem;
    if (!bytes.load(o.file, &problem)) {
       fprintf(stderr, "itsconv: %s: %s\n", o.label.c_str(), problem.c_str());
@@ -723,7 +676,8 @@ int captureMain(int argc, char** argv)
    }
    vxcap::CaptureReader reader;
    const char* why = nullptr;
-   if (!reader.open(bytes.data(), bytes.size(), &why)) {
+   if (!reader.open(reinterpret_cast<const uint8_t*>(bytes.view().data()), bytes.view().size(),
+                    &why)) {
       fprintf(stderr, "itsconv: %s: %s\n", o.label.c_str(), why);
       return 1;
    }

@@ -3,6 +3,7 @@
 
 #include <emmintrin.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -42,13 +43,13 @@ size_t countLines(const char* p, const char* end)
    return n;
 }
 
-size_t skipBom(const std::string& d)
+size_t skipBom(std::string_view d)
 {
    return d.size() >= 3 && d.compare(0, 3, "\xef\xbb\xbf") == 0 ? 3 : 0;
 }
 
 // Position behind the first `seq` at or after `from`, or npos.
-size_t behind(const std::string& d, size_t from, const char* seq)
+size_t behind(std::string_view d, size_t from, const char* seq)
 {
    size_t at = d.find(seq, from);
    return at == std::string::npos ? at : at + strlen(seq);
@@ -56,7 +57,7 @@ size_t behind(const std::string& d, size_t from, const char* seq)
 
 // Position behind the '>' closing a tag that starts at `from`, quotes
 // honoured, or npos.
-size_t tagEnd(const std::string& d, size_t from)
+size_t tagEnd(std::string_view d, size_t from)
 {
    char quote = 0;
    for (size_t i = from; i < d.size(); i++) {
@@ -75,7 +76,7 @@ size_t tagEnd(const std::string& d, size_t from)
 // Steps over the XML construct starting with '<' at `i`: returns the
 // position behind it (npos when it never closes) and its effect on the
 // element depth (+1 start tag, -1 end tag, 0 anything else).
-size_t xmlConstruct(const std::string& d, size_t i, int* depthChange)
+size_t xmlConstruct(std::string_view d, size_t i, int* depthChange)
 {
    *depthChange = 0;
    if (d.compare(i, 4, "<!--") == 0) return behind(d, i + 4, "-->");
@@ -144,7 +145,36 @@ bool readInput(const char* path, std::string* data, std::string* problem)
    return ok;
 }
 
-bool looksBinary(const std::string& data)
+InputBytes::~InputBytes()
+{
+   if (map_ != nullptr) munmap(map_, size_);
+}
+
+bool InputBytes::load(const char* path, std::string* problem)
+{
+   if (path != nullptr && strcmp(path, "-") != 0) {
+      int fd = open(path, O_RDONLY | O_CLOEXEC);
+      if (fd < 0) {
+         *problem = std::string("cannot open: ") + strerror(errno);
+         return false;
+      }
+      struct stat st;
+      if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) {
+         void* m = mmap(nullptr, static_cast<size_t>(st.st_size), PROT_READ,
+                        MAP_PRIVATE | MAP_POPULATE, fd, 0);
+         if (m != MAP_FAILED) {
+            map_ = static_cast<char*>(m);
+            size_ = static_cast<size_t>(st.st_size);
+            close(fd);
+            return true;
+         }
+      }
+      close(fd);
+   }
+   return readInput(path, &copy_, problem);
+}
+
+bool looksBinary(std::string_view data)
 {
    // Signed compares: the bytes from 0x80 up count as below 0x09.
    const char* p = data.data();
@@ -164,7 +194,7 @@ bool looksBinary(const std::string& data)
    return false;
 }
 
-void splitLines(const std::string& data, std::vector<Item>* items)
+void splitLines(std::string_view data, std::vector<Item>* items)
 {
    const char* base = data.data();
    const char* end = base + data.size();
@@ -187,9 +217,9 @@ void splitLines(const std::string& data, std::vector<Item>* items)
    }
 }
 
-void splitJson(const std::string& data, std::vector<Item>* items)
+void splitJson(std::string_view data, std::vector<Item>* items)
 {
-   const std::string& d = data;
+   std::string_view d = data;
    size_t i = skipBom(d), line = 1;
    while (i < d.size()) {
       char c = d[i];
@@ -249,9 +279,9 @@ void splitJson(const std::string& data, std::vector<Item>* items)
    }
 }
 
-void splitXml(const std::string& data, std::vector<Item>* items)
+void splitXml(std::string_view data, std::vector<Item>* items)
 {
-   const std::string& d = data;
+   std::string_view d = data;
    const size_t npos = std::string::npos;
    size_t i = skipBom(d), line = 1;
    size_t docStart = npos, docLine = 0;

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace itsconv {
@@ -23,15 +24,35 @@ struct Item {
 // returns false with a one-line reason (no file name) in *problem.
 bool readInput(const char* path, std::string* data, std::string* problem);
 
+// A whole input: a regular file mapped (no copy, and its pages come in
+// one pass), anything else read whole with readInput.
+class InputBytes {
+ public:
+   InputBytes() = default;
+   InputBytes(const InputBytes&) = delete;
+   InputBytes& operator=(const InputBytes&) = delete;
+   ~InputBytes();
+   bool load(const char* path, std::string* problem);
+   std::string_view view() const
+   {
+      return map_ != nullptr ? std::string_view(map_, size_) : std::string_view(copy_);
+   }
+
+ private:
+   char* map_ = nullptr;
+   size_t size_ = 0;
+   std::string copy_;
+};
+
 // True when the bytes can't be text: control characters other than blanks,
 // or bytes above 7-bit ASCII.
-bool looksBinary(const std::string& data);
+bool looksBinary(std::string_view data);
 
 // Cutting: one message per non-blank line (hex, base64); a sequence of JSON
 // objects; a sequence of XML documents.
-void splitLines(const std::string& data, std::vector<Item>* items);
-void splitJson(const std::string& data, std::vector<Item>* items);
-void splitXml(const std::string& data, std::vector<Item>* items);
+void splitLines(std::string_view data, std::vector<Item>* items);
+void splitJson(std::string_view data, std::vector<Item>* items);
+void splitXml(std::string_view data, std::vector<Item>* items);
 
 // Wire text to bytes. Hex takes any blanks, `0x` prefixes, `:`, `-` and `,`
 // separators and either case; base64 the standard and the URL alphabet,

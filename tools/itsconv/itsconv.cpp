@@ -97,7 +97,7 @@ struct Options {
 // One input as read, and how its UPER side is written.
 struct Source {
    std::string label;
-   std::string data;
+   InputBytes data;
    WireForm wire = WireForm::Hex;
 };
 
@@ -194,8 +194,8 @@ void Converter::fromUper(const Source& src, const Item& item, Results* r)
 {
    // The position is only put into words when something fails.
    auto where = [&] { return position(src, item); };
-   const char* p = src.data.data() + item.begin;
-   const char* end = src.data.data() + item.end;
+   const char* p = src.data.view().data() + item.begin;
+   const char* end = src.data.view().data() + item.end;
    std::string problem;
    bool ok = true;
    switch (src.wire) {
@@ -283,8 +283,8 @@ void Converter::fromText(const Source& src, const Item& item, Results* r)
 {
    // The position is only put into words when something fails.
    auto where = [&] { return position(src, item); };
-   const char* p = src.data.data() + item.begin;
-   const char* end = src.data.data() + item.end;
+   const char* p = src.data.view().data() + item.begin;
+   const char* end = src.data.view().data() + item.end;
    // The exports read NUL-terminated text.
    text_.assign(p, end);
    std::string why;
@@ -424,7 +424,7 @@ void run(const Options& o, const Source& src, const std::vector<Item>& items, Re
    for (std::thread& t : threads) t.join();
 }
 
-bool isBlankText(const std::string& data)
+bool isBlankText(std::string_view data)
 {
    for (char c : data)
       if (c != ' ' && c != '\t' && c != '\n' && c != '\r' && c != '\f' && c != '\v') return false;
@@ -438,7 +438,7 @@ void convertInput(const Options& o, const char* path, Results* totals)
    src.label = path != nullptr && strcmp(path, "-") != 0 ? path : "stdin";
    Results r;
    std::string problem;
-   if (!readInput(path, &src.data, &problem)) {
+   if (!src.data.load(path, &problem)) {
       note(&r, src.label, problem);
       r.failed++;
       emit(r);
@@ -446,27 +446,28 @@ void convertInput(const Options& o, const char* path, Results* totals)
       return;
    }
    src.wire = o.wire;
+   const std::string_view data = src.data.view();
    std::vector<Item> items;
    if (o.textIn()) {
       if (o.direction == Direction::FromJson)
-         splitJson(src.data, &items);
+         splitJson(data, &items);
       else
-         splitXml(src.data, &items);
+         splitXml(data, &items);
    } else {
-      if (!o.wireGiven && looksBinary(src.data)) src.wire = WireForm::Binary;
+      if (!o.wireGiven && looksBinary(data)) src.wire = WireForm::Binary;
       if (src.wire == WireForm::Binary || o.whole) {
-         if (src.wire == WireForm::Binary ? !src.data.empty() : !isBlankText(src.data)) {
+         if (src.wire == WireForm::Binary ? !data.empty() : !isBlankText(data)) {
             Item item;
-            item.end = src.data.size();
+            item.end = data.size();
             item.line = src.wire == WireForm::Binary ? 0 : 1;
             items.push_back(item);
          }
       } else {
-         splitLines(src.data, &items);
+         splitLines(data, &items);
       }
    }
    if (items.empty()) {
-      note(&r, src.label, src.data.empty() ? "empty input" : "no message in the input");
+      note(&r, src.label, data.empty() ? "empty input" : "no message in the input");
       r.failed++;
       emit(r);
       totals->failed++;
