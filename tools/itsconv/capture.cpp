@@ -500,18 +500,7 @@ int writeError = 0;
 
 void emit(const Tally& t)
 {
-   const char* p = t.out.data();
-   size_t left = t.out.size();
-   while (left > 0 && writeError == 0) {
-      ssize_t n = write(STDOUT_FILENO, p, left);
-      if (n < 0 && errno == EINTR) continue;
-      if (n < 0) {
-         writeError = errno;
-         break;
-      }
-      p += n;
-      left -= static_cast<size_t>(n);
-   }
+   if (writeError == 0) writeError = writeAll(STDOUT_FILENO, t.out.data(), t.out.size());
    if (!t.err.empty()) fwrite(t.err.data(), 1, t.err.size(), stderr);
 }
 

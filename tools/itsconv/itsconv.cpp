@@ -335,18 +335,7 @@ int writeError = 0;
 void emit(const Results& r)
 {
    fflush(stdout);
-   const char* p = r.out.data();
-   size_t left = r.out.size();
-   while (left > 0 && writeError == 0) {
-      ssize_t n = write(STDOUT_FILENO, p, left);
-      if (n < 0 && errno == EINTR) continue;
-      if (n < 0) {
-         writeError = errno;
-         break;
-      }
-      p += n;
-      left -= static_cast<size_t>(n);
-   }
+   if (writeError == 0) writeError = writeAll(STDOUT_FILENO, r.out.data(), r.out.size());
    if (!r.err.empty()) fwrite(r.err.data(), 1, r.err.size(), stderr);
 }
 

@@ -1,6 +1,9 @@
 // itsconv: the output of a run of messages.
 #include "output.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
 
 namespace itsconv {
@@ -13,6 +16,18 @@ void OutBuf::grow(size_t n)
    if (size_ > 0) memcpy(bigger.get(), data_.get(), size_);
    data_.swap(bigger);
    cap_ = cap;
+}
+
+int writeAll(int fd, const char* p, size_t n)
+{
+   while (n > 0) {
+      ssize_t k = write(fd, p, n);
+      if (k < 0 && errno == EINTR) continue;
+      if (k < 0) return errno;
+      p += k;
+      n -= static_cast<size_t>(k);
+   }
+   return 0;
 }
 
 void appendHex(OutBuf* out, const char* bytes, size_t n)

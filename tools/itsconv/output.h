@@ -37,6 +37,10 @@ class OutBuf {
    size_t size_ = 0, cap_ = 0;
 };
 
+// Writes n bytes to the descriptor, going on after interruptions: 0, or the
+// errno that stopped it.
+int writeAll(int fd, const char* p, size_t n);
+
 // Bytes as lower-case hexadecimal digits, or as base64 (standard alphabet,
 // padded).
 void appendHex(OutBuf* out, const char* bytes, size_t n);
