@@ -97,20 +97,6 @@ TEST_F(ContextTest, DeadContextIsRefused)
    ctxt.initCode = VXCTXT_INITCODE;
 }
 
-TEST_F(ContextTest, BitOffsetRoundTrip)
-{
-   uint8_t data[8] = {0};
-   ASSERT_EQ(0, rtxInitContextBuffer(pctxt, data, sizeof(data)));
-   ASSERT_EQ(0, rtxCtxtSetBitOffset(pctxt, 13));
-   EXPECT_EQ(1u, ctxt.buffer.byteIndex);
-   EXPECT_EQ(3, ctxt.buffer.bitOffset);
-   EXPECT_EQ(13u, rtxCtxtGetBitOffset(pctxt));
-   ASSERT_EQ(0, rtxCtxtSetBitOffset(pctxt, 16));
-   EXPECT_EQ(2u, ctxt.buffer.byteIndex);
-   EXPECT_EQ(8, ctxt.buffer.bitOffset);
-   EXPECT_EQ(2u, rtxCtxtGetIOByteCount(pctxt));
-}
-
 TEST_F(ContextTest, ContainerBitsCarryIntoNextByte)
 {
    uint8_t data[8] = {0};

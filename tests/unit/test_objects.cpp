@@ -171,26 +171,6 @@ TEST(Context, StatusFollowsErrorList)
    EXPECT_EQ(0, ctx->getStatus());
 }
 
-TEST(MessageBuffer, ASN1BufferHandlers)
-{
-   // A plain context gets its ASN.1 record when a handler is registered.
-   FakeASN1Buffer buf(new VXRTContext());
-   EXPECT_EQ(nullptr, buf.getCtxtPtr()->pASN1Info);
-   auto* handler = reinterpret_cast<Asn1NamedEventHandler*>(&buf);
-   ASSERT_EQ(0, buf.addEventHandler(handler));
-   ASSERT_NE(nullptr, buf.getCtxtPtr()->pASN1Info);
-   EXPECT_EQ(1u, buf.getCtxtPtr()->pASN1Info->eventHandlers.count);
-   buf.removeEventHandler(handler);
-   EXPECT_EQ(0u, buf.getCtxtPtr()->pASN1Info->eventHandlers.count);
-
-   class PassAll : public Asn1ErrorHandler {
-    public:
-      int error(VXCTXT*, VexilCB*, int) override { return 0; }
-   } passAll;
-   ASSERT_EQ(0, buf.setErrorHandler(&passAll));
-   EXPECT_EQ(0, Asn1ErrorHandler::invoke(buf.getCtxtPtr(), nullptr, RTERR_SETMISRQ));
-}
-
 TEST(Vexil, ControlSharesBufferContext)
 {
    FakeBuffer buf(VXRTMessageBufferIF::PERDecode, new ASN1RtContext());
@@ -209,19 +189,6 @@ TEST(Vexil, ControlSharesBufferContext)
    EXPECT_EQ(shared->getPtr(), onContext.getCtxtPtr());
    EXPECT_EQ(2u, shared->getRefCount());
    EXPECT_EQ(nullptr, onContext.getCtxtPtr()->pASN1Info);  // shared as it is
-}
-
-TEST(Vexil, OwnContextIsASN1)
-{
-   TestControl control;
-   ASSERT_NE(nullptr, control.getCtxtPtr());
-   EXPECT_NE(nullptr, control.getCtxtPtr()->pASN1Info);
-   EXPECT_EQ(nullptr, control.currentBuffer());
-   void* p = control.memAlloc(16);
-   ASSERT_NE(nullptr, p);
-   p = control.memRealloc(p, 64);
-   ASSERT_NE(nullptr, p);
-   control.memFreePtr(p);
 }
 
 TEST(Vexil, FailureStopsSetMsgBufAtOnce)
@@ -271,25 +238,6 @@ TEST(Vexil, StatusesPassedOnWithPositions)
          EXPECT_NE(std::string::npos, std::string(err->stack[1].module).find("VexilType"));
       }
    }
-}
-
-TEST(Pdu, FirstContextStays)
-{
-   VXRTContext* first = new VXRTContext();
-   VXRTContext* second = new VXRTContext();
-   VXRTCtxtPtr keepSecond(second);
-   TestRecord rec;
-   EXPECT_EQ(nullptr, rec.getCtxtPtr());
-   rec.setContext(first);
-   EXPECT_EQ(first, rec.context());
-   EXPECT_EQ(1u, first->getRefCount());
-   rec.setContext(second);
-   EXPECT_EQ(first, rec.context());
-   EXPECT_EQ(1u, second->getRefCount());
-   rec.setContext(nullptr);  // only a null context clears it (and frees `first`)
-   EXPECT_EQ(nullptr, rec.getCtxtPtr());
-   rec.setContext(second);
-   EXPECT_EQ(second, rec.context());
 }
 
 // Bytes to text: the decode buffer is built first and dies last, so the

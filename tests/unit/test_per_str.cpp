@@ -234,36 +234,3 @@ TEST_F(PerStr, VariableWidthStrings)
    encodeMode();
    EXPECT_EQ(RTERR_INVPARAM, pe_VarWidthCharString(pctxt, nullptr));
 }
-
-TEST_F(PerStr, RandomStringsRoundTrip)
-{
-   std::mt19937 rng(31337);
-   for (int i = 0; i < 300; i++) {
-      uint64_t nocts = rng() % 3 == 0 ? rng() % 40000 : rng() % 300;
-      uint64_t nbits = rng() % 3 == 0 ? rng() % 70000 : rng() % 300;
-      if (nbits % 16384 == 0) nbits++;  // avoid the unterminated exact fragment
-      std::vector<uint8_t> oct = pattern(nocts, i), bit = pattern(nbits / 8 + 1, i + 1);
-      encodeMode();
-      unsigned lead = rng() % 8;
-      ASSERT_EQ(0, rtxEncBits(pctxt, 0, lead));
-      ASSERT_EQ(0, pe_OctetString(pctxt, nocts, oct.data()));
-      ASSERT_EQ(0, pe_BitString(pctxt, nbits, bit.data()));
-      ASSERT_EQ(0, pe_OpenType(pctxt, nocts, oct.data()));
-      decodeOwnOutput();
-      ASSERT_EQ(0, rtxMoveBitCursor(pctxt, (int32_t)lead));
-      ASN1TDynOctStr64 o = {0, nullptr};
-      ASN1TDynBitStr64 b = {0, nullptr};
-      const uint8_t* ot = nullptr;
-      uint64_t otn = 0;
-      ASSERT_EQ(0, pd_DynOctetString64(pctxt, &o));
-      ASSERT_EQ(0, pd_DynBitString64(pctxt, &b));
-      ASSERT_EQ(0, pd_OpenType(pctxt, &ot, &otn));
-      ASSERT_EQ(nocts, o.numocts);
-      ASSERT_EQ(nbits, b.numbits);
-      ASSERT_EQ(nocts == 0 ? 1 : nocts, otn);
-      ASSERT_TRUE(nocts == 0 || memcmp(o.data, oct.data(), nocts) == 0);
-      ASSERT_TRUE(nocts == 0 || memcmp(ot, oct.data(), nocts) == 0);
-      ASSERT_EQ(bitText(bit.data(), nbits), bitText(b.data, nbits));
-      ASSERT_EQ(pu_getMsgLen(pctxt), input.size());
-   }
-}

@@ -27,64 +27,6 @@ std::vector<int> errorStatuses(VXCTXT* pctxt)
    return out;
 }
 
-// A readable stream of another kind: hands out its source in chunks of at
-// most `chunk` bytes and supports mark/reset/skip, but has no positions.
-struct ChunkSource {
-   std::vector<uint8_t> data;
-   size_t pos = 0;
-   size_t chunk = 100;
-   size_t markPos = 0;
-   int resets = 0;
-   int closes = 0;
-};
-
-ChunkSource& sourceOf(VXRTSTREAM* s) { return *static_cast<ChunkSource*>(s->extra); }
-
-long chunkRead(VXRTSTREAM* s, uint8_t* buf, size_t n)
-{
-   ChunkSource& src = sourceOf(s);
-   size_t take = std::min({n, src.chunk, src.data.size() - src.pos});
-   memcpy(buf, src.data.data() + src.pos, take);
-   src.pos += take;
-   return (long)take;
-}
-int chunkSkip(VXRTSTREAM* s, size_t n)
-{
-   sourceOf(s).pos = std::min(sourceOf(s).data.size(), sourceOf(s).pos + n);
-   return 0;
-}
-int chunkMark(VXRTSTREAM* s, size_t)
-{
-   sourceOf(s).markPos = sourceOf(s).pos;
-   return 0;
-}
-int chunkReset(VXRTSTREAM* s)
-{
-   sourceOf(s).pos = sourceOf(s).markPos;
-   sourceOf(s).resets++;
-   return 0;
-}
-int chunkClose(VXRTSTREAM* s)
-{
-   sourceOf(s).closes++;
-   return 0;
-}
-
-void attachChunkStream(VXCTXT* pctxt, ChunkSource* src, size_t size)
-{
-   for (size_t i = 0; i < size; i++) src->data.push_back((uint8_t)(i * 7 + i / 251));
-   ASSERT_EQ(0, rtxStreamInit(pctxt));
-   VXRTSTREAM* s = pctxt->pStream;
-   s->read = chunkRead;
-   s->skip = chunkSkip;
-   s->mark = chunkMark;
-   s->reset = chunkReset;
-   s->close = chunkClose;
-   s->extra = src;
-   s->id = VXRT_STREAM_ID_FILE;
-   s->flags = VXRT_STREAM_INPUT;
-}
-
 // Reads `n` bytes one small piece at a time, appending them to `out`.
 void readPieces(VXCTXT* pctxt, size_t n, size_t piece, std::vector<uint8_t>& out)
 {
@@ -101,7 +43,6 @@ class Stream : public ::testing::Test {
  protected:
    VXCTXT ctx;
    std::string text;  // the caller's bytes of a memory stream
-   ChunkSource src;   // or the source of a chunked stream
    std::vector<uint8_t> got;
    void SetUp() override { ASSERT_EQ(0, rtxInitContext(&ctx)); }
    void TearDown() override { rtxFreeContext(&ctx); }
@@ -135,42 +76,6 @@ TEST_F(Stream, MemoryAttachReadsTheCallersBytesInPlace)
    ASSERT_EQ(0, rtxReadBytes(&ctx, b, 2));
    EXPECT_EQ(0, memcmp(b, "1}", 2));
    EXPECT_TRUE(errorStatuses(&ctx).empty());
-}
-
-// Reads that the inline path serves (single bytes, skips) leave the same
-// cursor, last byte and stream counts as one read by the general path.
-TEST_F(Stream, InlineMemoryReadsKeepTheCountsOfTheStreamRead)
-{
-   text = "{\"lane\":[1,2,3]}";
-   VXCTXT other;
-   ASSERT_EQ(0, rtxInitContext(&other));
-   for (VXCTXT* p : {&ctx, &other}) {
-      ASSERT_EQ(0, rtxStreamMemoryAttach(p, bytesOf(text), text.size(), VXRT_STREAM_INPUT));
-      ASSERT_EQ(0, rtxStreamMark(p, 64));
-   }
-   std::string got;
-   for (size_t i = 0; i + 2 < text.size(); i++) {
-      uint8_t b = 0;
-      ASSERT_EQ(0, rtxReadBytes(&ctx, &b, 1));
-      got += (char)b;
-   }
-   ASSERT_EQ(0, rtxReadBytes(&ctx, nullptr, 1));
-   std::vector<uint8_t> all(text.size() - 1);
-   ASSERT_EQ(0, rtxReadBytesGeneral(&other, all.data(), all.size()));
-   EXPECT_EQ(text.substr(0, text.size() - 2), got);
-   EXPECT_EQ(other.buffer.byteIndex, ctx.buffer.byteIndex);
-   EXPECT_EQ(other.lastChar, ctx.lastChar);
-   EXPECT_EQ(']', ctx.lastChar);
-   EXPECT_EQ(other.pStream->ioBytes, ctx.pStream->ioBytes);
-   EXPECT_EQ(other.pStream->bytesProcessed, ctx.pStream->bytesProcessed);
-   EXPECT_EQ(other.pStream->readAheadCount, ctx.pStream->readAheadCount);
-   EXPECT_EQ(text.size() - 1, ctx.pStream->readAheadCount);
-   // The last byte, then the end of the stream as before.
-   uint8_t b = 0;
-   ASSERT_EQ(0, rtxReadBytes(&ctx, &b, 1));
-   EXPECT_EQ('}', b);
-   EXPECT_EQ(RTERR_ENDOFFILE, rtxReadBytes(&ctx, &b, 1));
-   rtxFreeContext(&other);
 }
 
 // White space skipped in place leaves what the byte-wise skip leaves (a
@@ -310,38 +215,6 @@ TEST_F(Stream, CaptureOfMemoryStreamHoldsTheTextOnce)
 }
 
 // ---- context-buffer mode ----
-
-TEST_F(Stream, ContextBufferReadsEveryByteOnceIntoCapture)
-{
-   attachChunkStream(&ctx, &src, 5000);
-   VXRTMEMBUF cap;
-   rtxMemBufInit(&ctx, &cap, 0);
-   ASSERT_EQ(0, rtxStreamSetCapture(&ctx, &cap));
-
-   readPieces(&ctx, 700, 7, got);  // through the context buffer
-   EXPECT_NE(0u, ctx.pStream->flags & VXRT_STREAM_CTXTBUF);
-   EXPECT_EQ(1024u, ctx.pStream->bufSize);
-   EXPECT_EQ(0xFFFFFFFFu, ctx.pStream->inputLimit);
-   readPieces(&ctx, 2000, 2000, got);  // more than 1024 missing: read straight
-   EXPECT_EQ(0u, ctx.buffer.size);     // past the context buffer, which is emptied
-   uint8_t b;
-   ASSERT_EQ(1, rtxPeekByte(&ctx, &b));
-   EXPECT_EQ(src.data[2700], b);
-   readPieces(&ctx, 2300, 300, got);
-   EXPECT_EQ(src.data, got);
-   EXPECT_EQ(src.data.back(), ctx.lastChar);
-
-   ASSERT_EQ(src.data.size(), rtxMemBufGetDataLen(&cap));
-   EXPECT_EQ(0, memcmp(src.data.data(), rtxMemBufGetData(&cap, nullptr), src.data.size()));
-   EXPECT_EQ(src.data.size(), ctx.pStream->bytesProcessed);
-
-   // The source has ended.
-   EXPECT_EQ(RTERR_ENDOFFILE, rtxReadBytes(&ctx, &b, 1));
-   rtxErrReset(&ctx);
-   EXPECT_EQ(RTERR_ENDOFFILE, rtxCheckInputBuffer(&ctx, 1));
-   EXPECT_EQ(0, rtxPeekByte(&ctx, &b));
-   rtxMemBufFree(&cap);
-}
 
 // ---- classes ----
 

@@ -56,67 +56,6 @@ int readAsText(VXCTXT* pctxt, std::string* text)
 
 const int kSomeFailure = 1;  // any negative status
 
-TEST_F(Text, NumberReadersByCase)
-{
-   const NumberReader i8 = readAsText<int8_t, rtxTxtReadInt8>,
-                      i16 = readAsText<int16_t, rtxTxtReadInt16>,
-                      i32 = readAsText<int32_t, rtxTxtReadInt32>,
-                      u8 = readAsText<uint8_t, rtxTxtReadUInt8>,
-                      u16 = readAsText<uint16_t, rtxTxtReadUInt16>,
-                      u32 = readAsText<uint32_t, rtxTxtReadUInt32>,
-                      u64 = readAsText<uint64_t, rtxTxtReadUInt64>;
-   // stop: the character the cursor rests on after a success (0: the end).
-   const struct {
-      NumberReader read;
-      const char* text;
-      int stat;
-      const char* value = "";
-      char stop = 0;
-   } cases[] = {
-      {i32, " \t\n-2147483648,", 0, "-2147483648", ','},
-      {i32, "+2147483647", 0, "2147483647", 0},
-      {i32, "2147483648", RTERR_TOOBIG},
-      {i32, "-2147483649", RTERR_TOOBIG},
-      {i32, "21474836470", RTERR_TOOBIG},
-      {i32, "0042.5", 0, "42", '.'},
-      {i32, "abc", RTERR_INVCHAR},
-      {i32, "-x", RTERR_INVCHAR},
-      {i32, "   ", kSomeFailure},
-      {i8, "-128", 0, "-128", 0},
-      {i8, "-129", RTERR_TOOBIG},
-      {i16, "32767", 0, "32767", 0},
-      {i16, "32768", RTERR_TOOBIG},
-      // Unsigned readers take no digits as 0 and stop before the sign.
-      {u32, "abc", 0, "0", 'a'},
-      {u32, "  -5", 0, "0", '-'},
-      {u32, "+4294967295}", 0, "4294967295", '}'},
-      {u32, "4294967296", RTERR_TOOBIG},
-      {u32, "4294967300", RTERR_TOOBIG},
-      {u64, "18446744073709551615", 0, "18446744073709551615", 0},
-      {u64, "18446744073709551616", RTERR_TOOBIG},
-      {u8, "255", 0, "255", 0},
-      {u8, "256", RTERR_TOOBIG},
-      {u16, "65536", RTERR_TOOBIG},
-   };
-   for (const auto& c : cases) {
-      SCOPED_TRACE(c.text);
-      feed(c.text);
-      std::string value;
-      int stat = c.read(&ctx, &value);
-      if (c.stat == kSomeFailure) {
-         EXPECT_GT(0, stat);
-      } else if (c.stat != 0) {
-         EXPECT_EQ(c.stat, stat);
-         EXPECT_EQ(c.stat, rtxErrGetLastError(&ctx));
-      } else {
-         ASSERT_EQ(0, stat);
-         EXPECT_EQ(c.value, value);
-         EXPECT_EQ(c.stop, input.c_str()[ctx.buffer.byteIndex]);
-         EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));  // a success leaves no record
-      }
-   }
-}
-
 TEST_F(Text, PeekAndWhitespace)
 {
    feed(" \r\n\t\v\fx y");
@@ -153,42 +92,6 @@ TEST_F(Text, NumberAtTheEndOfAMemoryStreamFails)
    EXPECT_EQ(0, rtxTxtSkipWhitespace(&ctx));  // the stream's end is no failure here
    EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
    EXPECT_EQ(0, rtxTxtPeekChar2(&ctx, false));
-}
-
-TEST_F(Text, OutputBufferGrowth)
-{
-   output(0);
-   EXPECT_EQ(1024u, ctx.buffer.size);
-   EXPECT_EQ(0, rtxCheckOutputBuffer(&ctx, 1024));
-   EXPECT_EQ(1024u, ctx.buffer.size);
-   ctx.buffer.byteIndex = 1024;
-   ASSERT_EQ(0, rtxCheckOutputBuffer(&ctx, 1));
-   EXPECT_EQ(2048u, ctx.buffer.size);  // 1024 + max(1024, 1)
-   ctx.buffer.byteIndex = 2048;
-   ASSERT_EQ(0, rtxCheckOutputBuffer(&ctx, 4000));
-   EXPECT_EQ(6048u, ctx.buffer.size);  // 2048 + max(2048, 4000)
-
-   output(1024);
-   ctx.buffer.byteIndex = 1024;
-   ASSERT_EQ(0, rtxCheckOutputBuffer(&ctx, 5000));
-   EXPECT_EQ(6024u, ctx.buffer.size);  // 1024 + max(1024, 5000)
-
-   // A partly written byte needs one more.
-   output(16);
-   ctx.buffer.byteIndex = 15;
-   ctx.buffer.bitOffset = 3;
-   ASSERT_EQ(0, rtxCheckOutputBuffer(&ctx, 1));
-   EXPECT_EQ(32u, ctx.buffer.size);
-   ctx.buffer.bitOffset = 8;
-
-   uint8_t fixed[4];
-   rtxErrReset(&ctx);
-   ASSERT_EQ(0, rtxInitContextBuffer(&ctx, fixed, sizeof fixed));
-   EXPECT_EQ(0, rtxWriteBytes(&ctx, (const uint8_t*)"abcd", 4));
-   EXPECT_EQ(RTERR_BUFOVFLW, rtxWriteBytes(&ctx, (const uint8_t*)"e", 1));
-   EXPECT_EQ(RTERR_BUFOVFLW, rtxErrGetStatus(&ctx));
-   EXPECT_EQ(4u, ctx.buffer.size);
-   EXPECT_EQ('d', ctx.lastChar);
 }
 
 TEST_F(Text, UTF8EncodeDecodeRoundTrip)

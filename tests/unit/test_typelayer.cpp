@@ -240,61 +240,6 @@ TEST_F(HeapRecord, IvimOfChoicesOfSequencesWithStringsAndOpenTypes)
    expectHeapEmptyAndSound();
 }
 
-TEST_F(HeapRecord, MapDataWithKnownAndRawRegionsAndStrings)
-{
-   ASN1T_ETSI_DSRC_MapData map;
-   map.m.dataParametersPresent = 1;
-   map.dataParameters.m.processMethodPresent = 1;
-   map.dataParameters.processMethod = str("survey");
-   map.dataParameters.m.geoidUsedPresent = 1;
-   map.dataParameters.geoidUsed = str("EGM96");
-   map.m.regionalPresent = 1;
-   // regionId 3 with its known record, which holds a list of sequences.
-   ASN1T_ETSI_DSRC_MapData_regional_element* known =
-      make<ASN1T_ETSI_DSRC_MapData_regional_element>();
-   known->regionId = 3;
-   known->regExtValue.t = 1;
-   known->regExtValue.u.addGrpC = make<ASN1T_ETSI_GrpC_MapData_addGrpC>();
-   known->regExtValue.u.addGrpC->m.signalHeadLocationsPresent = 1;
-   ASN1T_ETSI_GrpC_SignalHeadLocation* head = make<ASN1T_ETSI_GrpC_SignalHeadLocation>();
-   head->nodeXY.t = 1;
-   head->nodeXY.u.node_XY1 = make<ASN1T_ETSI_DSRC_Node_XY_20b>();
-   append(&known->regExtValue.u.addGrpC->signalHeadLocations, head);
-   append(&map.regional, known);
-   // A raw value of another region.
-   ASN1T_ETSI_DSRC_MapData_regional_element* raw = make<ASN1T_ETSI_DSRC_MapData_regional_element>();
-   raw->regionId = 1;
-   raw->regExtValue.t = 0;
-   raw->regExtValue.u.openType = nullptr;
-   append(&map.regional, raw);
-   // A lane with a raw region-keyed SEQUENCE held by value and a choice of nodes.
-   map.m.intersectionsPresent = 1;
-   ASN1T_ETSI_DSRC_IntersectionGeometry* geo = make<ASN1T_ETSI_DSRC_IntersectionGeometry>();
-   ASN1T_ETSI_DSRC_GenericLane* lane = make<ASN1T_ETSI_DSRC_GenericLane>();
-   lane->laneAttributes.m.regionalPresent = 1;
-   lane->laneAttributes.regional.regionId = 9;
-   uint8_t* bytes = static_cast<uint8_t*>(rtxMemAlloc(pctxt, 3));
-   lane->laneAttributes.regional.regExtValue.numocts = 3;
-   lane->laneAttributes.regional.regExtValue.data = bytes;
-   lane->nodeList.t = 1;
-   lane->nodeList.u.nodes = make<ASN1TSeqOfList>();
-   rtxDListInit(lane->nodeList.u.nodes);
-   for (int i = 0; i < 2; i++) {
-      ASN1T_ETSI_DSRC_NodeXY* node = make<ASN1T_ETSI_DSRC_NodeXY>();
-      node->delta.t = 7;
-      node->delta.u.node_LatLon = make<ASN1T_ETSI_DSRC_Node_LLmD_64b>();
-      append(lane->nodeList.u.nodes, node);
-   }
-   append(&geo->laneSet, lane);
-   append(&map.intersections, geo);
-
-   asn1Free_ETSI_DSRC_MapData(pctxt, &map);
-   expectHeapEmptyAndSound();
-   EXPECT_EQ(map.dataParameters.processMethod, nullptr);
-   asn1Free_ETSI_DSRC_MapData(pctxt, &map);
-   expectHeapEmptyAndSound();
-}
-
 TEST_F(HeapRecord, AbsentOptionalsAndEmptyChoicesAreNotVisited)
 {
    ASN1T_ITS_DangerousGoodsExtended dg;

@@ -246,37 +246,6 @@ TEST(UperFieldRuns, ExtensibleRootAboveItsRangeStopsAfterTheField)
    }
 }
 
-TEST(UperFieldRuns, SequenceOfFixedFieldsReadAndWrittenAtOnce)
-{
-   // Heading: headingValue 0..3601 in 12 bits, headingConfidence 1..127 in 7.
-   Bits good = Bits().put(3601, 12).put(126, 7);
-   for (Way way : {Way::Short, Way::Word, Way::Heard}) {
-      Decoded<ASN1T_ITS_Heading> d = decodeWay(asn1PD_ITS_Heading, good, way);
-      EXPECT_EQ(0, d.stat) << (int)way;
-      EXPECT_EQ(3601u, d.value.headingValue) << (int)way;
-      EXPECT_EQ(127u, d.value.headingConfidence) << (int)way;
-      EXPECT_EQ(19u, d.used) << (int)way;
-      // A first field above its range fails with the cursor behind it and
-      // the second field not read.
-      d = decodeWay(asn1PD_ITS_Heading, Bits().put(4095, 12).put(5, 7), way);
-      EXPECT_EQ(RTERR_CONSVIO, d.stat) << (int)way;
-      EXPECT_EQ(12u, d.used) << (int)way;
-      EXPECT_EQ(0u, d.value.headingConfidence) << (int)way;
-      // The second one above: the first is in the record.
-      d = decodeWay(asn1PD_ITS_Heading, Bits().put(7, 12).put(127, 7), way);
-      EXPECT_EQ(RTERR_CONSVIO, d.stat) << (int)way;
-      EXPECT_EQ(19u, d.used) << (int)way;
-      EXPECT_EQ(7u, d.value.headingValue) << (int)way;
-   }
-   ASN1T_ITS_Heading h{};
-   h.headingValue = 3601;
-   h.headingConfidence = 127;
-   EXPECT_LAYOUT(encodeValue(asn1PE_ITS_Heading, &h), good);
-   // Values are cut to their fields, as field by field.
-   h.headingValue = 4096 + 5;
-   EXPECT_LAYOUT(encodeValue(asn1PE_ITS_Heading, &h), Bits().put(5, 12).put(126, 7));
-}
-
 // -- BOOLEAN and ENUMERATED --------------------------------------------------------
 
 TEST(UperBoolean, ReadPastTheEndIsLeftToTheNextField)

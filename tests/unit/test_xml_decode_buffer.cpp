@@ -65,48 +65,6 @@ TEST(XmlDecodeBuffer, KindInitAndMaxErrors)
    EXPECT_EQ(7u, info->maxSaxErrors);
 }
 
-// Each text is checked through a caller's stream after some bytes were
-// already taken from it, and through an owned buffer: the answer is the
-// same, the stream stands where it stood, and a good text then decodes.
-TEST(XmlDecodeBuffer, IsWellFormedBetweenMarkAndReset)
-{
-   struct Case {
-      const char* text;
-      bool good;
-   };
-   const Case cases[] = {
-      {"<a><b>7</b></a>", true},
-      {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!-- c --><a>\n <b>7</b><!-- x --></a>\n",
-       true},
-      {"<a><b>7</b><![CDATA[<]]><?pi?></a><?pi?>", true},
-      {"<a><b>7</a></b>", false},
-      {"<a><b>7</b>", false},
-      {"<a>&bad;</a>", false},
-      {"", false},
-      {"   ", false},
-   };
-   const std::string skipped = "12345";
-   for (const Case& c : cases) {
-      std::string input = skipped + c.text;
-      VXRTMemoryInputStream stream((const uint8_t*)input.data(), input.size());
-      ASSERT_EQ(0, stream.skip(skipped.size()));
-      VXXMLDecodeBuffer shared(stream);
-      EXPECT_EQ(c.good, shared.isWellFormed()) << c.text;
-      EXPECT_EQ(skipped.size(), posOf(stream)) << c.text;
-      EXPECT_EQ(c.good, rtxErrGetErrorCnt(shared.getCtxtPtr()) == 0) << c.text;
-      if (c.good) {
-         EXPECT_EQ(7, decodeB(shared)) << c.text;
-      }
-
-      VXXMLDecodeBuffer owned((const uint8_t*)c.text, strlen(c.text));
-      EXPECT_EQ(c.good, owned.isWellFormed()) << c.text;
-      if (c.good) {
-         EXPECT_TRUE(owned.isWellFormed()) << "twice: " << c.text;
-         EXPECT_EQ(7, decodeB(owned)) << c.text;
-      }
-   }
-}
-
 // The root's name, read without taking anything from the stream: the
 // decode that follows starts where the name was read.
 TEST(XmlDecodeBuffer, ParseElementNameLeavesTheStreamWhereItWas)

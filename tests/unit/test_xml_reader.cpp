@@ -330,67 +330,6 @@ TEST_F(XmlReaderApi, ValueCutByTheEndOfInput)
    EXPECT_EQ("ERR-206", value());
 }
 
-TEST_F(XmlReaderApi, AttributesAndNamespaces)
-{
-   open(
-      "<p:a xmlns:p='urn:x' xmlns=\"urn:d\" xsi:nil='true' q:b='1' c=' v &lt; w '>"
-      "<b xmlns:p='http://www.w3.org/2001/XMLSchema'/><p:c/></p:a>");
-   ASSERT_EQ(5, rtXmlRdGetAttributeCount(r));
-   const uint8_t* name;
-   size_t len;
-   int16_t ns;
-   ASSERT_EQ(0, rtXmlRdGetTagName(r, &name, &len, &ns));
-   EXPECT_EQ("a", std::string((const char*)name, len));
-   EXPECT_EQ(XMLNS_UNKNOWN, ns);  // declared, not in the caller's table
-   ASSERT_EQ(0, rtXmlRdGetAttributeName(r, 0, &name, &len, &ns));
-   EXPECT_EQ("p", std::string((const char*)name, len));
-   EXPECT_EQ(XMLNS_DECL, ns);
-   ASSERT_EQ(0, rtXmlRdGetAttributeName(r, 2, &name, &len, &ns));
-   EXPECT_EQ(XMLNS_XSI, ns);
-   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
-   ASSERT_EQ(0, rtXmlRdGetAttributeName(r, 3, &name, &len, &ns));
-   EXPECT_EQ(XML_E_NSURINOTFOU, rtxErrGetLastError(&ctx));  // recorded, the reader goes on
-   EXPECT_EQ("Namespace URI for prefix 'q' not found at position 1:73", xmltest::firstError(&ctx));
-   rtxErrReset(&ctx);
-   EXPECT_EQ(RTERR_INVPARAM, rtXmlRdGetAttributeName(r, 5, &name, &len, &ns));
-   rtxErrReset(&ctx);
-   const uint8_t* v;
-   ASSERT_EQ(0, rtXmlRdGetAttribute(r, 4, &v, &len));
-   EXPECT_EQ(" v &lt; w ", std::string((const char*)v, len));
-   struct {
-      uint32_t mode;
-      const char* chunks;
-   } modes[] = {{0, " v |<| w |"}, {2, "v| |<| |w|"}};
-   for (const auto& m : modes) {
-      rtXmlRdSetWhiteSpaceMode(r, m.mode);
-      ASSERT_EQ(0, rtXmlRdSelectAttribute(r, 4));
-      XmlDataCtxt d;
-      std::string got;
-      int n = rtXmlRdFirstData(r, &d);
-      while (n >= 0 && d.mode == 1) {
-         got += chunk(d) + "|";
-         n = rtXmlRdNextData(r, &d);
-      }
-      EXPECT_EQ(m.chunks, got);
-      EXPECT_EQ(0u, r->attrMode);
-   }
-   ASSERT_EQ(1, rtXmlRdFirstAttr(r));
-   int walked = 1;
-   while (rtXmlRdNextAttr(r) == 1) walked++;
-   EXPECT_EQ(5, walked);
-
-   ASSERT_EQ(XMLRD_STARTTAG, rtXmlRdNext(r));
-   ASSERT_EQ(0, rtXmlRdGetTagName(r, &name, &len, &ns));
-   EXPECT_EQ(XMLNS_UNKNOWN, ns);  // the default namespace, not in the table
-   ASSERT_EQ(XMLRD_DATA, rtXmlRdNext(r));
-   EXPECT_EQ(XML_E_INVMODE, rtXmlRdGetAttributeCount(r));
-   rtxErrReset(&ctx);
-   ASSERT_EQ(0, rtXmlRdNextTag(r));
-   ASSERT_EQ(0, rtXmlRdGetTagName(r, &name, &len, &ns));
-   EXPECT_EQ(XMLNS_UNKNOWN, ns);  // p of the outer element again
-   EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctx));
-}
-
 class XmlReaderMarks : public XmlReaderApi, public ::testing::WithParamInterface<bool> {};
 
 TEST_P(XmlReaderMarks, RewindReadsTheSameEventsAgain)

@@ -24,52 +24,6 @@ class XmlWriter : public XmlWriterContext {
    void end(const char* name) { ASSERT_EQ(0, rtXmlEncEndElement(&ctx, name, nullptr)); }
 };
 
-TEST_F(XmlWriter, DocumentOfNestedAndValueElements)
-{
-   ctx.flags |= VXCTXT_FLAG_NOXMLNS;
-   const uint8_t octets[] = {0x0A, 0xFF};
-   const uint8_t bits[] = {0xA0};
-   ASSERT_EQ(0, rtXmlEncStartDocument(&ctx));
-   start("CAM");
-   ASSERT_EQ(0, rtXmlEncStartElement(&ctx, "", nullptr, nullptr, true));  // the type's own call
-   ASSERT_EQ(0, rtXmlEncInt(&ctx, -12, "a", nullptr));
-   start("b");
-   ASSERT_EQ(0, rtXmlEncUInt(&ctx, 0, "c", nullptr));
-   ASSERT_EQ(0, rtXmlEncEmptyElement(&ctx, "true", nullptr, nullptr, true));
-   ASSERT_EQ(0, rtXmlEncStartElement(&ctx, "d", nullptr, nullptr, true));
-   end("d");
-   end("b");
-   ASSERT_EQ(0, rtXmlEncHexBinary(&ctx, 2, octets, "h", nullptr));
-   ASSERT_EQ(0, rtXmlEncBitString(&ctx, 4, bits, "bs", nullptr));
-   ASSERT_EQ(0, rtXmlEncBitString(&ctx, 0, bits, "none", nullptr));
-   ASSERT_EQ(0, rtXmlEncUTF8Str(&ctx, "", "s", nullptr));
-   ASSERT_EQ(0, rtXmlEncBool(&ctx, false, "flag", nullptr));
-   end("CAM");
-   EXPECT_EQ(
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-      "<CAM>\n"
-      "   <a>-12</a>\n"
-      "   <b>\n"
-      "      <c>0</c>\n"
-      "      <true/>\n"
-      "      <d/>\n"
-      "   </b>\n"
-      "   <h>0AFF</h>\n"
-      "   <bs>1010</bs>\n"
-      "   <none/>\n"
-      "   <s/>\n"
-      "   <flag>\n"
-      "      <false/>\n"
-      "   </flag>\n"
-      "</CAM>",
-      text());
-   EXPECT_EQ(0, ctx.level);
-   EXPECT_EQ(0u, ctx.elemNameStack.count);
-   EXPECT_EQ(0, info()->nsFrameCount);
-   EXPECT_EQ(0u, info()->encodedNamespaces.count);
-   EXPECT_EQ(0, ctx.buffer.data[ctx.buffer.byteIndex]);
-}
-
 TEST_F(XmlWriter, ShortFormFromOpenAndFromClosedStartTag)
 {
    rtXmlSetEncDocHdr(&ctx, false);
